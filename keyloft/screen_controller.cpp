@@ -1,0 +1,298 @@
+// SPDX-License-Identifier: MIT
+#include "keyloft/screen_controller.h"
+
+#include "Include/main.h"
+#include "Include/set_device_name.h"
+
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+namespace {
+
+constexpr const char* nil_message = "Unexpectedly found nil while unwrapping an Optional value";
+constexpr std::uint32_t start_machine = 0x4ACCF4C4;
+
+/// The names begin and end alike; only the digit between tells the machines apart.
+constexpr std::string_view name_head = "4AC";
+constexpr std::string_view name_tail = "F4C4";
+
+std::string machine_name(std::size_t machine) {
+    char text[16];
+    std::snprintf(text, sizeof text, "4AC%XF4C4", static_cast<unsigned>(machine));
+    return text;
+}
+
+std::uint32_t machine_code(std::size_t machine) {
+    return 0x4AC0F4C4U + static_cast<std::uint32_t>(machine) * 0x10000U;
+}
+
+std::array<std::string, 16> build_machine_types() {
+    std::array<std::string, 16> types;
+    for (std::size_t i = 0; i < types.size(); ++i)
+        types[i] = machine_name(i);
+    return types;
+}
+
+} // namespace
+
+std::array<std::string, 16> machine_type_array = build_machine_types();
+std::string ShellCommandPath = "  ";
+std::array<std::uint8_t, 16> device_connect_state_retval{};
+std::int32_t command_setup_succeed_flag = 0;
+std::uint32_t c_arg_transfer_Uint32 = 0;
+std::uint8_t c_arg_transfer_UInt8_1 = 0;
+std::uint8_t c_arg_transfer_UInt8_2 = 0;
+std::uint8_t c_arg_transfer_UInt8_3 = 0;
+std::uint8_t c_arg_transfer_UInt8_4 = 0;
+
+[[gnu::weak]] void fatal_stop(const char* message) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s\n", message);
+    std::abort();
+}
+
+void ClearDeviceMathingRetval() {
+    device_connect_state_retval.fill(0);
+}
+
+std::string bundle_path() {
+    std::error_code error; // without /proc the folder is empty, and the path still an absolute one
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
+    return executable.parent_path().string() + "/../share/keyloft";
+}
+
+namespace {
+
+template<typename Value>
+Value unwrap(const std::optional<Value>& value) {
+    if (!value)
+        fatal_stop(nil_message);
+    return *value;
+}
+
+/// The whole text as a number: a sign if there is one, then digits of the base and nothing else.
+template<typename Number>
+std::optional<Number> parse_number(std::string_view text, int base) {
+    if (text.starts_with('+')) {
+        text.remove_prefix(1);
+        if (text.starts_with('-'))
+            return std::nullopt; // from_chars would take this sign
+    }
+    Number number{};
+    const char* end = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), end, number, base);
+    if (error != std::errc{} || stopped != end)
+        return std::nullopt;
+    return number;
+}
+
+/// Lower-case hexadecimal, with a minus sign in front of the magnitude.
+std::string hex_text(bool negative, std::uint64_t magnitude) {
+    char digits[17];
+    std::snprintf(digits, sizeof digits, "%llx", static_cast<unsigned long long>(magnitude));
+    return (negative ? "-" : "") + std::string{digits};
+}
+
+std::string hex_text(std::int64_t number) {
+    const auto bits = static_cast<std::uint64_t>(number);
+    return hex_text(number < 0, number < 0 ? 0 - bits : bits);
+}
+
+/// One less than the number, which for the smallest one is no 64-bit number any more.
+std::string hex_text_less_one(std::int64_t number) {
+    const auto bits = static_cast<std::uint64_t>(number);
+    return number > 0 ? hex_text(number - 1) : hex_text(true, 1 - bits);
+}
+
+std::string padded(std::string text) {
+    return text.size() == 1 ? "0" + text : text;
+}
+
+/// What the numbers of the screen become on the way to the command's bytes. The texts decide which
+/// numbers are accepted.
+struct MappingTexts {
+    std::string controller;
+    std::string channel; ///< counted from 0, not padded
+    std::string type;    ///< one digit
+    std::string part;
+};
+
+std::int64_t read_field(const std::string& text) {
+    return unwrap(parse_number<std::int64_t>(text, 10));
+}
+
+std::string read_type(const std::string& text) {
+    if (text == NOTE_ON) {
+        std::printf("NOTE_ON\n");
+        return "9";
+    }
+    if (text == NOTE_OFF) {
+        std::printf("NOTE_OFF\n");
+        return "8";
+    }
+    if (text == CONTROL_CHANGE) {
+        std::printf("CONTROL_CHANGE\n");
+        return "B";
+    }
+    if (text == BEND_CHANGE) {
+        std::printf("BEND_CHANGE\n");
+        return "E";
+    }
+    std::printf("default\n");
+    return "B";
+}
+
+MappingTexts read_fields(const ScreenState& screen) {
+    MappingTexts texts;
+    texts.controller = padded(hex_text(read_field(screen.message_controller_number_code_string)));
+    texts.channel = hex_text_less_one(read_field(screen.message_channel_menu_string));
+    texts.type = read_type(screen.message_type_menu_string);
+    texts.part = padded(hex_text(read_field(screen.hardware_part_number_code_string)));
+    return texts;
+}
+
+/// What is left of a text without its last characters, which are whole UTF-8 characters.
+std::string without_last(std::string text, int characters) {
+    while (characters > 0) {
+        if (text.empty())
+            fatal_stop("The path of the application's resources is too short");
+        const bool starts_character = (static_cast<unsigned char>(text.back()) & 0xC0) != 0x80;
+        text.pop_back();
+        characters -= starts_character ? 1 : 0;
+    }
+    return text;
+}
+
+void probe_machines() {
+    ClearDeviceMathingRetval();
+    for (std::size_t i = 0; i < device_connect_state_retval.size(); ++i) {
+        const std::uint32_t code = machine_code(i);
+        device_connect_state_retval[i] = judge_device_connect_state_with_id(code);
+        std::printf("i = 0x%02X, device_connect_id_arg = 0x%08X\n", static_cast<unsigned>(i), code);
+    }
+}
+
+/// The sum of the answers, not their number; it has to fit into eight bits.
+std::uint8_t sum_of_answers() {
+    unsigned sum = 0;
+    for (const std::uint8_t answer : device_connect_state_retval)
+        sum += answer;
+    if (sum > UINT8_MAX)
+        fatal_stop("The sum of the machines' answers does not fit into 8 bits");
+    return static_cast<std::uint8_t>(sum);
+}
+
+void select_detected(ScreenState& screen) {
+    std::size_t machine = 0;
+    while (device_connect_state_retval[machine] != 1)
+        ++machine; // a sum of 1 has exactly one 1 in it
+    const std::uint32_t code = machine_code(machine);
+    set_device_name(code);
+    screen.machine_type_menu_string = machine_name(machine);
+    std::printf("-%X--set_device_name(0x%08X);\n", static_cast<unsigned>(machine), code);
+}
+
+void select_by_menu(const std::string& text) {
+    if (!text.starts_with(name_head) || !text.ends_with(name_tail)) {
+        std::printf("Error: Invalid machine type selected\n");
+        return;
+    }
+    const std::string_view middle = std::string_view{text}.substr(
+        name_head.size(), text.size() - name_head.size() - name_tail.size());
+    const bool has_sign = middle.starts_with('+');
+    const auto value = parse_number<std::uint32_t>(middle, 16);
+    if (has_sign || !value || *value > 15) {
+        std::printf("Error: Invalid middle hex value in machine type\n");
+        return;
+    }
+    // The top byte is 0x16 on purpose, not the family's 0x4A: no machine carries the name of a code
+    // like this, so a choice by hand never talks to one of several machines.
+    const std::uint32_t code = 0x16000000U | ((0xC0U + *value) << 16) | 0xF4C4U;
+    set_device_name(code);
+    std::printf("User selected: %s\n", text.c_str());
+    std::printf("set_device_name(0x%08X);\n", code);
+}
+
+std::uint8_t unsigned_byte(const std::string& text) {
+    return unwrap(parse_number<std::uint8_t>(text, 16));
+}
+
+void prepare_command(const MappingTexts& texts) {
+    c_arg_transfer_UInt8_1 = unsigned_byte(texts.part);
+    // Channel 0 and below give no number: the status of the command before stays.
+    const auto status = parse_number<std::int64_t>(texts.type + texts.channel, 16);
+    if (status && *status > UINT8_MAX)
+        fatal_stop(nil_message);
+    if (status)
+        c_arg_transfer_UInt8_2 = static_cast<std::uint8_t>(*status);
+    c_arg_transfer_UInt8_3 = unsigned_byte(texts.controller);
+    c_arg_transfer_UInt8_4 = unsigned_byte(texts.controller);
+}
+
+/// The machines that answered the last probe, one a line.
+std::string present_machines() {
+    std::string list;
+    for (std::size_t i = 0; i < device_connect_state_retval.size(); ++i) {
+        if (device_connect_state_retval[i] == 1)
+            list += (list.empty() ? "" : "\n") + machine_name(i);
+    }
+    return list;
+}
+
+void run_command(ScreenState& screen) {
+    command_setup_succeed_flag = usb_midi_main(c_arg_transfer_UInt8_1, c_arg_transfer_UInt8_2,
+                                               c_arg_transfer_UInt8_3, c_arg_transfer_UInt8_4);
+    const bool succeeded = command_setup_succeed_flag == 0;
+    std::printf("%d\n", command_setup_succeed_flag);
+    if (succeeded) {
+        screen.showmessage = "旋钮" + std::to_string(c_arg_transfer_UInt8_1) + "--设置成功!";
+        screen.showmessage_title = "设置成功!";
+    } else {
+        screen.showmessage =
+            "设置失败,检查连接状态\n[当前可选-选项-连接列表]\n" + present_machines();
+        screen.showmessage_title = "设置失败!";
+    }
+    screen.showAlert = !screen.showAlert;
+}
+
+} // namespace
+
+void apply_action(ScreenState& screen) {
+    ShellCommandPath = without_last(bundle_path(), 14);
+    const MappingTexts texts = read_fields(screen);
+    probe_machines();
+    if (sum_of_answers() == 1)
+        select_detected(screen);
+    else
+        select_by_menu(screen.machine_type_menu_string);
+    prepare_command(texts);
+    run_command(screen);
+}
+
+void save_action(ScreenState& screen) {
+    command_setup_succeed_flag = usb_midi_main(0x7F, 0xAF, 0x7F, 0x7F);
+    std::printf("%d\n", command_setup_succeed_flag);
+    // Title and text change places between the two, on purpose.
+    if (command_setup_succeed_flag == 0) {
+        screen.showmessage = "保存成功!";
+        screen.showmessage_title = "hardware";
+    } else {
+        screen.showmessage_title = "保存失败!";
+        screen.showmessage = "hardware";
+    }
+    screen.showAlert = !screen.showAlert;
+}
+
+void appear_hook() {
+    midi_init();
+    // Not the machine that the menu starts with; both are meant.
+    set_device_name(start_machine);
+}
+
+void disappear_hook() {
+    midi_exit();
+}

@@ -1,0 +1,306 @@
+// SPDX-License-Identifier: MIT
+#include "midi_service/embedded/embedded_backend.h"
+
+#include "midi_service/midi_message.h"
+#include "midi_service/midi_text.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <thread>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+using std::chrono::microseconds;
+using std::chrono::steady_clock;
+
+namespace {
+
+TextHandle text_or_null(const std::optional<std::string>& text) {
+    return TextHandle{text ? make_text(*text) : nullptr};
+}
+
+/// An attached object. The texts are made once, so that asking for one costs no memory.
+struct Attached {
+    explicit Attached(EmbeddedObject what, EmbeddedBackend::Receiver reaction)
+        : receiver(std::move(reaction)) {
+        look(std::move(what));
+    }
+
+    void look(EmbeddedObject what) {
+        texts = {text_or_null(what.name), text_or_null(what.manufacturer),
+                 text_or_null(what.model)};
+        object = std::move(what);
+    }
+
+    bool is_in(ObjectList list) const {
+        switch (list) {
+        case ObjectList::sources:
+            return object.is_source;
+        case ObjectList::destinations:
+            return object.is_destination;
+        case ObjectList::devices:
+            return object.is_device;
+        }
+        return false;
+    }
+
+    EmbeddedObject object;
+    std::array<TextHandle, 3> texts; // by TextProperty
+    const EmbeddedBackend::Receiver receiver;
+    std::recursive_mutex receiving; // held while the receiver runs, which may detach its own object
+    bool attached = true;           // under `receiving`
+    MessageReader reader;           // receive thread
+};
+
+/// Bytes on their way from an object.
+struct Emission {
+    MIDIObjectRef object;
+    std::vector<std::uint8_t> bytes;
+};
+
+} // namespace
+
+struct EmbeddedBackend::State {
+    explicit State(Time kind) : time(kind) {}
+
+    const Time time;
+    const steady_clock::time_point start = steady_clock::now();
+
+    std::mutex guard;                  // over all that follows, but for the last two
+    std::condition_variable wake;      // the receive thread: something is due, or the end has come
+    std::condition_variable delivered; // whoever advances the time
+    microseconds manual_now{0};
+    bool stop = false;
+    bool delivering = false;
+    std::unordered_map<MIDIObjectRef, std::shared_ptr<Attached>> objects;
+    std::multimap<microseconds, Emission> on_the_way;
+    std::vector<std::pair<MIDIPortRef, MIDIObjectRef>> connections;
+    std::array<bool, 3> stale{}; // lists that an object was changed since
+
+    std::array<std::vector<MIDIObjectRef>, 3> lists; // screen thread
+    std::jthread receive_thread;
+
+    microseconds now() const {
+        if (time == Time::manual)
+            return manual_now;
+        return std::chrono::duration_cast<microseconds>(steady_clock::now() - start);
+    }
+
+    bool something_due() const { return !on_the_way.empty() && on_the_way.begin()->first <= now(); }
+
+    /// Null when there is no such object.
+    const std::shared_ptr<Attached>& find(MIDIObjectRef object) const {
+        static const std::shared_ptr<Attached> none;
+        const auto found = objects.find(object);
+        return found == objects.end() ? none : found->second;
+    }
+
+    void receive();
+    void deliver_next(std::unique_lock<std::mutex>& lock);
+};
+
+void EmbeddedBackend::State::receive() {
+    std::unique_lock lock{guard};
+    while (!stop) {
+        if (something_due())
+            deliver_next(lock);
+        else if (on_the_way.empty() || time == Time::manual)
+            wake.wait(lock);
+        else
+            wake.wait_until(lock, start + on_the_way.begin()->first);
+    }
+}
+
+void EmbeddedBackend::State::deliver_next(std::unique_lock<std::mutex>& lock) {
+    const auto next = on_the_way.extract(on_the_way.begin());
+    const auto& [object, bytes] = next.mapped();
+    const auto sender = find(object); // a use of its own: it may be detached meanwhile
+    std::vector<MIDIPortRef> ports;
+    for (const auto& [port, source] : connections) {
+        if (source == object)
+            ports.push_back(port);
+    }
+    const auto stamp = static_cast<MIDITimeStamp>(next.key().count());
+    delivering = true;
+    lock.unlock();
+    for (const std::uint8_t byte : bytes) {
+        const auto message = sender->reader.read(byte);
+        for (const MIDIPortRef port : ports) {
+            if (!message.empty())
+                deliver(port, object, stamp, message);
+        }
+    }
+    lock.lock();
+    delivering = false;
+    delivered.notify_all();
+}
+
+EmbeddedBackend::EmbeddedBackend(Time time) : state_(std::make_unique<State>(time)) {
+    state_->receive_thread = std::jthread{[this] { state_->receive(); }};
+}
+
+EmbeddedBackend::~EmbeddedBackend() {
+    {
+        const std::lock_guard lock{state_->guard};
+        state_->stop = true;
+    }
+    state_->wake.notify_all();
+    state_->receive_thread.join();
+}
+
+MIDIObjectRef EmbeddedBackend::attach(EmbeddedObject object, Receiver receiver) {
+    const auto attached = std::make_shared<Attached>(std::move(object), std::move(receiver));
+    const std::lock_guard lock{state_->guard};
+    const MIDIObjectRef reference = new_reference();
+    state_->objects.emplace(reference, attached);
+    state_->stale.fill(true);
+    return reference;
+}
+
+void EmbeddedBackend::update_object(MIDIObjectRef object, EmbeddedObject changed) {
+    const std::lock_guard lock{state_->guard};
+    if (const auto& attached = state_->find(object)) {
+        attached->look(std::move(changed));
+        state_->stale.fill(true);
+    }
+}
+
+void EmbeddedBackend::detach(MIDIObjectRef object) {
+    std::shared_ptr<Attached> going;
+    {
+        const std::lock_guard lock{state_->guard};
+        going = state_->find(object);
+        if (!going)
+            return;
+        state_->objects.erase(object);
+        state_->stale.fill(true);
+        std::erase_if(state_->on_the_way,
+                      [object](const auto& entry) { return entry.second.object == object; });
+        std::erase_if(state_->connections,
+                      [object](const auto& entry) { return entry.second == object; });
+    }
+    const std::lock_guard waits_for_the_receiver{going->receiving};
+    going->attached = false;
+}
+
+void EmbeddedBackend::emit(MIDIObjectRef object, std::span<const std::uint8_t> bytes,
+                           microseconds after) {
+    {
+        const std::lock_guard lock{state_->guard};
+        if (!state_->find(object))
+            return;
+        state_->on_the_way.emplace(state_->now() + after,
+                                   Emission{object, {bytes.begin(), bytes.end()}});
+    }
+    state_->wake.notify_one();
+}
+
+microseconds EmbeddedBackend::now() const {
+    const std::lock_guard lock{state_->guard};
+    return state_->now();
+}
+
+void EmbeddedBackend::advance(microseconds by) {
+    std::unique_lock lock{state_->guard};
+    const microseconds until = state_->manual_now + by;
+    const auto settled = [this] { return !state_->something_due() && !state_->delivering; };
+    while (true) {
+        state_->wake.notify_one();
+        state_->delivered.wait(lock, settled);
+        if (state_->on_the_way.empty() || state_->on_the_way.begin()->first > until)
+            break;
+        state_->manual_now = state_->on_the_way.begin()->first;
+    }
+    state_->manual_now = until;
+}
+
+OSStatus EmbeddedBackend::open_client(MIDIClientRef, std::string_view) {
+    return 0;
+}
+
+void EmbeddedBackend::close_client(MIDIClientRef) {}
+
+OSStatus EmbeddedBackend::open_port(MIDIPortRef, MIDIClientRef, std::string_view, bool) {
+    return 0;
+}
+
+void EmbeddedBackend::close_port(MIDIPortRef port) {
+    const std::lock_guard lock{state_->guard};
+    std::erase_if(state_->connections, [port](const auto& entry) { return entry.first == port; });
+}
+
+OSStatus EmbeddedBackend::connect(MIDIPortRef port, MIDIEndpointRef source) {
+    const std::lock_guard lock{state_->guard};
+    const auto& attached = state_->find(source);
+    if (!attached || !attached->object.is_source)
+        return -ENODEV;
+    state_->connections.emplace_back(port, source);
+    return 0;
+}
+
+OSStatus EmbeddedBackend::disconnect(MIDIPortRef port, MIDIEndpointRef source) {
+    const std::lock_guard lock{state_->guard};
+    return std::erase(state_->connections, std::pair{port, source}) != 0 ? 0 : -ENODEV;
+}
+
+std::span<const MIDIObjectRef> EmbeddedBackend::update(ObjectList list) {
+    const std::lock_guard lock{state_->guard};
+    const auto index = static_cast<std::size_t>(list);
+    auto& references = state_->lists[index];
+    if (!std::exchange(state_->stale[index], false))
+        return references;
+    references.clear();
+    for (const auto& [reference, attached] : state_->objects) {
+        if (attached->is_in(list))
+            references.push_back(reference);
+    }
+    std::ranges::sort(references); // in the order in which they were attached
+    return references;
+}
+
+OSStatus EmbeddedBackend::text(MIDIObjectRef object, TextProperty property, CFStringRef& value) {
+    const std::lock_guard lock{state_->guard};
+    const auto& attached = state_->find(object);
+    if (!attached)
+        return -ENODEV;
+    const auto& text = attached->texts[static_cast<std::size_t>(property)];
+    if (!text)
+        return -ENODATA;
+    value = share_text(text.get());
+    return 0;
+}
+
+OSStatus EmbeddedBackend::offline(MIDIObjectRef object, std::int32_t& value) {
+    const std::lock_guard lock{state_->guard};
+    const auto& attached = state_->find(object);
+    if (!attached)
+        return -ENODEV;
+    if (!attached->object.offline)
+        return -ENODATA;
+    value = *attached->object.offline;
+    return 0;
+}
+
+OSStatus EmbeddedBackend::send(MIDIPortRef, MIDIEndpointRef destination,
+                               std::span<const std::uint8_t> messages) {
+    std::shared_ptr<Attached> attached;
+    {
+        const std::lock_guard lock{state_->guard};
+        attached = state_->find(destination);
+        if (!attached || !attached->object.is_destination)
+            return -ENODEV;
+        if (attached->object.send_status != 0)
+            return attached->object.send_status;
+    }
+    const std::lock_guard lock{attached->receiving};
+    if (!attached->attached)
+        return -ENODEV;
+    if (attached->receiver)
+        attached->receiver(messages);
+    return 0;
+}
