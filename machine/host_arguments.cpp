@@ -23,7 +23,7 @@ std::string mistake_in_code(const std::string& text) {
 }
 
 FaultArguments::FaultArguments(CLI::App& app) {
-    const auto add = [&app](auto* option) { return option->group("Faults"); };
+    const auto add = [](auto* option) { return option->group("Faults"); };
     const auto number = [&](const char* name, const char* type, unsigned& value, unsigned least,
                             unsigned most, const char* help) {
         return add(app.add_option(name, value, help)->type_name(type))
