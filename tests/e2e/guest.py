@@ -1,0 +1,159 @@
+# SPDX-License-Identifier: MIT
+"""A virtual machine with Debian's kernel and the host's own programs, for tests that need a kernel.
+
+The kernel is the one that Debian's linux-image-amd64 depends on, unpacked under the build folder
+and never installed. The guest sees the host's root folder read-only, keeps its changes in memory,
+and shares one folder with the host for commands and results.
+"""
+
+import platform
+import re
+import shlex
+import shutil
+import signal
+import stat
+import subprocess
+import sys
+import threading
+import time
+from pathlib import Path
+
+HERE = Path(__file__).resolve().parent
+SHARE = "/root/.guest/share"  # the shared folder, as the guest sees it
+
+# What the kernel needs to reach the host's folders, each after what it depends on.
+BOOT_MODULES = [
+    "virtio_ring", "virtio", "virtio_pci_legacy_dev", "virtio_pci_modern_dev", "virtio_pci",
+    "netfs", "fscache", "9pnet", "9pnet_virtio", "9p", "overlay",
+]
+
+
+class CannotRun(Exception):
+    """This host cannot run the guest; the text says why."""
+
+
+def check_host():
+    if platform.machine() != "x86_64":
+        raise CannotRun(f"the guest is x86-64, this host is {platform.machine()}")
+    for program in ("qemu-system-x86_64", "busybox", "dpkg", "depmod", "apt-get"):
+        if not shutil.which(program, path="/usr/sbin:/usr/bin:/sbin:/bin"):
+            raise CannotRun(f"{program} is missing; script/bootstrap test installs it")
+
+
+def kernel(build):
+    """The folder with Debian's kernel, fetched once: boot/vmlinuz-*, lib/modules/*."""
+    folder = Path(build) / "guest-kernel"
+    if (folder / "complete").exists():
+        return folder
+    shutil.rmtree(folder, ignore_errors=True)
+    folder.mkdir(parents=True)
+    depends = subprocess.run(["apt-cache", "depends", "linux-image-amd64"], check=True,
+                             capture_output=True, text=True).stdout
+    found = re.search(r"Depends: (linux-image-\S+)", depends)
+    if not found:
+        raise CannotRun("apt does not know linux-image-amd64; apt-get update may help")
+    fetched = subprocess.run(["apt-get", "download", found[1]], cwd=folder, capture_output=True,
+                             text=True, check=False)
+    packages = list(folder.glob("*.deb"))
+    if fetched.returncode != 0 or len(packages) != 1:
+        raise CannotRun(f"apt-get download {found[1]} failed: {fetched.stderr.strip()}")
+    subprocess.run(["dpkg", "-x", packages[0], folder], check=True)
+    packages[0].unlink()
+    release = next((folder / "lib/modules").iterdir()).name
+    subprocess.run(["/usr/sbin/depmod", "-b", folder, release], check=True)
+    (folder / "complete").touch()
+    return folder
+
+
+def cpio_entry(name, mode, data=b""):
+    """One file of an initramfs (the "newc" form of cpio)."""
+    path = name.encode() + b"\0"
+    fields = [0, mode, 0, 0, 1, 0, len(data), 0, 0, 0, 0, len(path), 0]
+    head = b"070701" + b"".join(b"%08X" % field for field in fields) + path
+    return head + b"\0" * (-len(head) % 4) + data + b"\0" * (-len(data) % 4)
+
+
+def initramfs(kernel_folder, target):
+    modules = {path.stem: path for path in (kernel_folder / "lib/modules").rglob("*.ko")}
+    entries = [cpio_entry(folder, stat.S_IFDIR | 0o755)
+               for folder in ("bin", "proc", "sys", "dev", "modules", "host", "memory", "root")]
+    entries.append(cpio_entry("bin/busybox", stat.S_IFREG | 0o755,
+                              Path(shutil.which("busybox")).read_bytes()))
+    entries.append(cpio_entry("init", stat.S_IFREG | 0o755, (HERE / "guest_init.sh").read_bytes()))
+    for name in BOOT_MODULES:
+        entries.append(cpio_entry(f"modules/{name}.ko", stat.S_IFREG | 0o644,
+                                  modules[name].read_bytes()))
+    order = "".join(f"{name}.ko\n" for name in BOOT_MODULES).encode()
+    entries.append(cpio_entry("modules/order", stat.S_IFREG | 0o644, order))
+    entries.append(cpio_entry("TRAILER!!!", 0))
+    target.write_bytes(b"".join(entries))
+
+
+def qemu_command(kernel_folder, ramdisk, share, serial_log):
+    image = next((kernel_folder / "boot").glob("vmlinuz-*"))
+    command = [
+        "qemu-system-x86_64", "-accel", "tcg,thread=multi", "-cpu", "max", "-smp", "2",
+        "-m", "2048", "-nodefaults", "-no-user-config", "-display", "none", "-no-reboot",
+        "-kernel", str(image), "-initrd", str(ramdisk),
+        "-append", "console=ttyS0 quiet panic=-1 mitigations=off nokaslr tsc=unstable "
+                   "random.trust_cpu=on systemd.mask=1",
+        "-serial", f"file:{serial_log}", "-serial", "stdio",
+    ]
+    for tag, folder, writable in (("host", "/", False), ("share", share, True),
+                                  ("kernel", kernel_folder, False)):
+        command += ["-virtfs", f"local,path={folder},mount_tag={tag},security_model=none,"
+                               f"multidevs=remap,readonly={'off' if writable else 'on'}"]
+    return command
+
+
+def write_run_script(share, command, sequencer):
+    modules = ["snd-seq snd-seq-midi snd-seq-dummy"] if sequencer else []
+    modules.append("virtio_rng")
+    (share / "exit-code").unlink(missing_ok=True)
+    (share / "run.sh").write_text(f"""
+export PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8
+exec </dev/null >/dev/ttyS1 2>&1
+stty -F /dev/ttyS1 raw
+ip link set lo up
+modprobe -a {' '.join(modules)}
+cd {SHARE}
+{shlex.join(command)}
+echo $? >{SHARE}/exit-code.part && mv {SHARE}/exit-code.part {SHARE}/exit-code
+busybox poweroff -f
+""")
+
+
+def run(build, command, *, share=None, sequencer=True, timeout=600, output=sys.stdout.buffer):
+    """Boots, runs the command as root in the guest, and gives its exit code.
+
+    What the command prints goes to `output` as it comes. A guest that is not done within `timeout`
+    seconds, or stops without an exit code, is an error that shows the end of its serial log.
+    """
+    check_host()
+    build = Path(build).resolve()
+    share = Path(share or build / "guest-share").resolve()
+    share.mkdir(parents=True, exist_ok=True)
+    kernel_folder = kernel(build)
+    ramdisk = build / "guest-initramfs"
+    initramfs(kernel_folder, ramdisk)
+    serial_log = share / "serial.log"
+    write_run_script(share, command, sequencer)
+    machine = subprocess.Popen(qemu_command(kernel_folder, ramdisk, share, serial_log),
+                               stdin=subprocess.DEVNULL, stdout=subprocess.PIPE)
+    watchdog = threading.Timer(timeout, machine.kill)
+    watchdog.start()
+    try:
+        for line in machine.stdout:
+            output.write(line)
+            output.flush()
+        machine.wait()
+    finally:
+        watchdog.cancel()
+        machine.kill()
+        machine.wait()
+    code = share / "exit-code"
+    if not code.exists():
+        log = serial_log.read_text(errors="replace").splitlines()[-60:]
+        raise RuntimeError("the guest stopped or was stopped before the command was done; "
+                           "the end of its serial log:\n" + "\n".join(log))
+    return int(code.read_text())
