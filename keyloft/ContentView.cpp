@@ -10,10 +10,10 @@
 #include "keyloft/result_alert.h"
 #include "keyloft/text_fit.h"
 
-#include <QEvent>
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QScopedValueRollback>
+#include <QShowEvent>
 #include <limits>
 
 using namespace Qt::StringLiterals;
@@ -32,7 +32,9 @@ constexpr int spacing = 6;
 constexpr int row_count = 5;
 constexpr int row_height = (content_height - (row_count - 1) * spacing) / row_count - 2 * padding;
 
-QString from_utf8(const std::string& text) { return QString::fromStdString(text); }
+QString from_utf8(const std::string& text) {
+    return QString::fromStdString(text);
+}
 
 QString from_utf8(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -111,7 +113,9 @@ ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent) : QWidget(pa
     draw();
 }
 
-ContentView::~ContentView() { leave(); }
+ContentView::~ContentView() {
+    leave();
+}
 
 void ContentView::add_row(QVBoxLayout* rows, const QString& caption, QWidget* control,
                           const QString& name) {
@@ -194,9 +198,8 @@ void ContentView::arrange() {
         });
     };
     const int one_line = QFontMetrics(font()).height() * 3 / 2;
-    setting.broken = !std::ranges::all_of(captions_, [&](const Caption* caption) {
-        return caption->fits({font()}, one_line);
-    });
+    setting.broken = !std::ranges::all_of(
+        captions_, [&](const Caption* caption) { return caption->fits({font()}, one_line); });
     setting.font = fitted_font(font(), all_fit);
     for (Caption* caption : captions_)
         caption->set(setting);

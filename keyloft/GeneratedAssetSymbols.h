@@ -30,10 +30,12 @@ struct ColorResource {
     bool operator==(const ColorResource&) const = default;
 };
 
-template <> struct std::hash<ImageResource> {
+template<>
+struct std::hash<ImageResource> {
     std::size_t operator()(const ImageResource& resource) const noexcept;
 };
-template <> struct std::hash<ColorResource> {
+template<>
+struct std::hash<ColorResource> {
     std::size_t operator()(const ColorResource& resource) const noexcept;
 };
 

@@ -4,8 +4,8 @@
 #include <QColor>
 #include <QPushButton>
 
-/// A push button whose text is drawn smaller when it is too wide, and in a colour of its own when it
-/// has one, as far as the palette lets it be read.
+/// A push button whose text is drawn smaller when it is too wide, and in a colour of its own when
+/// it has one, as far as the palette lets it be read.
 class ActionButton : public QPushButton {
     Q_OBJECT
 public:

@@ -14,7 +14,9 @@ namespace {
 
 constexpr double icon_gap = 6;
 
-double icon_size(const QFont& font) { return std::round(QFontMetricsF(font).height()); }
+double icon_size(const QFont& font) {
+    return std::round(QFontMetricsF(font).height());
+}
 
 /// The text's lines, laid out from the top left corner of the text's own place.
 struct Lines {
@@ -44,7 +46,9 @@ QString shown_text(const QString& text, bool broken) {
     return text.left(gloss) + QChar(QChar::LineSeparator) + text.mid(gloss);
 }
 
-double text_left(const Caption::Setting& setting) { return icon_size(setting.font) + icon_gap; }
+double text_left(const Caption::Setting& setting) {
+    return icon_size(setting.font) + icon_gap;
+}
 
 } // namespace
 
@@ -62,7 +66,8 @@ void Caption::set(const Setting& setting) {
     setting_ = setting;
     const double room = width() - text_left(setting);
     const Lines lines(shown_text(text(), setting.broken), setting, room);
-    setFixedHeight(static_cast<int>(std::ceil(std::max(lines.size.height(), icon_size(setting.font)))));
+    setFixedHeight(
+        static_cast<int>(std::ceil(std::max(lines.size.height(), icon_size(setting.font)))));
     update();
 }
 
@@ -88,7 +93,8 @@ void Caption::paintEvent(QPaintEvent* /*event*/) {
     const QRectF icon = icon_rect();
     const QSize size = icon.size().toSize();
     const qreal ratio = devicePixelRatioF();
-    const QIcon theme = QIcon::fromTheme(u"weather-snow-symbolic"_s, QIcon::fromTheme(u"weather-snow"_s));
+    const QIcon theme =
+        QIcon::fromTheme(u"weather-snow-symbolic"_s, QIcon::fromTheme(u"weather-snow"_s));
     QPixmap snow = theme.pixmap(size, ratio);
     if (snow.isNull())
         snow = toolkit_image({u"snow"_s, resourceBundle()}, size, ratio);

@@ -3,8 +3,8 @@
 
 #include <QLabel>
 
-/// A caption: the snow icon and a text, on one line or wrapped, whole at every font size. The icon is
-/// as high as the first line and stands beside it.
+/// A caption: the snow icon and a text, on one line or wrapped, whole at every font size. The icon
+/// is as high as the first line and stands beside it.
 class Caption : public QLabel {
     Q_OBJECT
 public:

@@ -22,8 +22,8 @@ void DropDown::choose(int index) {
 QRect DropDown::title_rect() const {
     QStyleOptionComboBox option;
     initStyleOption(&option);
-    const QRect field = style()->subControlRect(QStyle::CC_ComboBox, &option,
-                                                QStyle::SC_ComboBoxEditField, this);
+    const QRect field =
+        style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, this);
     // Styles draw the title one pixel inside its field.
     return field.adjusted(1, 0, -1, 0);
 }
@@ -52,4 +52,6 @@ void DropDown::paintEvent(QPaintEvent* /*event*/) {
     painter.drawControl(QStyle::CE_ComboBoxLabel, option);
 }
 
-void DropDown::wheelEvent(QWheelEvent* event) { event->ignore(); }
+void DropDown::wheelEvent(QWheelEvent* event) {
+    event->ignore();
+}

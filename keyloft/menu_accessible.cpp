@@ -53,9 +53,8 @@ public:
     }
 
     void* interface_cast(QAccessible::InterfaceType type) override {
-        return type == QAccessible::ActionInterface
-                   ? static_cast<QAccessibleActionInterface*>(this)
-                   : nullptr;
+        return type == QAccessible::ActionInterface ? static_cast<QAccessibleActionInterface*>(this)
+                                                    : nullptr;
     }
     QStringList actionNames() const override { return {pressAction()}; }
     void doAction(const QString& action) override {
@@ -165,4 +164,6 @@ QAccessibleInterface* menu_accessible(const QString& class_name, QObject* object
 
 } // namespace
 
-void install_menu_accessible() { QAccessible::installFactory(menu_accessible); }
+void install_menu_accessible() {
+    QAccessible::installFactory(menu_accessible);
+}

@@ -27,7 +27,6 @@ void Picture::paintEvent(QPaintEvent* /*event*/) {
     }
     const QSizeF drawn_size = drawn_.deviceIndependentSize();
     QPainter painter(this);
-    painter.drawPixmap(QPointF((width() - drawn_size.width()) / 2,
-                               (height() - drawn_size.height()) / 2),
-                       drawn_);
+    painter.drawPixmap(
+        QPointF((width() - drawn_size.width()) / 2, (height() - drawn_size.height()) / 2), drawn_);
 }

@@ -5,8 +5,8 @@
 
 #include <QWidget>
 
-/// A picture in one colour, red as far as the palette lets it be read, as large as the widget allows
-/// without distortion and crisp at every device pixel ratio.
+/// A picture in one colour, red as far as the palette lets it be read, as large as the widget
+/// allows without distortion and crisp at every device pixel ratio.
 class Picture : public QWidget {
     Q_OBJECT
 public:
@@ -17,8 +17,8 @@ protected:
 
 private:
     ImageResource resource_;
-    QPixmap drawn_{};       ///< the tinted picture as last drawn
-    QColor drawn_color_{};  ///< its colour
+    QPixmap drawn_{};      ///< the tinted picture as last drawn
+    QColor drawn_color_{}; ///< its colour
 };
 
 /// The picture's shape filled with a colour.

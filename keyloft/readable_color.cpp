@@ -20,7 +20,8 @@ double contrast_ratio(const QColor& one, const QColor& other) {
 
 QColor readable_color(const QColor& wanted, const QColor& background) {
     constexpr double enough = 5.5;
-    const bool darker = contrast_ratio(Qt::black, background) > contrast_ratio(Qt::white, background);
+    const bool darker =
+        contrast_ratio(Qt::black, background) > contrast_ratio(Qt::white, background);
     const float end = darker ? 0.0F : 1.0F;
     float hue = 0;
     float saturation = 0;
