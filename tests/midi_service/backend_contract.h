@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "midi_service/midi_backend.h"
+
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+// What every backend promises, as test cases over the operations of midi_service.h. A test program
+// links test_backend_contract, brings a world for its backend and instantiates the cases:
+//
+//     INSTANTIATE_TEST_SUITE_P(Embedded, BackendContract, testing::Values(&make_embedded_world));
+//
+// Other endpoints may be there all the time: the cases know their peers by name.
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// The other side of the service: peers that a test attaches, each one source, destination and
+/// device under one name. What is detached stays detached; the world's end detaches the rest.
+class ContractWorld {
+public:
+    using Peer = std::size_t;
+
+    ContractWorld() = default;
+    ContractWorld(const ContractWorld&) = delete;
+    ContractWorld& operator=(const ContractWorld&) = delete;
+    virtual ~ContractWorld() = default;
+
+    /// The backend under test. It is installed and uninstalled by the fixture.
+    [[nodiscard]] virtual MidiBackend& backend() = 0;
+
+    /// These four return when the change has reached the system that the backend asks.
+    [[nodiscard]] virtual Peer attach(std::string_view utf8_name) = 0;
+    virtual void rename(Peer peer, std::string_view utf8_name) = 0;
+    virtual void detach(Peer peer) = 0;
+    /// Lets a peer send whole messages, in this order.
+    virtual void emit(Peer peer, const Bytes& messages) = 0;
+
+    /// Every byte that reached the peer so far. Call it in a condition of wait_until() only.
+    [[nodiscard]] virtual const Bytes& received(Peer peer) = 0;
+
+    /// Writes something down for the conditions of wait_until() to see. Any thread.
+    void happened(const std::function<void()>& write_down);
+    /// True as soon as the condition holds, false when it does not within ten seconds.
+    [[nodiscard]] bool wait_until(const std::function<bool()>& condition);
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+};
+
+using MakeContractWorld = std::unique_ptr<ContractWorld> (*)();
+
+/// One call of a read callback.
+struct ContractCall {
+    Bytes bytes;
+    std::uint32_t packets;
+    void* source_context;
+    std::thread::id thread;
+};
+
+/// What an input port's callback was called with; the port's context points to it.
+struct ContractInbox {
+    ContractWorld* world;
+    std::vector<ContractCall> calls{};
+
+    static void read(const MIDIPacketList* list, void* port_context, void* source_context);
+    /// The bytes of all calls. In a condition of wait_until() only.
+    [[nodiscard]] Bytes bytes() const;
+};
+
+/// A client with an output and an input port over a fresh backend.
+class BackendContract : public testing::TestWithParam<MakeContractWorld> {
+protected:
+    BackendContract();
+    ~BackendContract() override;
+
+    /// The reference under which a peer is listed, counted anew; 0 when it is not.
+    [[nodiscard]] static MIDIEndpointRef source(std::string_view name);
+    [[nodiscard]] static MIDIEndpointRef destination(std::string_view name);
+    [[nodiscard]] static MIDIDeviceRef device(std::string_view name);
+    /// An object's name in Mac Roman; "(null)" when it has none.
+    [[nodiscard]] static std::string name_of(MIDIObjectRef object);
+
+    /// One more input port with the callback and the inbox.
+    [[nodiscard]] MIDIPortRef input_port(ContractInbox& inbox);
+    /// Sends each of the messages as a packet of its own, in one list.
+    [[nodiscard]] OSStatus send(MIDIEndpointRef destination, const std::vector<Bytes>& messages);
+    /// Waits until so many bytes have come, and gives all that have come.
+    [[nodiscard]] Bytes wait_for_bytes(ContractWorld::Peer peer, std::size_t count);
+    [[nodiscard]] Bytes wait_for_bytes(ContractInbox& inbox, std::size_t count);
+
+    std::unique_ptr<ContractWorld> world_;
+    ContractInbox inbox_;
+    MIDIClientRef client_ = 0;
+    MIDIPortRef out_ = 0;
+    MIDIPortRef in_ = 0;
+};
