@@ -42,11 +42,14 @@ BackendContract::BackendContract() : world_(GetParam()()), inbox_{.world = world
     in_ = input_port(inbox_);
 }
 
-BackendContract::~BackendContract() { install_midi_backend(nullptr); }
+BackendContract::~BackendContract() {
+    install_midi_backend(nullptr);
+}
 
 namespace {
 
-MIDIObjectRef find_by_name(std::string_view name, ItemCount count, MIDIObjectRef (*get)(ItemCount)) {
+MIDIObjectRef find_by_name(std::string_view name, ItemCount count,
+                           MIDIObjectRef (*get)(ItemCount)) {
     for (ItemCount i = 0; i < count; ++i) {
         CFStringRef text = nullptr;
         if (MIDIObjectGetStringProperty(get(i), kMIDIPropertyName, &text) != 0 || !text)
@@ -85,9 +88,9 @@ std::string BackendContract::name_of(MIDIObjectRef object) {
 
 MIDIPortRef BackendContract::input_port(ContractInbox& inbox) {
     MIDIPortRef port = 0;
-    EXPECT_EQ(MIDIInputPortCreate(client_, CFSTR("Contract input"), ContractInbox::read, &inbox,
-                                  &port),
-              0);
+    EXPECT_EQ(
+        MIDIInputPortCreate(client_, CFSTR("Contract input"), ContractInbox::read, &inbox, &port),
+        0);
     return port;
 }
 
@@ -109,7 +112,8 @@ Bytes BackendContract::wait_for_bytes(ContractWorld::Peer peer, std::size_t coun
     EXPECT_TRUE(world_->wait_until([&] {
         all = world_->received(peer);
         return all.size() >= count;
-    })) << "only " << all.size() << " of " << count << " bytes came";
+    })) << "only "
+        << all.size() << " of " << count << " bytes came";
     return all;
 }
 
@@ -118,6 +122,7 @@ Bytes BackendContract::wait_for_bytes(ContractInbox& inbox, std::size_t count) {
     EXPECT_TRUE(world_->wait_until([&] {
         all = inbox.bytes();
         return all.size() >= count;
-    })) << "only " << all.size() << " of " << count << " bytes came";
+    })) << "only "
+        << all.size() << " of " << count << " bytes came";
     return all;
 }

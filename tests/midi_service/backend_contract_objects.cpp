@@ -27,7 +27,6 @@ TEST_P(BackendContract, ListMovesOnlyWhenItIsCounted) {
     EXPECT_EQ(MIDIGetSource(before), 0U) << "not counted yet";
     ASSERT_EQ(MIDIGetNumberOfSources(), before + 1);
     EXPECT_EQ(name_of(MIDIGetSource(before)), "4AC5F4C4");
-    EXPECT_EQ(destination("4AC5F4C4") == 0, false);
 }
 
 TEST_P(BackendContract, DetachedPeerKeepsItsPlaceUntilTheNextCount) {
@@ -100,8 +99,8 @@ TEST_P(BackendContract, IndexOutOfRangeGivesNoObject) {
     EXPECT_EQ(MIDIGetSource(sources), 0U);
     EXPECT_EQ(MIDIGetDestination(destinations), 0U);
     EXPECT_EQ(MIDIGetDevice(devices), 0U);
-    for (const ItemCount index : {ItemCount{0xFFFFFFFF}, ItemCount{0x100000000},
-                                  std::numeric_limits<ItemCount>::max()}) {
+    for (const ItemCount index :
+         {ItemCount{0xFFFFFFFF}, ItemCount{0x100000000}, std::numeric_limits<ItemCount>::max()}) {
         EXPECT_EQ(MIDIGetSource(index), 0U);
         EXPECT_EQ(MIDIGetDestination(index), 0U);
         EXPECT_EQ(MIDIGetDevice(index), 0U);

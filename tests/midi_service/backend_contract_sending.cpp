@@ -13,12 +13,26 @@ TEST_P(BackendContract, ListGoesOutByteForByteAndInOrder) {
 
 TEST_P(BackendContract, EveryKindOfMessageGoesOutAsItIs) {
     const auto peer = world_->attach("4AC5F4C4");
-    const std::vector<Bytes> messages{
-        {0x80, 0x01, 0x02}, {0x9F, 0x7F, 0x00}, {0xA1, 0x03, 0x04}, {0xBF, 0x7F, 0x7F},
-        {0xC2, 0x05},       {0xD3, 0x06},       {0xE4, 0x00, 0x40}, {0xE5, 0x7F, 0x7F},
-        {0xF1, 0x35},       {0xF2, 0x07, 0x08}, {0xF3, 0x09},       {0xF6},
-        {0xF8},             {0xFA},             {0xFB},             {0xFC},
-        {0xFE},             {0xFF},             {0xF0, 0x0A, 0xF7}, {0xF0, 0xF7}};
+    const std::vector<Bytes> messages{{0x80, 0x01, 0x02},
+                                      {0x9F, 0x7F, 0x00},
+                                      {0xA1, 0x03, 0x04},
+                                      {0xBF, 0x7F, 0x7F},
+                                      {0xC2, 0x05},
+                                      {0xD3, 0x06},
+                                      {0xE4, 0x00, 0x40},
+                                      {0xE5, 0x7F, 0x7F},
+                                      {0xF1, 0x35},
+                                      {0xF2, 0x07, 0x08},
+                                      {0xF3, 0x09},
+                                      {0xF6},
+                                      {0xF8},
+                                      {0xFA},
+                                      {0xFB},
+                                      {0xFC},
+                                      {0xFE},
+                                      {0xFF},
+                                      {0xF0, 0x0A, 0xF7},
+                                      {0xF0, 0xF7}};
     Bytes expected;
     for (const Bytes& message : messages)
         expected.insert(expected.end(), message.begin(), message.end());
