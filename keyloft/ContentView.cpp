@@ -14,6 +14,7 @@
 #include <QLineEdit>
 #include <QScopedValueRollback>
 #include <QShowEvent>
+#include <QStyleOptionFrame>
 #include <limits>
 
 using namespace Qt::StringLiterals;
@@ -29,8 +30,12 @@ constexpr int above_buttons = 15;
 // The toolkit's own padding and spacing; fixed, because the frames have to fit whatever the style.
 constexpr int padding = 9;
 constexpr int spacing = 6;
+// The rows spread over the height of the picture and the buttons beside it, so that the last
+// control is on one line with the buttons.
+constexpr int rows_top = 5;
+constexpr int row_height = 73;
 constexpr int row_count = 5;
-constexpr int row_height = (content_height - (row_count - 1) * spacing) / row_count - 2 * padding;
+constexpr int last_row_top = rows_top + (row_count - 1) * (row_height + spacing);
 
 QString from_utf8(const std::string& text) {
     return QString::fromStdString(text);
@@ -51,6 +56,17 @@ void make_placeholder_readable(QLineEdit* field) {
     field->setPalette(palette);
 }
 
+/// How far a field's text has to move in to stand under the menu's title.
+int text_indent(const QLineEdit* field, const DropDown* menu) {
+    constexpr int own_margin = 2; // a field's, inside its frame
+    QStyleOptionFrame option;
+    option.initFrom(field);
+    option.lineWidth = field->style()->pixelMetric(QStyle::PM_DefaultFrameWidth, &option, field);
+    const QRect inside =
+        field->style()->subElementRect(QStyle::SE_LineEditContents, &option, field);
+    return std::max(0, menu->title_rect().left() - inside.left() - own_margin);
+}
+
 } // namespace
 
 ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent) : QWidget(parent) {
@@ -65,6 +81,7 @@ ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent) : QWidget(pa
                                from_utf8(BEND_CHANGE)};
 
     auto* rows = new QVBoxLayout;
+    rows->setContentsMargins(0, rows_top, 0, 0);
     rows->setSpacing(spacing);
     add_menu(rows, tr("设备型号(Machine Serial)"), machines, u"machine_type_menu_string"_s,
              &ScreenState::machine_type_menu_string);
@@ -95,19 +112,19 @@ ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent) : QWidget(pa
     add_button(new ActionButton(tr("保存")), u"save_button"_s, &save_action);
     buttons->addStretch();
 
-    auto* right = new QVBoxLayout;
-    right->setSpacing(0);
-    right->addStretch();
-    right->addWidget(picture);
-    right->addLayout(buttons);
-    right->addStretch();
+    rows->addStretch();
+    right_ = new QVBoxLayout;
+    right_->setSpacing(0);
+    right_->addWidget(picture);
+    right_->addLayout(buttons);
+    right_->addStretch();
 
     auto* columns = new QHBoxLayout(this);
     columns->setContentsMargins(0, 0, 0, 0);
     columns->setSpacing(spacing);
     columns->addStretch();
     columns->addLayout(rows);
-    columns->addLayout(right);
+    columns->addLayout(right_);
     columns->addStretch();
     arrange();
     draw();
@@ -133,7 +150,8 @@ void ContentView::add_row(QVBoxLayout* rows, const QString& caption, QWidget* co
     row->setSpacing(spacing);
     row->addWidget(label, 0, Qt::AlignVCenter);
     row->addWidget(control, 0, Qt::AlignVCenter);
-    rows->addLayout(row, 1);
+    row->addStrut(row_height - 2 * padding);
+    rows->addLayout(row);
 }
 
 void ContentView::add_menu(QVBoxLayout* rows, const QString& caption, const QStringList& items,
@@ -194,7 +212,7 @@ void ContentView::arrange() {
     Caption::Setting setting{font()};
     const auto all_fit = [&](const QFont& font) {
         return std::ranges::all_of(captions_, [&](const Caption* caption) {
-            return caption->fits({font, setting.broken}, row_height);
+            return caption->fits({font, setting.broken}, row_height - 2 * padding);
         });
     };
     const int one_line = QFontMetrics(font()).height() * 3 / 2;
@@ -216,12 +234,15 @@ void ContentView::arrange() {
     for (const auto& [edit, field] : fields_) {
         controls.push_back(edit);
         make_placeholder_readable(edit);
+        edit->setTextMargins(text_indent(edit, menus_.front().control), 0, 0, 0);
     }
     int height = 0;
     for (const QWidget* control : controls)
         height = std::max(height, control->sizeHint().height());
     for (QWidget* control : controls)
         control->setFixedHeight(height);
+    const int buttons_top = last_row_top + (row_height - height) / 2;
+    right_->setContentsMargins(0, buttons_top - above_buttons - picture_size, 0, 0);
 }
 
 void ContentView::showEvent(QShowEvent* event) {

@@ -62,6 +62,7 @@ private:
     std::vector<Menu> menus_{};
     std::vector<TextField> fields_{};
     std::vector<QWidget*> buttons_{};
+    QVBoxLayout* right_ = nullptr; ///< the picture and the buttons
     ResultAlert* alert_ = nullptr;
     QWidget* pressed_ = nullptr; ///< the button that the alert's dismissal goes back to
     bool running_ = false;       ///< an action is running

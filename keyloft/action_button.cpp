@@ -26,7 +26,9 @@ QFont ActionButton::text_font() const {
 QColor ActionButton::text_color() const {
     if (!color_.isValid())
         return palette().color(QPalette::ButtonText);
-    return readable_color(color_, palette().color(QPalette::Button));
+    // Styles shade their buttons by as much as a third of the contrast, pressed ones most.
+    constexpr double ratio = enough_contrast * 1.4;
+    return readable_color(color_, palette().color(QPalette::Button), ratio);
 }
 
 void ActionButton::paintEvent(QPaintEvent* /*event*/) {

@@ -26,17 +26,25 @@ struct Lines {
         option.setWrapMode(QTextOption::WordWrap);
         layout.setTextOption(option);
         layout.beginLayout();
+        double ascent = 0;
+        double step = 0;
         for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
             line.setLineWidth(width);
-            line.setPosition({0, size.height()});
+            ascent = std::max(ascent, line.ascent());
+            step = std::max(step, line.height());
             size.setWidth(std::max(size.width(), line.naturalTextWidth()));
-            size.setHeight(size.height() + line.height());
         }
         layout.endLayout();
+        // Lines of two scripts differ in height; their distance does not.
+        for (int i = 0; i < layout.lineCount(); ++i)
+            layout.lineAt(i).setPosition({0, i * step + ascent - layout.lineAt(i).ascent()});
+        line_height = step;
+        size.setHeight(layout.lineCount() * step);
     }
 
     QTextLayout layout;
     QSizeF size{0, 0};
+    double line_height = 0;
 };
 
 QString shown_text(const QString& text, bool broken) {
@@ -50,6 +58,11 @@ double text_left(const Caption::Setting& setting) {
     return icon_size(setting.font) + icon_gap;
 }
 
+Lines lines_of(const Caption& caption, const Caption::Setting& setting) {
+    return {shown_text(caption.text(), setting.broken), setting,
+            caption.width() - text_left(setting)};
+}
+
 } // namespace
 
 Caption::Caption(const QString& text, QWidget* parent) : QLabel(text, parent) {
@@ -57,32 +70,26 @@ Caption::Caption(const QString& text, QWidget* parent) : QLabel(text, parent) {
 }
 
 bool Caption::fits(const Setting& setting, int height) const {
-    const double room = width() - text_left(setting);
-    const QSizeF size = Lines(shown_text(text(), setting.broken), setting, room).size;
-    return size.width() <= room && size.height() <= height;
+    const QSizeF size = lines_of(*this, setting).size;
+    return size.width() <= width() - text_left(setting) && size.height() <= height;
 }
 
 void Caption::set(const Setting& setting) {
     setting_ = setting;
-    const double room = width() - text_left(setting);
-    const Lines lines(shown_text(text(), setting.broken), setting, room);
-    setFixedHeight(
-        static_cast<int>(std::ceil(std::max(lines.size.height(), icon_size(setting.font)))));
+    const double height = lines_of(*this, setting).size.height();
+    setFixedHeight(static_cast<int>(std::ceil(std::max(height, icon_size(setting.font)))));
     update();
 }
 
 QRectF Caption::text_rect() const {
-    const double left = text_left(setting_);
-    const Lines lines(shown_text(text(), setting_.broken), setting_, width() - left);
-    return {QPointF(left, (height() - lines.size.height()) / 2), lines.size};
+    const QSizeF size = lines_of(*this, setting_).size;
+    return {QPointF(text_left(setting_), (height() - size.height()) / 2), size};
 }
 
 QRectF Caption::icon_rect() const {
-    const double left = text_left(setting_);
-    const Lines lines(shown_text(text(), setting_.broken), setting_, width() - left);
     const double size = icon_size(setting_.font);
-    const double top = (height() - lines.size.height()) / 2;
-    return {0, std::round(top + (lines.layout.lineAt(0).height() - size) / 2), size, size};
+    const double line = lines_of(*this, setting_).line_height;
+    return {0, std::round(text_rect().top() + (line - size) / 2), size, size};
 }
 
 void Caption::paintEvent(QPaintEvent* /*event*/) {
@@ -100,7 +107,5 @@ void Caption::paintEvent(QPaintEvent* /*event*/) {
         snow = toolkit_image({u"snow"_s, resourceBundle()}, size, ratio);
     painter.drawPixmap(icon.topLeft(), tinted(snow, color));
 
-    const double left = text_left(setting_);
-    const Lines lines(shown_text(text(), setting_.broken), setting_, width() - left);
-    lines.layout.draw(&painter, text_rect().topLeft());
+    lines_of(*this, setting_).layout.draw(&painter, text_rect().topLeft());
 }

@@ -4,7 +4,6 @@
 #include "keyloft/text_fit.h"
 
 #include <QAbstractItemView>
-#include <QScrollBar>
 #include <QStylePainter>
 #include <QWheelEvent>
 
@@ -37,8 +36,7 @@ QFont DropDown::title_font() const {
 
 void DropDown::showPopup() {
     // The list is as wide as the menu unless told otherwise, and would elide what is wider.
-    const int margins = width() - title_rect().width();
-    view()->setMinimumWidth(std::max(width(), view()->sizeHintForColumn(0) + margins));
+    view()->setMinimumWidth(view()->sizeHintForColumn(0) + 2 * view()->frameWidth());
     QComboBox::showPopup();
 }
 

@@ -18,8 +18,7 @@ double contrast_ratio(const QColor& one, const QColor& other) {
     return (light + 0.05) / (dark + 0.05);
 }
 
-QColor readable_color(const QColor& wanted, const QColor& background) {
-    constexpr double enough = 5.5;
+QColor readable_color(const QColor& wanted, const QColor& background, double ratio) {
     const bool darker =
         contrast_ratio(Qt::black, background) > contrast_ratio(Qt::white, background);
     const float end = darker ? 0.0F : 1.0F;
@@ -28,7 +27,7 @@ QColor readable_color(const QColor& wanted, const QColor& background) {
     float lightness = 0;
     wanted.getHslF(&hue, &saturation, &lightness);
     QColor color = wanted;
-    while (contrast_ratio(color, background) < enough && lightness != end) {
+    while (contrast_ratio(color, background) < ratio && lightness != end) {
         lightness = darker ? std::max(end, lightness - 0.01F) : std::min(end, lightness + 0.01F);
         color.setHslF(hue, saturation, lightness);
     }

@@ -1,0 +1,12 @@
+// SPDX-License-Identifier: MIT
+#include <QApplication>
+#include <gtest/gtest.h>
+
+// Screen tests need the application object before the first widget, and no display.
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QApplication application(argc, argv);
+    return RUN_ALL_TESTS();
+}
