@@ -4,10 +4,10 @@
 #include "keyloft/action_button.h"
 #include "keyloft/caption.h"
 #include "keyloft/drop_down.h"
-#include "keyloft/menu_accessible.h"
 #include "keyloft/picture.h"
 #include "keyloft/readable_color.h"
 #include "keyloft/result_alert.h"
+#include "keyloft/screen_accessible.h"
 #include "keyloft/text_fit.h"
 
 #include <QHBoxLayout>
@@ -71,7 +71,7 @@ int text_indent(const QLineEdit* field, const DropDown* menu) {
 
 ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent) : QWidget(parent) {
     state_.emailFieldIsFocused = emailFieldIsFocused;
-    install_menu_accessible();
+    install_screen_accessible();
     setFixedSize(content_width, content_height);
 
     QStringList machines;
@@ -96,6 +96,7 @@ ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent) : QWidget(pa
 
     auto* picture = new Picture(ImageResource::hardware());
     picture->setObjectName(u"picture"_s);
+    picture->setAccessibleName(ImageResource::hardware().name);
     picture->setFixedSize(picture_size, picture_size);
     auto* buttons = new QHBoxLayout;
     buttons->setContentsMargins(0, above_buttons, 0, 0);

@@ -9,8 +9,6 @@
 #include <QPointer>
 #include <vector>
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
 /// One item of a menu.
@@ -156,14 +154,17 @@ private:
     std::vector<QAccessible::Id> items_{};
 };
 
-QAccessibleInterface* menu_accessible(const QString& class_name, QObject* object) {
-    if (class_name != QLatin1StringView(DropDown::staticMetaObject.className()))
-        return nullptr;
-    return new MenuAccessible(static_cast<DropDown*>(object));
-}
-
 } // namespace
 
-void install_menu_accessible() {
-    QAccessible::installFactory(menu_accessible);
+QAccessibleInterface* new_menu_accessible(DropDown* menu) {
+    auto* accessible = new MenuAccessible(menu);
+    QObject::connect(menu, &QComboBox::currentIndexChanged, menu, [menu](int index) {
+        QAccessibleInterface* whole = QAccessible::queryAccessibleInterface(menu);
+        QAccessibleInterface* item = whole ? whole->child(index) : nullptr;
+        if (!item)
+            return;
+        QAccessibleEvent chosen(item, QAccessible::Selection);
+        QAccessible::updateAccessibility(&chosen);
+    });
+    return accessible;
 }
