@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+#include "tests/screen/controller_fixture.h"
+
+#include "Include/main.h"
+#include "Include/set_device_name.h"
+
+#include <cstdio>
+
+FakeDevice fake_device;
+
+namespace {
+
+void write_down(const std::string& call) {
+    std::printf("%s", printed(call).c_str());
+    fake_device.calls.push_back(call);
+    if (fake_device.on_call)
+        fake_device.on_call(call);
+}
+
+std::string hex(unsigned value, int digits) {
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%0*X", digits, value);
+    return text.data();
+}
+
+} // namespace
+
+std::int32_t midi_init() {
+    write_down("midi_init");
+    return 0;
+}
+
+std::int32_t midi_exit() {
+    write_down("midi_exit");
+    return 0;
+}
+
+std::int32_t usb_midi_main(std::uint8_t part, std::uint8_t status, std::uint8_t controller,
+                           std::uint8_t controller2) {
+    write_down("usb_midi_main " + hex(part, 2) + ' ' + hex(status, 2) + ' ' + hex(controller, 2) +
+               ' ' + hex(controller2, 2));
+    return fake_device.main_result;
+}
+
+std::uint64_t set_device_name(std::uint32_t code) {
+    write_down(naming_call(code));
+    return 0xFFFFFFFF;
+}
+
+std::uint64_t set_device_name_with_hexcode(std::uint32_t code) {
+    write_down("set_device_name_with_hexcode " + hex(code, 8));
+    return 0xFFFFFFFF;
+}
+
+std::uint8_t judge_device_connect_state_with_id(std::uint32_t code) {
+    write_down("judge_device_connect_state_with_id " + hex(code, 8));
+    return fake_device.answers[code >> 16 & 0xF];
+}
+
+std::string probe_call(unsigned machine) {
+    return "judge_device_connect_state_with_id 4AC" + hex(machine, 1) + "F4C4";
+}
+
+std::string naming_call(std::uint32_t code) {
+    return "set_device_name " + hex(code, 8);
+}
+
+std::string command_call(unsigned part, unsigned status, unsigned controller) {
+    return "usb_midi_main " + hex(part, 2) + ' ' + hex(status, 2) + ' ' + hex(controller, 2) + ' ' +
+           hex(controller, 2);
+}
+
+std::string probe_transcript() {
+    std::string text;
+    for (unsigned i = 0; i < 16; ++i)
+        text += printed(probe_call(i)) + "i = 0x" + hex(i, 2) + ", device_connect_id_arg = 0x4AC" +
+                hex(i, 1) + "F4C4\n";
+    return text;
+}
+
+std::string printed(const std::string& call) {
+    return '<' + call + ">\n";
+}
+
+ScreenActions::ScreenActions() {
+    fake_device = {};
+    ShellCommandPath = "  ";
+    device_connect_state_retval = {};
+    command_setup_succeed_flag = 0;
+    c_arg_transfer_Uint32 = 0;
+    c_arg_transfer_UInt8_1 = 0;
+    c_arg_transfer_UInt8_2 = 0;
+    c_arg_transfer_UInt8_3 = 0;
+    c_arg_transfer_UInt8_4 = 0;
+}
+
+ScreenActions::~ScreenActions() {
+    fake_device = {};
+}
+
+std::string ScreenActions::apply() {
+    CapturedOutput output;
+    apply_action(screen_);
+    return output.take();
+}

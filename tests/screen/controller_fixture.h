@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "keyloft/screen_controller.h"
+#include "tests/support/captured_output.h"
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+/// A device layer that only writes down what it is called for. Each call prints its journal line
+/// too, in pointed brackets, so that one transcript shows calls and printed lines in their order.
+struct FakeDevice {
+    std::vector<std::string> calls{};                       ///< the journal, one line per call
+    std::array<std::uint8_t, 16> answers{};                 ///< what the probe of machine i gives
+    std::int32_t main_result = 0;                           ///< what usb_midi_main gives
+    std::function<void(const std::string& call)> on_call{}; ///< looks around in the middle
+};
+extern FakeDevice fake_device;
+
+/// The journal lines, with their arguments written as the fake device writes them.
+[[nodiscard]] std::string probe_call(unsigned machine);
+[[nodiscard]] std::string naming_call(std::uint32_t code);
+[[nodiscard]] std::string command_call(unsigned part, unsigned status, unsigned controller);
+
+/// What the sixteen probes print, the fake device's lines included.
+[[nodiscard]] std::string probe_transcript();
+/// A journal line as it is printed.
+[[nodiscard]] std::string printed(const std::string& call);
+
+/// A fresh screen over a fresh fake device, the shared variables at their initial values.
+class ScreenActions : public testing::Test {
+protected:
+    ScreenActions();
+    ~ScreenActions() override;
+
+    /// Presses apply and gives what was printed.
+    [[nodiscard]] std::string apply();
+
+    ScreenState screen_;
+};
