@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: MIT
+#include "tests/device_layer/device_layer_test.h"
+
+#include <cstring>
+
+namespace {
+
+class Names : public DeviceLayerTest {
+protected:
+    Names() { std::memset(device_name, 0x5A, sizeof device_name); }
+
+    // The name, and that nothing of the one before is left behind it.
+    static void expect_name(const std::string& expected) {
+        EXPECT_EQ(std::string(device_name), expected);
+        EXPECT_EQ(std::string(device_name + expected.size(), device_name + sizeof device_name),
+                  std::string(sizeof device_name - expected.size(), '\0'));
+    }
+
+    static void expect_halves(unsigned high, unsigned low) {
+        EXPECT_EQ(VID_val, high);
+        EXPECT_EQ(PID_val, low);
+        EXPECT_EQ(VID_PID_val, high << 16 | low);
+    }
+};
+
+// What the connection step prints where there are no sources.
+const std::string no_sources = "MIDIGetNumberOfSources 0 \r\nmidi init failed \r\n";
+
+TEST_F(Names, start_machine_gets_its_name_and_halves) {
+    EXPECT_EQ(printed_by([] { set_device_name(0x4ACCF4C4); }),
+              "set_device_name 4accf4c4 \r\n"
+              "middle_value c \r\n"
+              "Generated device_name: 4ACCF4C4\n"
+              "MIDIGetNumberOfSources 0 \r\n"
+              "midi init failed \r\n");
+    expect_name("4ACCF4C4");
+    expect_halves(0x4ACC, 0xF4C4);
+}
+
+TEST_F(Names, each_family_names_its_machines) {
+    quietly([] { return set_device_name(0x16C3C008); });
+    expect_name("16C3C008");
+    quietly([] { return set_device_name(0x4D4FFF04); });
+    expect_name("4D4FFF04");
+    quietly([] { return set_device_name(0x608AFF04); });
+    expect_name("608AFF04");
+    quietly([] { return set_device_name(0x4AC0CC27); });
+    expect_name("4AC0CC27");
+    quietly([] { return set_device_name(0x4AC1CC04); });
+    expect_name("4AC1CC04");
+    quietly([] { return set_device_name(0x4AC2CC15); });
+    expect_name("4AC2CC15");
+    quietly([] { return set_device_name(0x4ACFFF10); });
+    expect_name("4ACFFF10");
+}
+
+TEST_F(Names, high_half_out_of_range_gives_an_empty_name) {
+    EXPECT_EQ(printed_by([] { set_device_name(0x4AD0F4C4); }),
+              "set_device_name 4ad0f4c4 \r\n"
+              "Generated device_name: \n" +
+                  no_sources);
+    expect_name("");
+    expect_halves(0xFFFF, 0xFFFF);
+}
+
+TEST_F(Names, low_half_alone_prints_the_middle_value_in_the_first_rows) {
+    EXPECT_EQ(printed_by([] { set_device_name(0x4AD0CC04); }),
+              "set_device_name 4ad0cc04 \r\n"
+              "middle_value 0 \r\n"
+              "Generated device_name: \n" +
+                  no_sources);
+    expect_name("");
+    EXPECT_EQ(printed_by([] { set_device_name(0x1234CC04); }),
+              "set_device_name 1234cc04 \r\n"
+              "middle_value 4 \r\n"
+              "Generated device_name: \n" +
+                  no_sources);
+    expect_name("");
+    expect_halves(0xFFFF, 0xFFFF);
+}
+
+TEST_F(Names, fixed_code_is_stored_after_the_empty_name_was_printed) {
+    EXPECT_EQ(printed_by([] { set_device_name(0x44CACC10); }),
+              "set_device_name 44cacc10 \r\n"
+              "Generated device_name: \n" +
+                  no_sources);
+    expect_name("44CACC10");
+    expect_halves(0x44CA, 0xCC10);
+}
+
+TEST_F(Names, naming_ends_by_connecting_and_gives_the_index) {
+    recording.add_source({.name = "another"});
+    recording.add_source({.name = "4AC5F4C4 MIDI 1"});
+    std::uint64_t index = 99;
+    EXPECT_EQ(printed_by([&] { index = set_device_name(0x4AC5F4C4); }),
+              "set_device_name 4ac5f4c4 \r\n"
+              "middle_value 5 \r\n"
+              "Generated device_name: 4AC5F4C4\n"
+              "MIDIGetNumberOfSources 2 \r\n"
+              "midi init success ,number code 1 \r\n"
+              "4AC5F4C4 MIDI 1 is online\r\n");
+    EXPECT_EQ(index, 1U);
+    EXPECT_EQ(realtime_connect_state_flag, 1);
+    EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}).size(), 2U);
+}
+
+TEST_F(Names, naming_without_a_source_gives_no_index) {
+    EXPECT_EQ(quietly([] { return set_device_name(0x4AC5F4C4); }), no_index);
+    EXPECT_EQ(quietly([] { return set_device_name_with_hexcode(0x4AC5F4C4); }), no_index);
+}
+
+// The halves are there when the connection step begins.
+TEST_F(Names, halves_are_set_before_the_sources_are_counted) {
+    std::uint32_t seen = 0;
+    recording.before_call = [&](std::string_view) { seen = VID_PID_val; };
+    quietly([] { return set_device_name(0x608AFF04); });
+    EXPECT_EQ(seen, 0x608AFF04U);
+    quietly([] { return set_device_name_with_hexcode(0x98765432); });
+    EXPECT_EQ(seen, 0x98765432U);
+}
+
+TEST_F(Names, empty_name_matches_a_source_whose_first_eight_bytes_are_zero) {
+    recording.add_source({.name = "4ACCF4C4"});
+    recording.add_source({.name = std::string(8, '\0')});
+    EXPECT_EQ(quietly([] { return set_device_name(0); }), 1U);
+    EXPECT_EQ(realtime_connect_state_flag, 1);
+}
+
+TEST_F(Names, hexcode_takes_any_code_without_the_rules) {
+    EXPECT_EQ(printed_by([] { set_device_name_with_hexcode(0xDEADBEEF); }),
+              "set_device_name deadbeef \r\n" + no_sources);
+    expect_name("DEADBEEF");
+    expect_halves(0xDEAD, 0xBEEF);
+    quietly([] { return set_device_name_with_hexcode(0x44CACC10); });
+    expect_name("44CACC10");
+    quietly([] { return set_device_name_with_hexcode(0x10000000); });
+    expect_name("10000000");
+    quietly([] { return set_device_name_with_hexcode(0xFFFFFFFF); });
+    expect_name("FFFFFFFF");
+}
+
+TEST_F(Names, hexcode_of_seven_digits_ends_at_position_seven) {
+    EXPECT_EQ(printed_by([] { set_device_name_with_hexcode(0x0ABCDEF0); }),
+              "set_device_name abcdef0 \r\n" + no_sources);
+    expect_name("ABCDEF0");
+    expect_halves(0xABCD, 0xEFFF);
+}
+
+// What stands between the end of a shorter text and position 8 is left open.
+TEST_F(Names, shorter_hexcodes_give_their_digits_and_no_more_than_eight_bytes) {
+    const std::string text[] = {"0", "1", "12", "ABC", "F4C4", "12345", "ABCDEF"};
+    const std::uint32_t code[] = {0, 1, 0x12, 0xABC, 0xF4C4, 0x12345, 0xABCDEF};
+    for (std::size_t i = 0; i < 7; ++i) {
+        std::memset(device_name, 0x5A, sizeof device_name);
+        quietly([&] { return set_device_name_with_hexcode(code[i]); });
+        EXPECT_STREQ(device_name, text[i].c_str());
+        EXPECT_EQ(std::string(device_name + 8, 16), std::string(16, '\0'));
+    }
+}
+
+TEST_F(Names, hexcode_naming_ends_by_connecting_and_gives_the_index) {
+    recording.add_source({.name = "another"});
+    recording.add_source({.name = "another"});
+    recording.add_source({.name = "DEADBEEF"});
+    EXPECT_EQ(quietly([] { return set_device_name_with_hexcode(0xDEADBEEF); }), 2U);
+    EXPECT_EQ(realtime_connect_state_flag, 1);
+}
+
+} // namespace
