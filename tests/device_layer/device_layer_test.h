@@ -19,20 +19,23 @@ constexpr std::uint64_t no_index = 0xFFFFFFFF;
 using Lines = std::vector<std::string>;
 
 /// What a call prints.
-template<class Call> std::string printed_by(Call call) {
+template<class Call>
+std::string printed_by(Call call) {
     CapturedOutput output;
     call();
     return output.take();
 }
 
 /// What a call gives, with its output kept away from the test's.
-template<class Call> auto quietly(Call call) {
+template<class Call>
+auto quietly(Call call) {
     const CapturedOutput output;
     return call();
 }
 
 /// All calls and all output of a call, in order.
-template<class Call> Lines order_of(Call call) {
+template<class Call>
+Lines order_of(Call call) {
     CapturedOutput output;
     recording.journal.clear();
     recording.output = &output;

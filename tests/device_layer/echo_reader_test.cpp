@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/device_layer/device_layer_test.h"
 
+#include <cstdio>
 #include <cstring>
 #include <numeric>
 #include <type_traits>
@@ -35,9 +36,7 @@ private:
 
 class EchoReader : public DeviceLayerTest {
 protected:
-    static void expect_echo(Bytes bytes) {
-        std::copy(bytes.begin(), bytes.end(), midi_setup_data);
-    }
+    static void expect_echo(Bytes bytes) { std::copy(bytes.begin(), bytes.end(), midi_setup_data); }
 
     static std::string read(const std::vector<Bytes>& packets) {
         const PacketListBytes list(packets);
@@ -198,11 +197,39 @@ TEST_F(EchoReader, zeroed_record_is_matched_by_zero_bytes) {
     EXPECT_EQ(set_up_ok_flag, 185);
 }
 
-TEST_F(EchoReader, flag_is_raised_after_the_lines_are_printed_and_the_record_stays) {
+TEST_F(EchoReader, record_of_the_expected_echo_stays) {
     expect_echo({0x90, 0x40, 0x7F});
     (void)read({{0x90, 0x40, 0x11}});
     EXPECT_EQ(expected_echo(), (std::array{0x90, 0x40, 0x7F}));
     EXPECT_EQ(recording.journal, Lines{});
+}
+
+// A standard output that looks at the flag with each piece that is written.
+TEST_F(EchoReader, flag_is_raised_after_the_lines_are_printed) {
+    static std::string written;
+    static bool raised_while_printing;
+    written.clear();
+    raised_while_printing = false;
+    const auto look = [](void*, const char* text, std::size_t size) {
+        written.append(text, size);
+        raised_while_printing |= set_up_ok_flag != 0;
+        return static_cast<ssize_t>(size);
+    };
+    std::FILE* const watched = fopencookie(nullptr, "w", {nullptr, +look, nullptr, nullptr});
+    ASSERT_NE(watched, nullptr);
+    std::setvbuf(watched, nullptr, _IONBF, 0);
+
+    expect_echo({0x90, 0x40, 0x7F});
+    const PacketListBytes list({{0x90, 0x40, 0x7F}});
+    std::FILE* const real = stdout;
+    stdout = watched;
+    MyReadProc(list.get(), nullptr, nullptr);
+    stdout = real;
+    std::fclose(watched);
+
+    EXPECT_NE(written.find("midi_setup_data 1 40 , p 40\r\n"), std::string::npos);
+    EXPECT_FALSE(raised_while_printing);
+    EXPECT_EQ(set_up_ok_flag, 185);
 }
 
 TEST_F(EchoReader, contexts_are_not_read) {
@@ -246,8 +273,8 @@ TEST_F(EchoReader, next_packet_lies_at_the_next_multiple_of_four) {
         const PacketListBytes list({Bytes(length, 0x11), {0xB0, 0x01, 0x02}});
         const MIDIPacket* const first = list.get()->packet;
         const MIDIPacket* const next = MIDIPacketNext(first);
-        const auto distance = reinterpret_cast<std::uintptr_t>(next) -
-                              reinterpret_cast<std::uintptr_t>(first);
+        const auto distance =
+            reinterpret_cast<std::uintptr_t>(next) - reinterpret_cast<std::uintptr_t>(first);
         ASSERT_EQ(distance, (10 + length + 3) / 4 * 4) << length;
         ASSERT_EQ(next->length, 3) << length;
         ASSERT_EQ(next->data[0], 0xB0) << length;

@@ -36,7 +36,8 @@ TEST_F(HexDigits, letters_count_in_both_cases) {
 }
 
 TEST_F(HexDigits, other_letters_spaces_and_high_bytes_are_255) {
-    for (const int byte : {'G', 'g', ' ', '/', ':', '@', '`', 0x80, 0xB0, 0xC1, 0xFF, 0})
+    for (const char byte :
+         {'G', 'g', ' ', '/', ':', '@', '`', '\0', '\x80', '\xB0', '\xC1', '\xFF'})
         EXPECT_EQ(CharToHex(static_cast<std::uint8_t>(byte)), 255) << byte;
 }
 
@@ -52,8 +53,8 @@ TEST_F(HexDigits, every_pair_compounds_with_255_for_what_is_no_digit) {
     for (unsigned hi = 0; hi < 256; ++hi)
         for (unsigned lo = 0; lo < 256; ++lo) {
             const unsigned byte = (digit_value(hi) * 16 | digit_value(lo)) & 0xFF;
-            const auto compound = two_hex_compound(static_cast<std::uint8_t>(hi),
-                                                   static_cast<std::uint8_t>(lo));
+            const auto compound =
+                two_hex_compound(static_cast<std::uint8_t>(hi), static_cast<std::uint8_t>(lo));
             ASSERT_EQ(static_cast<std::uint8_t>(compound), byte) << hi << ' ' << lo;
         }
 }

@@ -112,9 +112,8 @@ TEST_F(Link, start_goes_on_after_a_failed_creation) {
 }
 
 TEST_F(Link, end_disposes_of_the_client_first_and_then_of_the_ports) {
-    EXPECT_EQ(order_of([] { midi_exit(); }),
-              (Lines{"> midi_exit\r\n", "MIDIClientDispose client", "MIDIPortDispose out",
-                     "MIDIPortDispose in"}));
+    EXPECT_EQ(order_of([] { midi_exit(); }), (Lines{"> midi_exit\r\n", "MIDIClientDispose client",
+                                                    "MIDIPortDispose out", "MIDIPortDispose in"}));
 }
 
 TEST_F(Link, end_leaves_the_handles_stale) {

@@ -57,7 +57,9 @@ TEST_F(NameJudge, bytes_after_a_terminator_take_part) {
     EXPECT_EQ(midi_device_name_judge(), 0);
 }
 
-TEST_F(NameJudge, empty_buffers_agree) { EXPECT_EQ(midi_device_name_judge(), 1); }
+TEST_F(NameJudge, empty_buffers_agree) {
+    EXPECT_EQ(midi_device_name_judge(), 1);
+}
 
 TEST_F(NameJudge, the_manufacturer_does_not_count_and_nothing_is_printed) {
     fill("4ACCF4C4", "4ACCF4C4", "4ACCF4C4");

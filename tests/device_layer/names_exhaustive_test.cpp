@@ -7,7 +7,7 @@
 namespace {
 
 struct Outcome {
-    std::string name;   ///< as it stands after the call
+    std::string name; ///< as it stands after the call
     std::string printed_name;
     bool middle_printed;
 };
@@ -74,7 +74,8 @@ protected:
         while (at < printed.size() && at < expected_.size() && printed[at] == expected_[at])
             ++at;
         const std::size_t from = at < 60 ? 0 : at - 60;
-        ADD_FAILURE() << "printed:\n" << printed.substr(from, 120) << "\nexpected:\n"
+        ADD_FAILURE() << "printed:\n"
+                      << printed.substr(from, 120) << "\nexpected:\n"
                       << expected_.substr(from, 120);
     }
 

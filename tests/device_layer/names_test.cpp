@@ -27,12 +27,11 @@ protected:
 const std::string no_sources = "MIDIGetNumberOfSources 0 \r\nmidi init failed \r\n";
 
 TEST_F(Names, start_machine_gets_its_name_and_halves) {
-    EXPECT_EQ(printed_by([] { set_device_name(0x4ACCF4C4); }),
-              "set_device_name 4accf4c4 \r\n"
-              "middle_value c \r\n"
-              "Generated device_name: 4ACCF4C4\n"
-              "MIDIGetNumberOfSources 0 \r\n"
-              "midi init failed \r\n");
+    EXPECT_EQ(printed_by([] { set_device_name(0x4ACCF4C4); }), "set_device_name 4accf4c4 \r\n"
+                                                               "middle_value c \r\n"
+                                                               "Generated device_name: 4ACCF4C4\n"
+                                                               "MIDIGetNumberOfSources 0 \r\n"
+                                                               "midi init failed \r\n");
     expect_name("4ACCF4C4");
     expect_halves(0x4ACC, 0xF4C4);
 }
@@ -55,35 +54,31 @@ TEST_F(Names, each_family_names_its_machines) {
 }
 
 TEST_F(Names, high_half_out_of_range_gives_an_empty_name) {
-    EXPECT_EQ(printed_by([] { set_device_name(0x4AD0F4C4); }),
-              "set_device_name 4ad0f4c4 \r\n"
-              "Generated device_name: \n" +
-                  no_sources);
+    EXPECT_EQ(printed_by([] { set_device_name(0x4AD0F4C4); }), "set_device_name 4ad0f4c4 \r\n"
+                                                               "Generated device_name: \n" +
+                                                                   no_sources);
     expect_name("");
     expect_halves(0xFFFF, 0xFFFF);
 }
 
 TEST_F(Names, low_half_alone_prints_the_middle_value_in_the_first_rows) {
-    EXPECT_EQ(printed_by([] { set_device_name(0x4AD0CC04); }),
-              "set_device_name 4ad0cc04 \r\n"
-              "middle_value 0 \r\n"
-              "Generated device_name: \n" +
-                  no_sources);
+    EXPECT_EQ(printed_by([] { set_device_name(0x4AD0CC04); }), "set_device_name 4ad0cc04 \r\n"
+                                                               "middle_value 0 \r\n"
+                                                               "Generated device_name: \n" +
+                                                                   no_sources);
     expect_name("");
-    EXPECT_EQ(printed_by([] { set_device_name(0x1234CC04); }),
-              "set_device_name 1234cc04 \r\n"
-              "middle_value 4 \r\n"
-              "Generated device_name: \n" +
-                  no_sources);
+    EXPECT_EQ(printed_by([] { set_device_name(0x1234CC04); }), "set_device_name 1234cc04 \r\n"
+                                                               "middle_value 4 \r\n"
+                                                               "Generated device_name: \n" +
+                                                                   no_sources);
     expect_name("");
     expect_halves(0xFFFF, 0xFFFF);
 }
 
 TEST_F(Names, fixed_code_is_stored_after_the_empty_name_was_printed) {
-    EXPECT_EQ(printed_by([] { set_device_name(0x44CACC10); }),
-              "set_device_name 44cacc10 \r\n"
-              "Generated device_name: \n" +
-                  no_sources);
+    EXPECT_EQ(printed_by([] { set_device_name(0x44CACC10); }), "set_device_name 44cacc10 \r\n"
+                                                               "Generated device_name: \n" +
+                                                                   no_sources);
     expect_name("44CACC10");
     expect_halves(0x44CA, 0xCC10);
 }

@@ -113,10 +113,9 @@ TEST_F(SourceConnection, only_one_means_offline) {
     for (const std::int32_t value : {0, 2, -1, 256, 257}) {
         recording.objects[source].offline = value;
         realtime_connect_state_flag = 0;
-        EXPECT_EQ(printed_by([] { midi_source_connect(); }),
-                  "MIDIGetNumberOfSources 1 \r\n"
-                  "midi init success ,number code 0 \r\n"
-                  "4ACCF4C4 is online\r\n");
+        EXPECT_EQ(printed_by([] { midi_source_connect(); }), "MIDIGetNumberOfSources 1 \r\n"
+                                                             "midi init success ,number code 0 \r\n"
+                                                             "4ACCF4C4 is online\r\n");
         EXPECT_EQ(realtime_connect_state_flag, 1) << value;
     }
 }
@@ -154,11 +153,11 @@ TEST_F(SourceConnection, same_step_twice_reconnects_the_same_source) {
     const Lines first = order_of([] { EXPECT_EQ(midi_source_connect(), 0U); });
     const Lines second = order_of([] { EXPECT_EQ(midi_source_connect(), 0U); });
     EXPECT_EQ(first, second);
-    EXPECT_EQ(recording.calls({"MIDIPortDisconnectSource", "MIDIPortConnectSource"}),
-              (Lines{"MIDIPortDisconnectSource out, source0",
-                     "MIDIPortDisconnectSource in, source0",
-                     "MIDIPortConnectSource out, source0, no context",
-                     "MIDIPortConnectSource in, source0, no context"}));
+    EXPECT_EQ(
+        recording.calls({"MIDIPortDisconnectSource", "MIDIPortConnectSource"}),
+        (Lines{"MIDIPortDisconnectSource out, source0", "MIDIPortDisconnectSource in, source0",
+               "MIDIPortConnectSource out, source0, no context",
+               "MIDIPortConnectSource in, source0, no context"}));
 }
 
 // The terminator of a short name is compared like any byte, and so is what lies behind it.
@@ -213,20 +212,19 @@ TEST_F(SourceConnection, name_of_the_connected_source_is_whole_up_to_63_characte
     const std::string long_name = "4ACCF4C4" + std::string(80, 'y');
     recording.add_source({.name = long_name});
     recording.add_source({.name = "another"});
-    EXPECT_EQ(printed_by([] { midi_source_connect(); }),
-              "MIDIGetNumberOfSources 2 \r\n"
-              "midi init success ,number code 0 \r\n" +
-                  long_name.substr(0, 63) + " is online\r\n");
+    EXPECT_EQ(printed_by([] { midi_source_connect(); }), "MIDIGetNumberOfSources 2 \r\n"
+                                                         "midi init success ,number code 0 \r\n" +
+                                                             long_name.substr(0, 63) +
+                                                             " is online\r\n");
     EXPECT_EQ(std::string(jname), long_name.substr(0, 63));
 }
 
 TEST_F(SourceConnection, count_and_index_are_hexadecimal) {
     for (unsigned i = 0; i < 0x2B; ++i)
         recording.add_source({.name = i == 0x1A ? "4ACCF4C4" : "another"});
-    EXPECT_EQ(printed_by([] { midi_source_connect(); }),
-              "MIDIGetNumberOfSources 2b \r\n"
-              "midi init success ,number code 1a \r\n"
-              "4ACCF4C4 is online\r\n");
+    EXPECT_EQ(printed_by([] { midi_source_connect(); }), "MIDIGetNumberOfSources 2b \r\n"
+                                                         "midi init success ,number code 1a \r\n"
+                                                         "4ACCF4C4 is online\r\n");
     EXPECT_EQ(recording.calls({"MIDIPortDisconnectSource"}).size(), 2U * 0x2B);
 }
 
@@ -264,10 +262,9 @@ TEST_F(SourceConnection, source_that_went_meanwhile_is_carried_on_as_no_object) 
         if (call.starts_with("MIDIGetSource") && ++fetched == 2)
             recording.sources.clear();
     };
-    EXPECT_EQ(printed_by([] { midi_source_connect(); }),
-              "MIDIGetNumberOfSources 1 \r\n"
-              "midi init success ,number code 0 \r\n"
-              "4ACCF4C4 is online\r\n");
+    EXPECT_EQ(printed_by([] { midi_source_connect(); }), "MIDIGetNumberOfSources 1 \r\n"
+                                                         "midi init success ,number code 0 \r\n"
+                                                         "4ACCF4C4 is online\r\n");
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}),
               (Lines{"MIDIPortConnectSource out, nothing, no context",
                      "MIDIPortConnectSource in, nothing, no context"}));

@@ -58,7 +58,9 @@ RecordingService::Text* find_text(const void* reference) {
     return nullptr;
 }
 
-std::string context_name(const void* context) { return context ? "a context" : "no context"; }
+std::string context_name(const void* context) {
+    return context ? "a context" : "no context";
+}
 
 std::string buffer_name(const char* buffer) {
     if (buffer == jname)
@@ -81,7 +83,9 @@ std::string handle_name(const CFStringRef* handle) {
 MIDIObjectRef add(std::vector<MIDIObjectRef>& list, RecordedObject object, const char* kind) {
     const auto reference = static_cast<MIDIObjectRef>(100 + recording.objects.size());
     const std::string prefix = kind;
-    const auto same_kind = [&](const auto& other) { return other.second.label.starts_with(prefix); };
+    const auto same_kind = [&](const auto& other) {
+        return other.second.label.starts_with(prefix);
+    };
     object.label = prefix + std::to_string(std::count_if(recording.objects.begin(),
                                                          recording.objects.end(), same_kind));
     recording.objects.emplace(reference, std::move(object));
@@ -121,8 +125,8 @@ bool list_is_clear() {
 std::string position_in_list(const MIDIPacketList* list, const MIDIPacket* position) {
     if (list != recording.list)
         recording.violations.push_back("a list that was not initialised last");
-    const auto offset = reinterpret_cast<std::intptr_t>(position) -
-                        reinterpret_cast<std::intptr_t>(list);
+    const auto offset =
+        reinterpret_cast<std::intptr_t>(position) - reinterpret_cast<std::intptr_t>(list);
     return "+" + std::to_string(offset);
 }
 
@@ -175,7 +179,9 @@ void RecordingService::record(const std::string& call) {
         before_call(call);
 }
 
-void reset_recording() { recording = RecordingService{}; }
+void reset_recording() {
+    recording = RecordingService{};
+}
 
 const CFStringRef kMIDIPropertyName = CFSTR("name");
 const CFStringRef kMIDIPropertyManufacturer = CFSTR("manufacturer");
@@ -189,7 +195,9 @@ OSStatus MIDIClientCreate(CFStringRef client_name, MIDINotifyProc notify, void* 
     return create(recording.client_status, RecordingService::client_reference, handle);
 }
 
-OSStatus MIDIClientDispose(MIDIClientRef handle) { return dispose("MIDIClientDispose", handle); }
+OSStatus MIDIClientDispose(MIDIClientRef handle) {
+    return dispose("MIDIClientDispose", handle);
+}
 
 OSStatus MIDIOutputPortCreate(MIDIClientRef owner, CFStringRef port_name, MIDIPortRef* handle) {
     recording.record("MIDIOutputPortCreate " + label_of(owner) + ", " + constant_text(port_name));
@@ -204,7 +212,9 @@ OSStatus MIDIInputPortCreate(MIDIClientRef owner, CFStringRef port_name, MIDIRea
     return create(recording.input_port_status, RecordingService::input_port_reference, handle);
 }
 
-OSStatus MIDIPortDispose(MIDIPortRef handle) { return dispose("MIDIPortDispose", handle); }
+OSStatus MIDIPortDispose(MIDIPortRef handle) {
+    return dispose("MIDIPortDispose", handle);
+}
 
 OSStatus MIDIPortConnectSource(MIDIPortRef port, MIDIEndpointRef source, void* context) {
     recording.record("MIDIPortConnectSource " + label_of(port) + ", " + label_of(source) + ", " +

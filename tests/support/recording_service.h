@@ -71,7 +71,8 @@ public:
     std::vector<std::string> violations{};
 
     /// The journal's lines that start with one of these words.
-    [[nodiscard]] std::vector<std::string> calls(std::initializer_list<std::string_view> words) const;
+    [[nodiscard]] std::vector<std::string>
+    calls(std::initializer_list<std::string_view> words) const;
     /// The arguments of the usleep() calls in order.
     [[nodiscard]] std::vector<unsigned> pauses() const;
     /// Texts given by queries and not released yet.
@@ -84,9 +85,9 @@ public:
         std::string bytes;
         bool released;
     };
-    std::deque<Text> texts{};              ///< every text that a query gave
-    MIDIPacketList* list = nullptr;        ///< initialised last
-    void record(const std::string& call);  ///< a line for the journal
+    std::deque<Text> texts{};             ///< every text that a query gave
+    MIDIPacketList* list = nullptr;       ///< initialised last
+    void record(const std::string& call); ///< a line for the journal
 };
 
 /// The one that the operations use.

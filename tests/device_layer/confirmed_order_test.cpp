@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+#include "tests/device_layer/confirmed_sequence.h"
+
+namespace {
+
+// All calls and all lines of whole sends, in their one order.
+class ConfirmedOrder : public ConfirmedSequence {
+protected:
+    static void append(Lines& to, const Lines& lines) {
+        to.insert(to.end(), lines.begin(), lines.end());
+    }
+
+    static Lines lookup() {
+        return {
+            "MIDIGetNumberOfDestinations",
+            "> MIDIGetNumberOfDestinations 1 \r\n",
+            "MIDIGetDestination 0",
+            "MIDIObjectGetStringProperty destination0, name, into pname",
+            "CFStringGetCString destination0.name, into jname, 64, encoding 0",
+            "CFRelease destination0.name",
+            "MIDIGetDestination 1",
+            "MIDIObjectGetStringProperty nothing, name, into pname",
+            "MIDIObjectGetIntegerProperty nothing, offline",
+            "> CCCCC: 4ACCF4C4 is online\r\n",
+        };
+    }
+
+    static Lines up_to_the_offline_query() {
+        Lines lines = {"MIDIPacketListInit"};
+        append(lines, lookup());
+        lines.emplace_back("MIDIGetDestination 0");
+        append(lines, lookup());
+        append(lines, lookup());
+        lines.back() += "midi_get_destination 0 \r\n";
+        lines.emplace_back("MIDIObjectGetIntegerProperty destination0, offline");
+        return lines;
+    }
+
+    static Lines sequence() {
+        Lines lines = {"usleep 2000"};
+        for (int i = 0; i < 6; ++i)
+            append(lines, {"MIDIPacketListAdd 1024, +4, time 1000: F8",
+                           "MIDISend out, destination0, time 1000: F8"});
+        append(lines, {
+                          "usleep 1000",
+                          "MIDIPacketListAdd 1024, +4, time 1000: 95 30 07",
+                          "MIDISend out, destination0, time 1000: 95 30 07",
+                          "usleep 2000",
+                          "MIDIPacketListAdd 1024, +4, time 1000: 85 30 07",
+                          "MIDISend out, destination0, time 1000: 85 30 07",
+                          "usleep 2000",
+                          "MIDIPacketListAdd 1024, +4, time 1000: B5 30 07",
+                          "MIDISend out, destination0, time 1000: B5 30 07",
+                          "usleep 2000",
+                          "MIDIPacketListAdd 1024, +4, time 1000: F8",
+                          "MIDISend out, destination0, time 1000: F8",
+                          "usleep 2000",
+                      });
+        return lines;
+    }
+};
+
+TEST_F(ConfirmedOrder, of_a_send_that_is_confirmed) {
+    Lines expected = up_to_the_offline_query();
+    expected.emplace_back("> clock mc\r\n");
+    append(expected, sequence());
+    append(expected, {"usleep 300000", "> b5\t30\t7\t\r\n"
+                                       "\r\n设定回显正常\r\n"
+                                       "midi_setup_data 0 b5 , p b5\r\n"
+                                       "midi_setup_data 1 30 , p 30\r\n"
+                                       "设置成功了 \r\n"});
+    echo_in_the_long_pause({0xB5, 0x30, 0x07});
+    EXPECT_EQ(order_of([] { core_midi_send_msg_combo(0xB5, 0x30, 0x07); }), expected);
+}
+
+TEST_F(ConfirmedOrder, of_a_send_that_is_repeated) {
+    Lines expected = up_to_the_offline_query();
+    expected.emplace_back("> clock mc\r\n");
+    append(expected, sequence());
+    append(expected, {"usleep 300000", "> 设置失败obk\r\n"});
+    append(expected, sequence());
+    EXPECT_EQ(order_of([] { core_midi_send_msg_combo(0xB5, 0x30, 0x07); }), expected);
+}
+
+TEST_F(ConfirmedOrder, of_a_send_to_an_offline_destination) {
+    recording.objects[destination_].offline = 1;
+    Lines expected = up_to_the_offline_query();
+    expected.emplace_back("> offline \r\n");
+    EXPECT_EQ(order_of([] { core_midi_send_msg_combo(0xB5, 0x30, 0x07); }), expected);
+}
+
+TEST_F(ConfirmedOrder, of_a_send_without_a_destination) {
+    recording.destinations.clear();
+    EXPECT_EQ(order_of([] { core_midi_send_msg_combo(0xB5, 0x30, 0x07); }),
+              (Lines{"MIDIPacketListInit", "MIDIGetNumberOfDestinations",
+                     "> MIDIGetNumberOfDestinations 0 \r\n", "MIDIGetDestination 4294967295",
+                     "MIDIGetNumberOfDestinations", "> MIDIGetNumberOfDestinations 0 \r\n"}));
+}
+
+// The endpoint of the first lookup is the one that is asked and sent to, whatever came since.
+TEST_F(ConfirmedOrder, endpoint_of_the_first_lookup_gets_every_send) {
+    const MIDIObjectRef later = recording.add_destination({.name = "4ACCF4C4 later", .offline = 1});
+    recording.destinations = {destination_};
+    unsigned lookups = 0;
+    recording.before_call = [&](std::string_view call) {
+        if (call == "MIDIGetNumberOfDestinations" && ++lookups == 2)
+            recording.destinations = {destination_, later};
+    };
+    const std::string printed = printed_by([] { core_midi_send_msg_combo(0xB5, 0x30, 0x07); });
+    EXPECT_THAT(printed, testing::HasSubstr("midi_get_destination 1 \r\nclock mc\r\n"));
+    EXPECT_EQ(recording.calls({"MIDISend"}),
+              twice(sequence_sends("95 30 07", "85 30 07", "B5 30 07")));
+}
+
+TEST_F(ConfirmedOrder, destination_that_goes_before_the_third_lookup_is_sent_to) {
+    unsigned lookups = 0;
+    recording.before_call = [&](std::string_view call) {
+        if (call == "MIDIGetNumberOfDestinations" && ++lookups == 3)
+            recording.destinations.clear();
+    };
+    const std::string printed = printed_by([] { core_midi_send_msg_combo(0xB5, 0x30, 0x07); });
+    EXPECT_THAT(printed, testing::HasSubstr("midi_get_destination ffffffff \r\nclock mc\r\n"));
+    EXPECT_EQ(recording.calls({"MIDISend"}).size(), 20U);
+}
+
+TEST_F(ConfirmedOrder, destination_that_comes_after_the_first_lookup_is_not_sent_to) {
+    recording.destinations.clear();
+    unsigned lookups = 0;
+    recording.before_call = [&](std::string_view call) {
+        if (call == "MIDIGetNumberOfDestinations" && ++lookups == 2)
+            recording.destinations = {destination_};
+    };
+    recording.send_statuses.assign(20, -19);
+    EXPECT_EQ(quietly([] { return core_midi_send_msg_combo(0xB5, 0x30, 0x07); }), 0xED);
+    EXPECT_EQ(recording.calls({"MIDISend"}).front(), "MIDISend out, nothing, time 1000: F8");
+}
+
+} // namespace

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tests/device_layer/device_layer_test.h"
+
+#include <cstring>
+
+// What the tests of the confirmed send and of the commands above it have in common.
+
+/// What the three lookups of a send print, when "4ACCF4C4…" is the only destination.
+inline const std::string three_lookups = "MIDIGetNumberOfDestinations 1 \r\n"
+                                         "CCCCC: 4ACCF4C4 is online\r\n"
+                                         "MIDIGetNumberOfDestinations 1 \r\n"
+                                         "CCCCC: 4ACCF4C4 is online\r\n"
+                                         "MIDIGetNumberOfDestinations 1 \r\n"
+                                         "CCCCC: 4ACCF4C4 is online\r\n"
+                                         "midi_get_destination 0 \r\n";
+
+/// The sends of one sequence to the only destination, given the three messages of three bytes.
+inline Lines sequence_sends(const std::string& note_on, const std::string& note_off,
+                            const std::string& message) {
+    const std::string start = "MIDISend out, destination0, time 1000: ";
+    Lines sends(6, start + "F8");
+    for (const std::string& event : {note_on, note_off, message, std::string("F8")})
+        sends.push_back(start + event);
+    return sends;
+}
+
+inline const std::vector<unsigned> sequence_pauses = {2000, 1000, 2000, 2000, 2000, 2000};
+
+/// The pauses of a command that is confirmed, or of one that is repeated.
+inline std::vector<unsigned> command_pauses(bool repeated) {
+    std::vector<unsigned> pauses = sequence_pauses;
+    pauses.push_back(300'000);
+    if (repeated)
+        pauses.insert(pauses.end(), sequence_pauses.begin(), sequence_pauses.end());
+    return pauses;
+}
+
+inline Lines twice(Lines lines) {
+    const Lines once = lines;
+    lines.insert(lines.end(), once.begin(), once.end());
+    return lines;
+}
+
+/// Lets one message arrive as the receive thread would.
+inline void arrive(std::initializer_list<std::uint8_t> bytes) {
+    MIDIPacketList list{};
+    list.numPackets = 1;
+    list.packet[0].length = static_cast<std::uint16_t>(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), list.packet[0].data);
+    MyReadProc(&list, nullptr, nullptr);
+}
+
+/// Machine 4ACCF4C4 with its device and its destination. Its echo arrives in the long pause, when
+/// it is told which.
+class ConfirmedSequence : public DeviceLayerTest {
+protected:
+    ConfirmedSequence() {
+        set_current_name("4ACCF4C4");
+        device_ = recording.add_device(
+            {.name = "4ACCF4C4", .manufacturer = "maker", .model = "4ACCF4C4 controller"});
+        destination_ = recording.add_destination({.name = "4ACCF4C4 MIDI 1"});
+    }
+
+    static void echo_in_the_long_pause(std::initializer_list<std::uint8_t> bytes) {
+        recording.before_call = [echo = std::vector<std::uint8_t>(bytes)](std::string_view call) {
+            if (call == "usleep 300000")
+                arrive({echo[0], echo[1], echo[2]});
+        };
+    }
+
+    MIDIObjectRef device_;
+    MIDIObjectRef destination_;
+};

@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "tests/device_layer/confirmed_sequence.h"
+
+namespace {
+
+// How the confirmed send treats its list, seen by services that are less helpful than ours.
+class PacketListUse : public ConfirmedSequence {
+protected:
+    static void send() {
+        recording.journal.clear();
+        quietly([] { return core_midi_send_msg_combo(0xB5, 0x30, 0x07); });
+    }
+
+    // Leaves no zero bytes where the next call's local buffers will lie.
+    [[gnu::noinline]] static void spoil_the_stack() {
+        volatile unsigned char rubbish[16'384];
+        for (volatile unsigned char& byte : rubbish)
+            byte = 0xEE;
+    }
+};
+
+// A service that leaves what it sent in the list: each append goes behind the one before, and only
+// clearing the list ends that.
+TEST_F(PacketListUse, each_append_gets_the_position_of_the_one_before) {
+    recording.keeps_lists = true;
+    send();
+    const Lines sequence = {
+        "MIDIPacketListAdd 1024, +4, time 1000: F8",
+        "MIDIPacketListAdd 1024, +4, time 1000: F8",
+        "MIDIPacketListAdd 1024, +16, time 1000: F8",
+        "MIDIPacketListAdd 1024, +28, time 1000: F8",
+        "MIDIPacketListAdd 1024, +40, time 1000: F8",
+        "MIDIPacketListAdd 1024, +52, time 1000: F8",
+        "MIDIPacketListAdd 1024, +64, time 1000: 95 30 07",
+        "MIDIPacketListAdd 1024, +4, time 1000: 85 30 07",
+        "MIDIPacketListAdd 1024, +4, time 1000: B5 30 07",
+        "MIDIPacketListAdd 1024, +4, time 1000: F8",
+    };
+    EXPECT_EQ(recording.calls({"MIDIPacketListAdd"}), twice(sequence));
+}
+
+TEST_F(PacketListUse, clearing_between_the_steps_separates_their_events) {
+    recording.keeps_lists = true;
+    send();
+    const std::string to = "MIDISend out, destination0";
+    Lines sequence;
+    std::string clocks;
+    for (int i = 0; i < 6; ++i) {
+        clocks += ", time 1000: F8";
+        sequence.push_back(to + clocks);
+    }
+    for (const char* const event : {"95 30 07", "85 30 07", "B5 30 07", "F8"})
+        sequence.push_back(to + ", time 1000: " + event);
+    EXPECT_EQ(recording.calls({"MIDISend"}), twice(sequence));
+}
+
+// A service that spoils the whole buffer at each send: all 1,024 bytes are clear again by the next
+// pause, and at the start.
+TEST_F(PacketListUse, whole_buffer_is_cleared_before_every_pause_of_a_sequence) {
+    recording.watches_list = true;
+    spoil_the_stack();
+    send();
+    EXPECT_EQ(recording.list_cleared, std::vector<bool>(1 + 6 + 1 + 6, true));
+}
+
+TEST_F(PacketListUse, list_is_initialised_once) {
+    send();
+    EXPECT_EQ(recording.calls({"MIDIPacketListInit"}).size(), 1U);
+    recording.journal.clear();
+    quietly([] { return core_midi_send_msg(0x90, 1, 2); });
+    EXPECT_EQ(recording.calls({"MIDIPacketListInit"}).size(), 1U);
+}
+
+TEST_F(PacketListUse, plain_send_fits_its_list_too) {
+    recording.keeps_lists = true;
+    recording.watches_list = true; // writes all 1,024 bytes of the list
+    EXPECT_EQ(quietly([] { return core_midi_send_msg(0x90, 1, 2); }), 0);
+    EXPECT_EQ(recording.calls({"MIDISend"}), Lines{"MIDISend out, destination0, time 0: 90 01 02"});
+}
+
+} // namespace
