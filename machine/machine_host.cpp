@@ -17,9 +17,9 @@ void MachineHost::send_due(Clock::time_point now) {
     while (!pending_.empty() && next_due() <= now) {
         const MachineReply reply = pending_.extract(pending_.begin()).mapped();
         const std::span<const std::uint8_t> message(reply.bytes.data(), reply.length);
-        free_ = now + gap_;
         write(message);
         watcher_.sent(*this, message);
+        free_ = std::max(now, Clock::now()) + gap_; // the write itself takes its time
     }
 }
 

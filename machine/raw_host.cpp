@@ -12,6 +12,9 @@ namespace {
 // time, and a pause of a USB frame behind it.
 constexpr std::chrono::milliseconds frame{1};
 
+/// alsa-lib's own lines on standard error would only get between ours.
+void say_nothing(const char*, int, const char*, int, const char*, ...) {}
+
 } // namespace
 
 RawMachine::RawMachine(std::uint32_t code, std::string device, std::string gadget,
@@ -32,6 +35,7 @@ int RawMachine::descriptor() const {
 }
 
 int RawMachine::open() {
+    snd_lib_error_set_handler(say_nothing);
     snd_rawmidi_t* input = nullptr;
     snd_rawmidi_t* output = nullptr;
     const int result = snd_rawmidi_open(&input, &output, device_.c_str(), SND_RAWMIDI_NONBLOCK);
