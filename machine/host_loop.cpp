@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <ctime>
+#include <system_error>
 
 #include <poll.h>
 #include <sys/signalfd.h>
@@ -16,7 +16,8 @@ using Machines = std::span<const std::unique_ptr<MachineHost>>;
 using Clock = MachineHost::Clock;
 
 [[noreturn]] void fail(const char* what) {
-    throw HostError(std::string(what) + " does not work: " + std::strerror(errno) + ".");
+    throw HostError(std::string(what) +
+                    " does not work: " + std::generic_category().message(errno) + ".");
 }
 
 /// Waits until a descriptor has something or a machine has something to send.

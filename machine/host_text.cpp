@@ -10,11 +10,11 @@ std::string count_text(const MappingTable& table) {
 std::string table_json(const MappingTable& table) {
     std::string json = "[";
     for (const auto& [part, mapping] : table) {
-        json += json.size() > 1 ? ",{" : "{";
-        json += "\"part\":" + std::to_string(part);
-        json += ",\"type\":\"" + std::string(type_text(mapping.type)) + "\"";
-        json += ",\"channel\":" + std::to_string(mapping.channel);
-        json += ",\"controller\":" + std::to_string(mapping.controller) + "}";
+        json += json.size() > 1 ? "," : "";
+        json += R"({"part":)" + std::to_string(part);
+        json += R"(,"type":")" + std::string(type_text(mapping.type));
+        json += R"(","channel":)" + std::to_string(mapping.channel);
+        json += R"(,"controller":)" + std::to_string(mapping.controller) + "}";
     }
     return json + "]";
 }
@@ -52,7 +52,7 @@ std::string event_text(const MachineHost& machine, const MachineEvent& event) {
 }
 
 std::string tables_json(const MachineHost& machine) {
-    return "{\"machine\":\"" + machine.name() +
-           "\",\"table\":" + table_json(machine.firmware().table()) +
-           ",\"saved\":" + table_json(machine.firmware().saved_table()) + "}";
+    return R"({"machine":")" + machine.name() + R"(","table":)" +
+           table_json(machine.firmware().table()) + R"(,"saved":)" +
+           table_json(machine.firmware().saved_table()) + "}";
 }

@@ -4,7 +4,7 @@
 #include "machine/host_text.h"
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 namespace {
 
@@ -25,8 +25,8 @@ Journal::Journal(const std::string& path) {
         return;
     file_.reset(std::fopen(path.c_str(), "ae"));
     if (!file_)
-        throw HostError("The journal " + path + " cannot be written: " + std::strerror(errno) +
-                        ".");
+        throw HostError("The journal " + path +
+                        " cannot be written: " + std::generic_category().message(errno) + ".");
 }
 
 void Journal::happened(const MachineHost& machine, const MachineEvent& event) {

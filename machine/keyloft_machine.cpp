@@ -14,8 +14,8 @@
 namespace {
 
 bool wants_colour() {
-    const char* const no_colour = std::getenv("NO_COLOR");
-    const char* const terminal = std::getenv("TERM");
+    const char* const no_colour = secure_getenv("NO_COLOR");
+    const char* const terminal = secure_getenv("TERM");
     return isatty(STDOUT_FILENO) != 0 && (no_colour == nullptr || *no_colour == '\0') &&
            terminal != nullptr && std::string_view(terminal) != "dumb";
 }
@@ -43,6 +43,7 @@ void serve(const std::vector<std::uint32_t>& codes, const MachineFaults& faults)
     HostLoop loop(STDIN_FILENO);
     Show show;
     std::vector<std::unique_ptr<MachineHost>> machines;
+    machines.reserve(codes.size());
     for (const std::uint32_t code : codes)
         machines.push_back(std::make_unique<SequencerMachine>(code, faults, show));
     for (const auto& machine : machines)
@@ -66,9 +67,7 @@ constexpr const char* notes =
     "Exit codes: 0 it ended as it was told to; 1 there is no sequencer, or it failed; 2 the\n"
     "arguments are wrong.";
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     CLI::App app(purpose, "keyloft-machine");
     app.footer(notes);
@@ -84,15 +83,22 @@ int main(int argc, char** argv) {
     if (const auto code = read_arguments(app, argc, argv))
         return *code;
     std::vector<std::uint32_t> codes;
+    codes.reserve(names.size() + 16);
     for (const std::string& name : names)
         codes.push_back(device_code(name).value());
     for (std::uint32_t i = 0; all && i < 16; ++i)
         codes.push_back(0x4AC0F4C4 + (i << 16));
     if (codes.empty())
         codes.push_back(0x4AC5F4C4);
+    serve(codes, faults.faults());
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
     try {
-        serve(codes, faults.faults());
-        return 0;
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "keyloft-machine: %s\n", error.what());
         return 1;

@@ -40,6 +40,7 @@ void serve(const std::vector<std::string>& places, const MachineFaults& faults,
     HostLoop loop(-1);
     Journal journal(journal_path);
     std::vector<std::unique_ptr<MachineHost>> machines;
+    machines.reserve(places.size());
     for (const std::string& text : places) {
         Place place = place_in(text);
         machines.push_back(std::make_unique<RawMachine>(device_code(place.code).value(),
@@ -57,9 +58,7 @@ void serve(const std::vector<std::string>& places, const MachineFaults& faults,
     report();
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app("Simulated machines on raw MIDI ports, such as those of USB gadgets.",
                  "keyloft-raw-machine");
     app.footer("It prints {\"ready\":true} when it serves, and what each machine holds on SIGUSR2 "
@@ -78,9 +77,15 @@ int main(int argc, char** argv) {
     const FaultArguments faults(app);
     if (const auto code = read_arguments(app, argc, argv))
         return *code;
+    serve(places, faults.faults(), journal);
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
     try {
-        serve(places, faults.faults(), journal);
-        return 0;
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "keyloft-raw-machine: %s\n", error.what());
         return 1;

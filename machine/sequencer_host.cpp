@@ -2,7 +2,7 @@
 #include "machine/sequencer_host.h"
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 
 #include <grp.h>
 #include <poll.h>
@@ -15,10 +15,15 @@ constexpr const char* node = "/dev/snd/seq";
 /// alsa-lib's own lines on standard error would only say less than ours.
 void say_nothing(const char*, int, const char*, int, const char*, ...) {}
 
+/// The group that may open the sequencer; the usual one when the node does not tell.
 std::string group_of_the_node() {
     struct stat status {};
-    const group* owner = stat(node, &status) == 0 ? getgrgid(status.st_gid) : nullptr;
-    return owner != nullptr ? owner->gr_name : "audio";
+    group owner{};
+    group* found = nullptr;
+    std::array<char, 1024> buffer{};
+    if (stat(node, &status) == 0)
+        getgrgid_r(status.st_gid, &owner, buffer.data(), buffer.size(), &found);
+    return found != nullptr ? found->gr_name : "audio";
 }
 
 [[noreturn]] void fail(int error) {
@@ -37,7 +42,8 @@ std::string group_of_the_node() {
     case ENOMEM:
         throw HostError("The ALSA sequencer has no client left: end a program that uses MIDI.");
     default:
-        throw HostError(std::string("The ALSA sequencer does not work: ") + std::strerror(error) +
+        throw HostError(std::string("The ALSA sequencer does not work: ") +
+                        std::generic_category().message(error) +
                         ". See \"journalctl -k\" for what the kernel says about it.");
     }
 }
