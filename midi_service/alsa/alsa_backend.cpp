@@ -1,0 +1,248 @@
+// SPDX-License-Identifier: MIT
+#include "midi_service/alsa/alsa_backend.h"
+
+#include "midi_service/alsa/announcements.h"
+#include "midi_service/alsa/card_texts.h"
+#include "midi_service/alsa/midi_client.h"
+#include "midi_service/alsa/name_check.h"
+#include "midi_service/alsa/sequencer_state.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <ctime>
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/// How old the names may be that a count relies on: longer than it takes to look through the list
+/// sixteen times, much shorter than it takes to press a button twice.
+constexpr milliseconds names_last{30};
+
+/// Coarse, so that it never needs a system call.
+milliseconds now() {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+    return milliseconds{time.tv_sec * 1000 + time.tv_nsec / 1'000'000};
+}
+
+void keep_quiet(const char*, int, const char*, int, const char*, ...) {}
+
+} // namespace
+
+struct AlsaBackend::State {
+    using Clients = std::vector<std::unique_ptr<MidiClient>>;
+
+    void bring_up();
+    void follow_announcements();
+    void check_names();
+    void check_devices();
+    void refresh(Address address) { announcements.refresh(endpoints, address); }
+    [[nodiscard]] Clients::iterator find(MIDIClientRef client);
+    [[nodiscard]] MidiClient* owner(MIDIPortRef port);
+
+    SequencerState sequencer_state;
+    Announcements announcements;
+    EndpointList endpoints;
+    NameCheck name_check;
+    std::uint64_t counts = 0; ///< how often a list was counted
+    milliseconds names_checked{-names_last};
+    bool is_up = false; ///< everything that has to be on the sequencer is
+
+    std::mutex clients_guard; ///< held for every change of the clients and for every send
+    Clients clients;
+};
+
+AlsaBackend::AlsaBackend() : state_(std::make_unique<State>()) {
+    // The library writes its own messages to standard error otherwise; ours say what helps.
+    snd_lib_error_set_handler(&keep_quiet);
+}
+
+AlsaBackend::~AlsaBackend() = default;
+
+/// Joins the sequencer with whatever is not there yet.
+void AlsaBackend::State::bring_up() {
+    if (is_up)
+        return;
+    int result = 0;
+    if (!announcements.is_open()) {
+        result = announcements.open();
+        if (result == 0) {
+            announcements.read_all(endpoints);
+            name_check.open();
+            names_checked = now();
+        }
+    }
+    const std::lock_guard lock{clients_guard};
+    for (const auto& client : clients) {
+        if (result == 0 && !client->is_open())
+            result = client->open();
+    }
+    is_up = result == 0;
+    sequencer_state.report(result);
+}
+
+void AlsaBackend::State::follow_announcements() {
+    while (!announcements.follow(endpoints)) {
+        const std::lock_guard lock{clients_guard};
+        for (const auto& client : clients) {
+            for (const Address lost : client->lost_endpoints())
+                endpoints.remove(lost);
+        }
+        announcements.read_all(endpoints);
+    }
+}
+
+void AlsaBackend::State::check_names() {
+    if (now() - names_checked < names_last)
+        return;
+    names_checked = now();
+    for (const Address renamed : name_check.renamed(endpoints))
+        refresh(renamed);
+}
+
+void AlsaBackend::State::check_devices() {
+    if (!name_check.is_open()) {
+        // One by one, where a sweep over all machines does not have to wait for it.
+        for (const Address address : endpoints.addresses())
+            refresh(address);
+    }
+    for (const std::uint8_t client : endpoints.clients()) {
+        ClientInfo info;
+        if (query_client(announcements.sequencer(), client, info) < 0)
+            continue; // it is going; so are its ports
+        Object* device = endpoints.device(client);
+        if (!device || view_text(device->text(TextProperty::name).get()) != info.name)
+            endpoints.put_device(client, device_texts(info));
+    }
+}
+
+AlsaBackend::State::Clients::iterator AlsaBackend::State::find(MIDIClientRef client) {
+    return std::ranges::find_if(
+        clients, [client](const auto& candidate) { return candidate->reference() == client; });
+}
+
+MidiClient* AlsaBackend::State::owner(MIDIPortRef port) {
+    const auto client = std::ranges::find_if(
+        clients, [port](const auto& candidate) { return candidate->owns(port); });
+    return client == clients.end() ? nullptr : client->get();
+}
+
+OSStatus AlsaBackend::open_client(MIDIClientRef reference, std::string_view name) {
+    {
+        const std::lock_guard lock{state_->clients_guard};
+        state_->clients.push_back(std::make_unique<MidiClient>(reference, std::string(name)));
+    }
+    state_->is_up = false;
+    state_->bring_up();
+    return 0;
+}
+
+void AlsaBackend::close_client(MIDIClientRef reference) {
+    std::unique_ptr<MidiClient> closing;
+    {
+        const std::lock_guard lock{state_->clients_guard};
+        const auto client = state_->find(reference);
+        if (client == state_->clients.end())
+            return;
+        closing = std::move(*client);
+        state_->clients.erase(client);
+    }
+    // Its receive thread may be sending, and ends only then.
+    closing.reset();
+}
+
+OSStatus AlsaBackend::open_port(MIDIPortRef port, MIDIClientRef reference, std::string_view name,
+                                bool is_input) {
+    const std::lock_guard lock{state_->clients_guard};
+    const auto client = state_->find(reference);
+    return client == state_->clients.end() ? -ENXIO
+                                           : (*client)->add_port(port, std::string(name), is_input);
+}
+
+void AlsaBackend::close_port(MIDIPortRef port) {
+    const std::lock_guard lock{state_->clients_guard};
+    if (MidiClient* client = state_->owner(port))
+        client->remove_port(port);
+}
+
+OSStatus AlsaBackend::connect(MIDIPortRef port, MIDIEndpointRef source) {
+    state_->bring_up();
+    const Object* object = state_->endpoints.objects().find(source);
+    if (!object || !object->is_source)
+        return -ENODEV;
+    MidiClient* client = state_->owner(port);
+    return client ? client->connect(port, source, object->address) : -ENXIO;
+}
+
+OSStatus AlsaBackend::disconnect(MIDIPortRef port, MIDIEndpointRef source) {
+    MidiClient* client = state_->owner(port);
+    return client ? client->disconnect(port, source) : -ENXIO;
+}
+
+std::span<const MIDIObjectRef> AlsaBackend::update(ObjectList list) {
+    ++state_->counts;
+    state_->bring_up();
+    if (state_->announcements.is_open()) {
+        state_->follow_announcements();
+        if (list == ObjectList::devices) {
+            state_->check_devices();
+            // A command begins or ends here: what comes next is to rely on names of its own.
+            state_->names_checked = now() - names_last;
+        } else {
+            state_->check_names();
+        }
+    }
+    return state_->endpoints.publish(list);
+}
+
+OSStatus AlsaBackend::text(MIDIObjectRef reference, TextProperty property, CFStringRef& value) {
+    const ObjectTable& objects = state_->endpoints.objects();
+    Object* object = objects.find(reference);
+    // Whoever asks for an endpoint's name again has found what it was looking for.
+    if (object && object->is_endpoint() && property == TextProperty::name) {
+        if (object->asked == state_->counts) {
+            state_->refresh(object->address);
+            object = objects.find(reference);
+        } else {
+            object->asked = state_->counts;
+        }
+    }
+    if (!object) {
+        const OSStatus status = objects.absence(reference);
+        if (status == -ENODEV)
+            value = nullptr;
+        return status;
+    }
+    const TextHandle& text = object->text(property);
+    value = text ? share_text(text.get()) : nullptr;
+    return text ? 0 : -ENODATA;
+}
+
+OSStatus AlsaBackend::offline(MIDIObjectRef reference, std::int32_t& value) {
+    const ObjectTable& objects = state_->endpoints.objects();
+    const Object* object = objects.find(reference);
+    if (object && object->is_endpoint()) {
+        state_->refresh(object->address);
+        object = objects.find(reference);
+    }
+    if (object) {
+        value = 0;
+        return 0;
+    }
+    const OSStatus status = objects.absence(reference);
+    if (status == -ENODEV)
+        value = 1;
+    return status;
+}
+
+OSStatus AlsaBackend::send(MIDIPortRef port, MIDIEndpointRef destination,
+                           std::span<const std::uint8_t> messages) {
+    const auto address = state_->endpoints.objects().destination(destination);
+    if (!address)
+        return -ENODEV;
+    const std::lock_guard lock{state_->clients_guard};
+    MidiClient* client = state_->owner(port);
+    return client ? client->send(port, destination, *address, messages) : -ENXIO;
+}

@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include "midi_service/alsa/midi_client.h"
+
+#include "midi_service/alsa/event_codec.h"
+#include "midi_service/alsa/receive_thread.h"
+#include "midi_service/midi_message.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace {
+
+/// Events that may wait to be read: the most that the kernel grants.
+constexpr std::size_t input_pool_cells = 2000;
+
+/// A system-exclusive message goes out in pieces that fit every program's input.
+constexpr std::size_t longest_piece = 256;
+
+/// Gives the sequencer's input the room for a flood. A single event can fill all of it, and has to
+/// fit the library's buffer as a whole to be read at all.
+int enlarge_input(snd_seq_t* sequencer) {
+    if (const int result = snd_seq_set_client_pool_input(sequencer, input_pool_cells); result < 0)
+        return result;
+    return snd_seq_set_input_buffer_size(sequencer,
+                                         (input_pool_cells + 1) * sizeof(snd_seq_event_t));
+}
+
+} // namespace
+
+MidiClient::MidiClient(MIDIClientRef reference, std::string name)
+    : reference_(reference), name_(std::move(name)) {}
+
+MidiClient::~MidiClient() = default;
+
+bool MidiClient::owns(MIDIPortRef port) const {
+    return std::ranges::find(ports_, port, &Port::reference) != ports_.end();
+}
+
+int MidiClient::open() {
+    Sequencer sequencer;
+    if (const int result = open_sequencer(name_, sequencer); result < 0)
+        return result;
+    if (const int result = enlarge_input(sequencer.get()); result < 0)
+        return result;
+    for (Port& port : ports_) {
+        if (const int result = create(sequencer.get(), port); result < 0)
+            return result;
+    }
+    try {
+        receive_thread_ = std::make_unique<ReceiveThread>(sequencer.get());
+    } catch (const std::system_error& error) {
+        return -error.code().value();
+    }
+    sequencer_ = std::move(sequencer);
+    return 0;
+}
+
+OSStatus MidiClient::add_port(MIDIPortRef reference, std::string name, bool is_input) {
+    Port port{.reference = reference, .name = std::move(name), .is_input = is_input};
+    if (is_open()) {
+        if (const int result = create(sequencer_.get(), port); result < 0)
+            return to_status(result);
+    }
+    ports_.push_back(std::move(port));
+    return 0;
+}
+
+void MidiClient::remove_port(MIDIPortRef reference) {
+    const Port* port = find(reference);
+    if (is_open()) {
+        receive_thread_->remove_port(reference);
+        // The port takes its subscriptions along.
+        snd_seq_delete_simple_port(sequencer_.get(), port->number);
+    }
+    std::erase_if(ports_, [reference](const Port& old) { return old.reference == reference; });
+}
+
+OSStatus MidiClient::connect(MIDIPortRef reference, MIDIEndpointRef source, Address address) {
+    const Port* port = find(reference);
+    if (!is_open())
+        return -ENODEV;
+    // First the route: the source may be sending already.
+    receive_thread_->add({port->number, address, reference, source});
+    const int result = subscribe(sequencer_.get(), address, own_address(*port));
+    if (result < 0)
+        receive_thread_->remove(reference, source);
+    return to_status(result);
+}
+
+OSStatus MidiClient::disconnect(MIDIPortRef reference, MIDIEndpointRef source) {
+    const Port* port = find(reference);
+    const auto route = is_open() ? receive_thread_->remove(reference, source) : std::nullopt;
+    if (!route)
+        return -ENODEV;
+    return to_status(unsubscribe(sequencer_.get(), route->source, own_address(*port)));
+}
+
+OSStatus MidiClient::send(MIDIPortRef reference, MIDIEndpointRef destination, Address address,
+                          std::span<const std::uint8_t> messages) {
+    Port* port = find(reference);
+    if (!is_open())
+        return -ENODEV;
+    if (const int result = keep_subscribed(*port, destination, address); result < 0)
+        return to_status(result);
+    while (!messages.empty()) {
+        auto message = messages.first(whole_message(messages));
+        messages = messages.subspan(message.size());
+        while (!message.empty()) {
+            const auto piece = message.first(std::min(message.size(), longest_piece));
+            if (const int result = output(*port, piece); result < 0)
+                return to_status(result);
+            message = message.subspan(piece.size());
+        }
+    }
+    return 0;
+}
+
+std::vector<Address> MidiClient::lost_endpoints() const {
+    std::vector<Address> lost;
+    if (!is_open())
+        return lost;
+    for (const Route& route : receive_thread_->routes()) {
+        const Port* port = &*std::ranges::find(ports_, route.port, &Port::reference);
+        if (!is_subscribed(sequencer_.get(), route.source, own_address(*port)))
+            lost.push_back(route.source);
+    }
+    for (const Port& port : ports_) {
+        if (port.destination != 0 &&
+            !is_subscribed(sequencer_.get(), own_address(port), port.destination_address))
+            lost.push_back(port.destination_address);
+    }
+    return lost;
+}
+
+MidiClient::Port* MidiClient::find(MIDIPortRef reference) {
+    return &*std::ranges::find(ports_, reference, &Port::reference);
+}
+
+int MidiClient::create(snd_seq_t* sequencer, Port& port) const {
+    // Not for others to subscribe to, so that no patch bay can wire a program into the protocol.
+    const unsigned direction = port.is_input ? SND_SEQ_PORT_CAP_WRITE : SND_SEQ_PORT_CAP_READ;
+    const int number = create_port(sequencer, port.name, direction | SND_SEQ_PORT_CAP_NO_EXPORT);
+    if (number >= 0)
+        port.number = static_cast<std::uint8_t>(number);
+    return number;
+}
+
+Address MidiClient::own_address(const Port& port) const {
+    return {static_cast<std::uint8_t>(snd_seq_client_id(sequencer_.get())), port.number};
+}
+
+int MidiClient::keep_subscribed(Port& port, MIDIEndpointRef destination, Address address) {
+    // A subscription ends with the destination, and another one may have its address by now.
+    if (port.destination == destination)
+        return is_subscribed(sequencer_.get(), own_address(port), address) ? 0 : -ENOENT;
+    if (port.destination != 0)
+        static_cast<void>(
+            unsubscribe(sequencer_.get(), own_address(port), port.destination_address));
+    port.destination = 0;
+    // Hardware opens for a subscription, and refuses what comes without one.
+    const int result = subscribe(sequencer_.get(), own_address(port), address);
+    if (result >= 0) {
+        port.destination = destination;
+        port.destination_address = address;
+    }
+    return result;
+}
+
+int MidiClient::output(const Port& port, std::span<const std::uint8_t> piece) {
+    snd_seq_event_t event;
+    snd_seq_ev_clear(&event);
+    snd_seq_ev_set_source(&event, port.number);
+    const Address to = port.destination_address;
+    snd_seq_ev_set_dest(&event, to.client, to.port);
+    snd_seq_ev_set_direct(&event);
+    encode_event(piece, event);
+    return snd_seq_event_output_direct(sequencer_.get(), &event);
+}

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "midi_service/alsa/sequencer.h"
+#include "midi_service/midi_backend.h"
+
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+class ReceiveThread;
+
+/// One client of the service with its ports, on the sequencer as soon as there is one. Statuses are
+/// the service's. All calls but send() are made on the screen thread; connect() and disconnect()
+/// may be made while a send() runs, the others may not, and no two send() at once.
+class MidiClient {
+public:
+    MidiClient(MIDIClientRef reference, std::string name);
+    ~MidiClient(); ///< after it none of the client's messages is delivered
+    MidiClient(const MidiClient&) = delete;
+    MidiClient& operator=(const MidiClient&) = delete;
+
+    [[nodiscard]] MIDIClientRef reference() const { return reference_; }
+    [[nodiscard]] bool owns(MIDIPortRef port) const;
+
+    /// Joins the sequencer with all ports. 0 or a negative errno; then it has not joined.
+    [[nodiscard]] int open();
+    [[nodiscard]] bool is_open() const { return sequencer_ != nullptr; }
+
+    /// Ports can come before the client is open.
+    [[nodiscard]] OSStatus add_port(MIDIPortRef port, std::string name, bool is_input);
+    void remove_port(MIDIPortRef port);
+
+    [[nodiscard]] OSStatus connect(MIDIPortRef port, MIDIEndpointRef source, Address address);
+    [[nodiscard]] OSStatus disconnect(MIDIPortRef port, MIDIEndpointRef source);
+
+    [[nodiscard]] OSStatus send(MIDIPortRef port, MIDIEndpointRef destination, Address address,
+                                std::span<const std::uint8_t> messages);
+
+    /// The endpoints whose subscriptions are no longer there: they have gone.
+    [[nodiscard]] std::vector<Address> lost_endpoints() const;
+
+private:
+    struct Port {
+        MIDIPortRef reference;
+        std::string name;
+        bool is_input;
+        std::uint8_t number = 0;         ///< when the client is open
+        MIDIEndpointRef destination = 0; ///< that an output port is subscribed to, or 0
+        Address destination_address{};
+    };
+
+    [[nodiscard]] Port* find(MIDIPortRef port);
+    [[nodiscard]] int create(snd_seq_t* sequencer, Port& port) const;
+    [[nodiscard]] Address own_address(const Port& port) const;
+    [[nodiscard]] int keep_subscribed(Port& port, MIDIEndpointRef destination, Address address);
+    [[nodiscard]] int output(const Port& port, std::span<const std::uint8_t> piece);
+
+    MIDIClientRef reference_;
+    std::string name_;
+    std::vector<Port> ports_;
+    Sequencer sequencer_;
+    std::unique_ptr<ReceiveThread> receive_thread_; ///< last: it ends before the sequencer is left
+};

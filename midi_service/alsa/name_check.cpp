@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "midi_service/alsa/name_check.h"
+
+#include <charconv>
+#include <fcntl.h>
+#include <optional>
+#include <unistd.h>
+
+namespace {
+
+/// More than all the ports of a full sequencer take up; only what is used costs memory.
+constexpr std::size_t room_size = 1U << 20;
+
+struct Line {
+    unsigned number;
+    std::string_view quoted; ///< what follows the quotation mark in front of the name
+};
+
+/// Reads `<word> <number> : "<name>...`, with spaces before the number.
+std::optional<Line> read_line(std::string_view line, std::string_view word) {
+    constexpr std::string_view before_name = " : \"";
+    if (!line.starts_with(word))
+        return std::nullopt;
+    line.remove_prefix(word.size());
+    line.remove_prefix(std::min(line.find_first_not_of(' '), line.size()));
+    unsigned number = 0;
+    const auto [end, error] = std::from_chars(line.data(), line.data() + line.size(), number);
+    line.remove_prefix(static_cast<std::size_t>(end - line.data()));
+    if (error != std::errc{} || number > 0xFF || !line.starts_with(before_name))
+        return std::nullopt;
+    return Line{number, line.substr(before_name.size())};
+}
+
+bool starts_with_name(std::string_view quoted, std::string_view name) {
+    return quoted.starts_with(name) && quoted.substr(name.size()).starts_with("\" (");
+}
+
+} // namespace
+
+std::vector<Address> endpoints_named_otherwise(std::string_view table,
+                                               const EndpointList& endpoints) {
+    std::vector<Address> result;
+    Address address;
+    while (!table.empty()) {
+        const auto text = table.substr(0, table.find('\n'));
+        table.remove_prefix(std::min(text.size() + 1, table.size()));
+        if (const auto client = read_line(text, "Client "))
+            address.client = static_cast<std::uint8_t>(client->number);
+        const auto port = read_line(text, "  Port ");
+        if (!port)
+            continue;
+        address.port = static_cast<std::uint8_t>(port->number);
+        Object* endpoint = endpoints.find(address);
+        if (!endpoint)
+            continue;
+        if (!starts_with_name(port->quoted, view_text(endpoint->text(TextProperty::name).get())))
+            result.push_back(address);
+    }
+    return result;
+}
+
+NameCheck::~NameCheck() {
+    if (is_open())
+        close(file_);
+}
+
+void NameCheck::open() {
+    file_ = ::open("/proc/asound/seq/clients", O_RDONLY | O_CLOEXEC);
+    if (is_open())
+        room_ = std::make_unique_for_overwrite<char[]>(room_size);
+}
+
+std::vector<Address> NameCheck::renamed(const EndpointList& endpoints) const {
+    if (!is_open())
+        return {};
+    // Reading from the start makes the kernel write the table anew, and give all of it at once.
+    const ssize_t length = pread(file_, room_.get(), room_size, 0);
+    if (length <= 0)
+        return {};
+    return endpoints_named_otherwise({room_.get(), static_cast<std::size_t>(length)}, endpoints);
+}

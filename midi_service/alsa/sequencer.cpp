@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+#include "midi_service/alsa/sequencer.h"
+
+#include <cerrno>
+#include <string_view>
+
+namespace {
+
+struct FreeConfiguration {
+    void operator()(snd_config_t* configuration) const { snd_config_delete(configuration); }
+};
+
+Address address_of(const snd_seq_port_info_t* info) {
+    return {static_cast<std::uint8_t>(snd_seq_port_info_get_client(info)),
+            static_cast<std::uint8_t>(snd_seq_port_info_get_port(info))};
+}
+
+PortInfo read_info(const snd_seq_port_info_t* info) {
+    return {address_of(info), snd_seq_port_info_get_name(info),
+            snd_seq_port_info_get_capability(info)};
+}
+
+/// Calls `use` with a description of the subscription of `to` to `from`.
+template<typename Use>
+int with_subscription(Address from, Address to, Use use) {
+    snd_seq_port_subscribe_t* subscription = nullptr;
+    snd_seq_port_subscribe_alloca(&subscription);
+    const snd_seq_addr_t sender = {from.client, from.port};
+    const snd_seq_addr_t receiver = {to.client, to.port};
+    snd_seq_port_subscribe_set_sender(subscription, &sender);
+    snd_seq_port_subscribe_set_dest(subscription, &receiver);
+    return use(subscription);
+}
+
+} // namespace
+
+OSStatus to_status(int result) {
+    if (result >= 0)
+        return 0;
+    // Both say that an address leads nowhere: the first to events and queries, the second to
+    // subscriptions.
+    if (result == -ENOENT || result == -EINVAL)
+        return -ENODEV;
+    return (result & 0xFF) != 0 ? result : -EIO;
+}
+
+int open_sequencer(const std::string& name, Sequencer& opened) {
+    // The kernel's sequencer by its own name: alsa-lib's configuration files, which could stand
+    // anything else in for it, are neither needed nor read, so that trying again costs nothing.
+    constexpr std::string_view text = "seq.kernel { type hw }";
+    snd_config_t* read = nullptr;
+    int result = snd_config_load_string(&read, text.data(), text.size());
+    if (result < 0)
+        return result;
+    const std::unique_ptr<snd_config_t, FreeConfiguration> configuration(read);
+    snd_seq_t* raw = nullptr;
+    result = snd_seq_open_lconf(&raw, "kernel", SND_SEQ_OPEN_DUPLEX, SND_SEQ_NONBLOCK,
+                                configuration.get());
+    if (result < 0)
+        return result;
+    Sequencer sequencer(raw);
+    result = snd_seq_set_client_name(raw, name.c_str());
+    if (result < 0)
+        return result;
+    opened = std::move(sequencer);
+    return 0;
+}
+
+int create_port(snd_seq_t* sequencer, const std::string& name, unsigned capabilities) {
+    snd_seq_port_info_t* info = nullptr;
+    snd_seq_port_info_alloca(&info);
+    snd_seq_port_info_set_name(info, name.c_str());
+    snd_seq_port_info_set_capability(info, capabilities);
+    snd_seq_port_info_set_type(info,
+                               SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_APPLICATION);
+    snd_seq_port_info_set_midi_channels(info, 16);
+    const int result = snd_seq_create_port(sequencer, info);
+    return result < 0 ? result : snd_seq_port_info_get_port(info);
+}
+
+int subscribe(snd_seq_t* sequencer, Address from, Address to) {
+    const int result = with_subscription(from, to, [sequencer](auto* subscription) {
+        return snd_seq_subscribe_port(sequencer, subscription);
+    });
+    // Busy: it is there, or another program has claimed the port for itself.
+    return result == -EBUSY && is_subscribed(sequencer, from, to) ? 0 : result;
+}
+
+int unsubscribe(snd_seq_t* sequencer, Address from, Address to) {
+    return with_subscription(from, to, [sequencer](auto* subscription) {
+        return snd_seq_unsubscribe_port(sequencer, subscription);
+    });
+}
+
+bool is_subscribed(snd_seq_t* sequencer, Address from, Address to) {
+    return with_subscription(from, to, [sequencer](auto* subscription) {
+               return snd_seq_get_port_subscription(sequencer, subscription);
+           }) >= 0;
+}
+
+int query_port(snd_seq_t* sequencer, Address address, PortInfo& info) {
+    snd_seq_port_info_t* raw = nullptr;
+    snd_seq_port_info_alloca(&raw);
+    const int result = snd_seq_get_any_port_info(sequencer, address.client, address.port, raw);
+    if (result >= 0)
+        info = read_info(raw);
+    return result;
+}
+
+int query_client(snd_seq_t* sequencer, std::uint8_t client, ClientInfo& info) {
+    snd_seq_client_info_t* raw = nullptr;
+    snd_seq_client_info_alloca(&raw);
+    const int result = snd_seq_get_any_client_info(sequencer, client, raw);
+    if (result >= 0)
+        info = {snd_seq_client_info_get_name(raw), snd_seq_client_info_get_card(raw)};
+    return result;
+}
+
+std::vector<PortInfo> query_all_ports(snd_seq_t* sequencer) {
+    std::vector<PortInfo> ports;
+    snd_seq_client_info_t* client = nullptr;
+    snd_seq_client_info_alloca(&client);
+    snd_seq_port_info_t* port = nullptr;
+    snd_seq_port_info_alloca(&port);
+    snd_seq_client_info_set_client(client, -1);
+    while (snd_seq_query_next_client(sequencer, client) >= 0) {
+        snd_seq_port_info_set_client(port, snd_seq_client_info_get_client(client));
+        snd_seq_port_info_set_port(port, -1);
+        while (snd_seq_query_next_port(sequencer, port) >= 0)
+            ports.push_back(read_info(port));
+    }
+    return ports;
+}
