@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+#include "tests/midi_service/backend_contract.h"
+
+#include "midi_service/alsa/alsa_backend.h"
+#include "tests/midi_service/alsa_peer.h"
+
+#include <deque>
+
+namespace {
+
+/// Peers that are programs on this computer's sequencer.
+class AlsaWorld final : public ContractWorld {
+public:
+    AlsaWorld() = default;
+    ~AlsaWorld() override = default;
+
+    MidiBackend& backend() override { return backend_; }
+
+    Peer attach(std::string_view utf8_name) override {
+        Bytes& bytes = received_.emplace_back();
+        peers_.push_back(std::make_unique<AlsaPeer>(
+            std::string(utf8_name), [this, &bytes](std::span<const std::uint8_t> sent) {
+                happened([&] { bytes.insert(bytes.end(), sent.begin(), sent.end()); });
+            }));
+        return peers_.size() - 1;
+    }
+
+    void rename(Peer peer, std::string_view utf8_name) override {
+        peers_[peer]->rename(std::string(utf8_name));
+    }
+    void detach(Peer peer) override { peers_[peer].reset(); }
+    void emit(Peer peer, const Bytes& messages) override { peers_[peer]->emit(messages); }
+    const Bytes& received(Peer peer) override { return received_[peer]; }
+
+private:
+    std::deque<Bytes> received_; ///< a peer's bytes stay where they are
+    std::vector<std::unique_ptr<AlsaPeer>> peers_;
+    AlsaBackend backend_;
+};
+
+std::unique_ptr<ContractWorld> make_alsa_world() {
+    return std::make_unique<AlsaWorld>();
+}
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(Alsa, BackendContract, testing::Values(&make_alsa_world));
