@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "midi_service/embedded/embedded_backend.h"
+#include "midi_service/midi_text.h"
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+using Bytes = std::vector<std::uint8_t>;
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+
+/// A client with its two ports over the embedded service with manual time. What arrives at the
+/// input port has arrived when advance() returns.
+class EmbeddedService : public testing::Test {
+protected:
+    EmbeddedService() {
+        install_midi_backend(&service_);
+        EXPECT_EQ(MIDIClientCreate(CFSTR("MIDI Client"), nullptr, nullptr, &client_), 0);
+        EXPECT_EQ(MIDIOutputPortCreate(client_, CFSTR("Output port"), &out_), 0);
+        EXPECT_EQ(MIDIInputPortCreate(client_, CFSTR("Input port"), read, this, &in_), 0);
+    }
+    ~EmbeddedService() override { install_midi_backend(nullptr); }
+
+    static void read(const MIDIPacketList* list, void* port_context, void*) {
+        const MIDIPacket& packet = list->packet[0];
+        static_cast<EmbeddedService*>(port_context)
+            ->heard_.emplace_back(packet.data, packet.data + packet.length);
+    }
+
+    static EmbeddedObject named(const char* name) {
+        EmbeddedObject object;
+        object.name = name;
+        return object;
+    }
+
+    /// Attached, and connected to the input port.
+    MIDIObjectRef connected(const char* name) {
+        const MIDIObjectRef object = service_.attach(named(name));
+        EXPECT_EQ(MIDIPortConnectSource(in_, object, nullptr), 0);
+        return object;
+    }
+
+    void emit(MIDIObjectRef object, const Bytes& bytes, microseconds after = microseconds{0}) {
+        service_.emit(object, bytes, after);
+    }
+
+    /// What arrives while so much time passes.
+    std::vector<Bytes> heard_within(microseconds time) {
+        heard_.clear();
+        service_.advance(time);
+        return heard_;
+    }
+
+    OSStatus send(MIDIEndpointRef destination, const std::vector<Bytes>& packets) {
+        alignas(MIDIPacketList) std::array<std::byte, 1024> room{};
+        auto* list = reinterpret_cast<MIDIPacketList*>(room.data());
+        MIDIPacket* packet = MIDIPacketListInit(list);
+        for (const Bytes& bytes : packets)
+            packet = MIDIPacketListAdd(list, room.size(), packet, 0, bytes.size(), bytes.data());
+        return MIDISend(out_, destination, list);
+    }
+
+    EmbeddedBackend service_{EmbeddedBackend::Time::manual};
+    MIDIClientRef client_ = 0;
+    MIDIPortRef out_ = 0;
+    MIDIPortRef in_ = 0;
+    std::vector<Bytes> heard_; ///< written by the receive thread, which advance() waits for
+};
