@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: MIT
+#include "tests/screen/press_fixture.h"
+#include "tests/support/virtual_pauses.h"
+
+namespace {
+
+const std::string success_line = "设置成功了 \r\n";
+const std::string failure_line = "设置失败obk\r\n";
+
+/// A press on a screen that has come up.
+class ApplyPress : public Press {
+protected:
+    ApplyPress() { static_cast<void>(appear()); }
+
+    void expect_alert(const std::string& title, const std::string& message) {
+        EXPECT_EQ(screen_.showmessage_title, title);
+        EXPECT_EQ(screen_.showmessage, message);
+        EXPECT_TRUE(screen_.showAlert);
+    }
+};
+
+} // namespace
+
+TEST_F(ApplyPress, OneMachineIsFoundSetAndConfirmed) {
+    const EmbeddedMachine machine(service_, 0x4AC5F4C4);
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
+                           command_lines(5, {5}, echo_lines(0xB0, 0, 0) + success_line) + "0\n");
+    expect_alert("设置成功!", "旋钮0--设置成功!");
+    EXPECT_EQ(screen_.machine_type_menu_string, "4AC5F4C4");
+    EXPECT_EQ(machine.received(), sequence(0xB0, 0, 0)) << "no probe reaches it";
+    EXPECT_EQ(machine.table(), (MappingTable{{0, {0xB0, 1, 0}}}));
+    EXPECT_TRUE(machine.saved_table().empty());
+    EXPECT_EQ(recorded_pauses, sequence_pauses(true));
+}
+
+TEST_F(ApplyPress, EachTypeReachesTheMachineAsItWasChosen) {
+    const EmbeddedMachine machine(service_, 0x4ACAF4C4);
+    struct Row {
+        std::string_view type;
+        std::string line;
+        std::uint8_t nibble;
+    };
+    for (const Row& row :
+         {Row{NOTE_ON, "NOTE_ON\n", 0x90}, Row{NOTE_OFF, "NOTE_OFF\n", 0x80},
+          Row{CONTROL_CHANGE, "CONTROL_CHANGE\n", 0xB0}, Row{BEND_CHANGE, "BEND_CHANGE\n", 0xE0}}) {
+        screen_.message_type_menu_string = row.type;
+        screen_.hardware_part_number_code_string = "12";
+        screen_.message_channel_menu_string = "16";
+        screen_.message_controller_number_code_string = "127";
+        const auto status = static_cast<std::uint8_t>(row.nibble | 0x0F);
+        EXPECT_EQ(apply(), row.line + probe_lines({10}) + automatic_lines(10, {10}) +
+                               command_lines(10, {10}, echo_lines(status, 127, 12) + success_line) +
+                               "0\n");
+        EXPECT_EQ(machine.table(), (MappingTable{{12, {row.nibble, 16, 127}}}));
+    }
+}
+
+TEST_F(ApplyPress, SilentMachineGetsTheSequenceTwiceAndItIsASuccessAllTheSame) {
+    const EmbeddedMachine machine(service_, 0x4AC5F4C4, {.silent = MachineFaults::always});
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
+                           command_lines(5, {5}, failure_line) + "0\n");
+    expect_alert("设置成功!", "旋钮0--设置成功!");
+    Bytes twice = sequence(0xB0, 0, 0);
+    const Bytes again = twice;
+    twice.insert(twice.end(), again.begin(), again.end());
+    EXPECT_EQ(machine.received(), twice);
+    std::vector<unsigned> pauses = sequence_pauses(true);
+    const std::vector<unsigned> repeated = sequence_pauses(false);
+    pauses.insert(pauses.end(), repeated.begin(), repeated.end());
+    EXPECT_EQ(recorded_pauses, pauses);
+}
+
+TEST_F(ApplyPress, OneLostEchoIsMadeGoodByTheRepetition) {
+    const EmbeddedMachine machine(service_, 0x4AC5F4C4, {.silent = 1});
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
+                           command_lines(5, {5}, failure_line + echo_lines(0xB0, 0, 0)) + "0\n");
+    EXPECT_EQ(machine.table(), (MappingTable{{0, {0xB0, 1, 0}}}));
+}
+
+TEST_F(ApplyPress, WrongSecondByteIsNoConfirmation) {
+    screen_.message_controller_number_code_string = "7";
+    const EmbeddedMachine machine(service_, 0x4AC5F4C4, {.wrong = 1, .wrong_byte = 2});
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
+                           command_lines(5, {5},
+                                         wrong_echo_lines({0xB0, 7, 0}, {0xB0, 6, 0}) +
+                                             failure_line + echo_lines(0xB0, 7, 0)) +
+                           "0\n");
+}
+
+TEST_F(ApplyPress, SlowEchoWithinTheWaitConfirms) {
+    const EmbeddedMachine machine(service_, 0x4AC5F4C4, {.slow = 1, .delay_ms = 250});
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
+                           command_lines(5, {5}, echo_lines(0xB0, 0, 0) + success_line) + "0\n");
+    EXPECT_EQ(machine.received(), sequence(0xB0, 0, 0));
+}
+
+TEST_F(ApplyPress, NoMachineAndNoDeviceReadsAsASuccess) {
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({}) + manual_lines(0, {}) +
+                           command_to_nobody_lines({}) + "0\n");
+    expect_alert("设置成功!", "旋钮0--设置成功!");
+    EXPECT_EQ(recorded_pauses, std::vector<unsigned>{});
+}
+
+TEST_F(ApplyPress, NoMachineAmongOtherDevicesIsAFailure) {
+    EmbeddedObject look;
+    look.name = "Sequencer";
+    look.model = "Sequencer";
+    look.is_source = look.is_destination = false;
+    static_cast<void>(service_.attach(look));
+    screen_.machine_type_menu_string = "4AC5F4C4";
+    const std::string scan = "send_midi_out_data\r\n MIDIGetNumberOfDevices  1\r\n";
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({}) + manual_lines(5, {}) + scan +
+                           "key_code_value_set\r\n" + scan + scan + "1\n");
+    expect_alert("设置失败!", "设置失败,检查连接状态\n[当前可选-选项-连接列表]\n");
+}
+
+TEST_F(ApplyPress, TwoMachinesAreListedAndNothingReachesThem) {
+    const EmbeddedMachine eleven(service_, 0x4ACBF4C4);
+    const EmbeddedMachine two(service_, 0x4AC2F4C4);
+    screen_.machine_type_menu_string = "4AC2F4C4";
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({11, 2}) + manual_lines(2, {11, 2}) +
+                           command_to_nobody_lines({11, 2}) + "1\n");
+    expect_alert("设置失败!", "设置失败,检查连接状态\n[当前可选-选项-连接列表]\n"
+                              "4AC2F4C4\n4ACBF4C4");
+    EXPECT_EQ(screen_.machine_type_menu_string, "4AC2F4C4");
+    EXPECT_EQ(two.received(), Bytes{});
+    EXPECT_EQ(eleven.received(), Bytes{});
+    EXPECT_EQ(recorded_pauses, std::vector<unsigned>{});
+}
+
+TEST_F(ApplyPress, OneMachineMakesAnInvalidMenuTextValid) {
+    const EmbeddedMachine machine(service_, 0x4AC5F4C4);
+    screen_.machine_type_menu_string = "nonsense";
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
+                           command_lines(5, {5}, echo_lines(0xB0, 0, 0) + success_line) + "0\n");
+    EXPECT_EQ(screen_.machine_type_menu_string, "4AC5F4C4");
+}
+
+TEST_F(ApplyPress, InvalidMenuTextWithoutAMachineIsPrintedAndTheCommandTriedAllTheSame) {
+    screen_.machine_type_menu_string = "5AC0F4C4";
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({}) +
+                           "Error: Invalid machine type selected\n" + command_to_nobody_lines({}) +
+                           "0\n");
+    expect_alert("设置成功!", "旋钮0--设置成功!");
+}
+
+TEST_F(ApplyPress, InvalidMenuTextSendsToTheMachineThatWasProbedLast) {
+    const EmbeddedMachine five(service_, 0x4AC5F4C4);
+    const EmbeddedMachine last(service_, 0x4ACFF4C4);
+    screen_.machine_type_menu_string = "4AC10F4C4";
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5, 15}) +
+                           "Error: Invalid middle hex value in machine type\n" +
+                           command_lines(15, {5, 15}, echo_lines(0xB0, 0, 0) + success_line) +
+                           "0\n");
+    expect_alert("设置成功!", "旋钮0--设置成功!");
+    EXPECT_EQ(five.received(), Bytes{});
+    EXPECT_EQ(last.table(), (MappingTable{{0, {0xB0, 1, 0}}}));
+}
+
+TEST_F(ApplyPress, MachinePulledBetweenTwoPressesIsGoneAtTheNext) {
+    EmbeddedMachine machine(service_, 0x4AC5F4C4);
+    static_cast<void>(apply());
+    screen_.showAlert = false;
+    machine.unplug();
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({}) + manual_lines(5, {}) +
+                           command_to_nobody_lines({}) + "0\n");
+    screen_.showAlert = false;
+    machine.plug();
+    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
+                           command_lines(5, {5}, echo_lines(0xB0, 0, 0) + success_line) + "0\n");
+    EXPECT_TRUE(screen_.showAlert);
+}
+
+TEST_F(ApplyPress, EachOfTheSixteenMachinesAloneIsSetAndConfirmed) {
+    for (unsigned i = 0; i < 16; ++i) {
+        const EmbeddedMachine machine(service_, 0x4AC0F4C4 + i * 0x10000);
+        EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({i}) + automatic_lines(i, {i}) +
+                               command_lines(i, {i}, echo_lines(0xB0, 0, 0) + success_line) +
+                               "0\n");
+        EXPECT_EQ(machine.received(), sequence(0xB0, 0, 0));
+    }
+}
