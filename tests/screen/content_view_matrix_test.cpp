@@ -12,7 +12,9 @@
 
 namespace {
 
-QPalette light_palette() { return QPalette(QColor(0xEF, 0xEF, 0xEF)); }
+QPalette light_palette() {
+    return QPalette(QColor(0xEF, 0xEF, 0xEF));
+}
 
 QPalette dark_palette() {
     QPalette palette(QColor(0x35, 0x35, 0x35));
@@ -52,7 +54,8 @@ protected:
     QImage picture_of(const QWidget* widget, QRect part) {
         part.translate(widget->mapTo(screen.get(), QPoint()));
         const qreal ratio = picture.devicePixelRatio();
-        return picture.copy(QRectF(QPointF(part.topLeft()) * ratio, QSizeF(part.size()) * ratio).toRect());
+        return picture.copy(
+            QRectF(QPointF(part.topLeft()) * ratio, QSizeF(part.size()) * ratio).toRect());
     }
 
     QImage picture;
@@ -81,8 +84,11 @@ double contrast_in(const QImage& picture) {
 TEST_P(ContentViewMatrix, Shot) {
     const QString folder = qEnvironmentVariable("SHOTS", u"/tmp/shots"_s);
     QDir().mkpath(folder);
-    picture.save(folder + u"/%1-%2-%3-x%4.png"_s.arg(QString::fromLatin1(GetParam().style)).arg(GetParam().dark ? u"dark"_s:u"light"_s).arg(GetParam().points).arg(picture.devicePixelRatio()));
-    EXPECT_GE(contrast_in(picture_of(apply(), apply()->rect().adjusted(4,4,-4,-4))), 4.5);
+    picture.save(folder + u"/%1-%2-%3-x%4.png"_s.arg(QString::fromLatin1(GetParam().style))
+                              .arg(GetParam().dark ? u"dark"_s : u"light"_s)
+                              .arg(GetParam().points)
+                              .arg(picture.devicePixelRatio()));
+    EXPECT_GE(contrast_in(picture_of(apply(), apply()->rect().adjusted(4, 4, -4, -4))), 4.5);
 }
 
 std::vector<Look> all_looks() {

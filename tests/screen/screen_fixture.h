@@ -43,7 +43,8 @@ protected:
         ASSERT_TRUE(QTest::qWaitForWindowActive(screen.get()));
     }
 
-    template <class Control> Control* find(const QString& name) {
+    template<class Control>
+    Control* find(const QString& name) {
         auto* control = screen->findChild<Control*>(name);
         if (!control)
             throw std::runtime_error("no " + name.toStdString());
@@ -53,9 +54,7 @@ protected:
     QComboBox* type_menu() { return find<QComboBox>(u"message_type_menu_string"_s); }
     QLineEdit* part() { return find<QLineEdit>(u"hardware_part_number_code_string"_s); }
     QLineEdit* channel() { return find<QLineEdit>(u"message_channel_menu_string"_s); }
-    QLineEdit* controller() {
-        return find<QLineEdit>(u"message_controller_number_code_string"_s);
-    }
+    QLineEdit* controller() { return find<QLineEdit>(u"message_controller_number_code_string"_s); }
     QPushButton* apply() { return find<QPushButton>(u"apply_button"_s); }
     QPushButton* save() { return find<QPushButton>(u"save_button"_s); }
 

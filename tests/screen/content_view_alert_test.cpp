@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+#include "tests/screen/screen_fixture.h"
+
+namespace {
+
+class ContentViewAlert : public ScreenFixture {
+protected:
+    /// Dismisses the alert as a person does, and waits until it has gone.
+    void dismiss(const std::function<void(QDialog*)>& how) {
+        QDialog* dialog = alert();
+        ASSERT_NE(dialog, nullptr);
+        how(dialog);
+        EXPECT_TRUE(QTest::qWaitFor([dialog] { return !dialog->isVisible(); }));
+    }
+};
+
+TEST_F(ContentViewAlert, AnAppliedMappingIsReportedWithTitleAndText) {
+    EmbeddedMachine machine(service, machine_5);
+    open_screen();
+    part()->setText(u"12"_s);
+    QTest::mouseClick(apply(), Qt::LeftButton);
+    ASSERT_NE(alert(), nullptr);
+    EXPECT_EQ(alert_title(), u"设置成功!"_s);
+    EXPECT_EQ(alert_message(), u"旋钮12--设置成功!"_s);
+    EXPECT_EQ(alert()->windowTitle(), u"设置成功!"_s);
+    EXPECT_TRUE(screen->state().showAlert);
+    EXPECT_EQ(machine.table(), (MappingTable{{12, {0xB0, 1, 0}}}));
+}
+
+TEST_F(ContentViewAlert, TheMenuShowsTheMachineThatAnswered) {
+    EmbeddedMachine machine(service, machine_5);
+    open_screen();
+    QTest::mouseClick(apply(), Qt::LeftButton);
+    EXPECT_EQ(machine_menu()->currentText(), u"4AC5F4C4"_s);
+    EXPECT_EQ(screen->state().machine_type_menu_string, "4AC5F4C4");
+}
+
+TEST_F(ContentViewAlert, AFailureListsTheMachinesThatArePresent) {
+    EmbeddedMachine two(service, 0x4AC2F4C4);
+    EmbeddedMachine eleven(service, 0x4ACBF4C4);
+    open_screen();
+    QTest::mouseClick(apply(), Qt::LeftButton);
+    ASSERT_NE(alert(), nullptr);
+    EXPECT_EQ(alert_title(), u"设置失败!"_s);
+    EXPECT_EQ(alert_message(),
+              u"设置失败,检查连接状态\n[当前可选-选项-连接列表]\n4AC2F4C4\n4ACBF4C4"_s);
+}
+
+TEST_F(ContentViewAlert, SaveReportsSuccessAndFailureWithTitleAndTextSwapped) {
+    EmbeddedMachine machine(service, machine_5);
+    open_screen();
+    QTest::mouseClick(apply(), Qt::LeftButton);
+    dismiss([&](QDialog*) { alert_button(1)->click(); });
+    QTest::mouseClick(save(), Qt::LeftButton);
+    ASSERT_NE(alert(), nullptr);
+    EXPECT_EQ(alert_title(), u"hardware"_s);
+    EXPECT_EQ(alert_message(), u"保存成功!"_s);
+    dismiss([&](QDialog*) { alert_button(1)->click(); });
+
+    // The device list must not be empty for the absence of the machine to be a failure.
+    machine.unplug();
+    EmbeddedMachine other(service, 0x4AC2F4C4);
+    QTest::mouseClick(save(), Qt::LeftButton);
+    ASSERT_NE(alert(), nullptr);
+    EXPECT_EQ(alert_title(), u"保存失败!"_s);
+    EXPECT_EQ(alert_message(), u"hardware"_s);
+}
+
+TEST_F(ContentViewAlert, ItHasTwoIdenticalButtonsAndNoOther) {
+    open_screen();
+    QTest::mouseClick(save(), Qt::LeftButton);
+    ASSERT_NE(alert(), nullptr);
+    const auto buttons = alert()->findChildren<QAbstractButton*>();
+    ASSERT_EQ(buttons.size(), 2);
+    for (const QAbstractButton* button : buttons) {
+        EXPECT_EQ(button->text(), u"确定"_s);
+        EXPECT_EQ(button->size(), buttons[0]->size());
+    }
+}
+
+TEST_F(ContentViewAlert, EveryWayOfDismissingItClearsTheFlagAndGoesBackToTheButton) {
+    open_screen();
+    const std::function<void(QDialog*)> ways[] = {
+        [this](QDialog*) { QTest::mouseClick(alert_button(1), Qt::LeftButton); },
+        [this](QDialog*) { QTest::mouseClick(alert_button(2), Qt::LeftButton); },
+        [](QDialog* dialog) { QTest::keyClick(dialog->focusWidget(), Qt::Key_Return); },
+        [](QDialog* dialog) { QTest::keyClick(dialog->focusWidget(), Qt::Key_Space); },
+        [](QDialog* dialog) { QTest::keyClick(dialog, Qt::Key_Escape); },
+        [](QDialog* dialog) { dialog->close(); },
+        [](QDialog* dialog) { dialog->hide(); }};
+    for (const auto& way : ways) {
+        for (QPushButton* button : {apply(), save()}) {
+            QTest::mouseClick(button, Qt::LeftButton);
+            EXPECT_TRUE(screen->state().showAlert);
+            dismiss(way);
+            EXPECT_FALSE(screen->state().showAlert);
+            EXPECT_TRUE(QTest::qWaitFor([button] { return button->hasFocus(); }));
+        }
+    }
+}
+
+TEST_F(ContentViewAlert, ALaterActionShowsItAgainWithTheNewTexts) {
+    EmbeddedMachine machine(service, machine_5);
+    open_screen();
+    for (const int number : {3, 4}) {
+        part()->setText(QString::number(number));
+        QTest::mouseClick(apply(), Qt::LeftButton);
+        ASSERT_NE(alert(), nullptr);
+        EXPECT_EQ(alert_message(), u"旋钮%1--设置成功!"_s.arg(number));
+        dismiss([&](QDialog*) { alert_button(2)->click(); });
+    }
+}
+
+TEST_F(ContentViewAlert, TextsAreShownAsTheyAreAndNotAsMarkup) {
+    open_screen();
+    QTest::mouseClick(save(), Qt::LeftButton);
+    for (const QLabel* label : alert()->findChildren<QLabel*>())
+        EXPECT_EQ(label->textFormat(), Qt::PlainText);
+}
+
+TEST_F(ContentViewAlert, ItBlocksItsWindowAndReturnsToTheEventLoop) {
+    open_screen();
+    bool finished = false;
+    QObject::connect(screen.get(), &ContentView::action_finished, screen.get(),
+                     [&] { finished = true; });
+    apply()->click();
+    // Here the press has returned: the alert is open and no loop of its own is running.
+    EXPECT_TRUE(finished);
+    ASSERT_NE(alert(), nullptr);
+    EXPECT_EQ(alert()->windowModality(), Qt::WindowModal);
+    QTest::mouseClick(screen->windowHandle(), Qt::LeftButton, Qt::NoModifier,
+                      save()->mapTo(screen.get(), save()->rect().center()));
+    EXPECT_EQ(alert_title(), u"设置成功!"_s) << "the second press has changed it";
+}
+
+TEST_F(ContentViewAlert, APressWhileItIsOpenDoesNothing) {
+    EmbeddedMachine machine(service, machine_5);
+    open_screen();
+    apply()->click();
+    const auto sent = machine.received();
+    CapturedOutput output;
+    apply()->click();
+    save()->click();
+    EXPECT_EQ(output.take(), "");
+    EXPECT_EQ(machine.received(), sent);
+    EXPECT_EQ(alert_title(), u"设置成功!"_s);
+    EXPECT_TRUE(screen->state().showAlert);
+}
+
+TEST_F(ContentViewAlert, APressWhileAnActionRunsDoesNothing) {
+    EmbeddedMachine machine(service, machine_5);
+    open_screen();
+    int presses = 0;
+    before_pause = [&](unsigned) {
+        ++presses;
+        save()->click();
+        apply()->click();
+    };
+    apply()->click();
+    EXPECT_GT(presses, 0);
+    before_pause = nullptr;
+    EXPECT_EQ(machine.table(), (MappingTable{{0, {0xB0, 1, 0}}}));
+    EXPECT_TRUE(machine.saved_table().empty());
+    const std::vector<std::uint8_t> once = {0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0x90, 0,
+                                            0,    0x80, 0,    0,    0xB0, 0,    0,    0xF8};
+    EXPECT_EQ(machine.received(), once);
+    ASSERT_NE(alert(), nullptr);
+    EXPECT_EQ(alert_title(), u"设置成功!"_s);
+}
+
+} // namespace
