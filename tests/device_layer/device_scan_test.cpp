@@ -235,15 +235,19 @@ TEST_F(DeviceScan, data_bytes_are_taken_whole_and_unsigned) {
 }
 
 TEST_F(DeviceScan, word_is_taken_apart_without_its_type_bits) {
-    const std::tuple<int, std::uint32_t, std::array<int, 3>> words[] = {
+    struct Word {
+        std::uint8_t type;
+        std::uint32_t word;
+        std::array<int, 3> message;
+    };
+    static constexpr Word words[] = {
         {0xB0, 0x002210B0, {0xB0, 0x10, 0x22}}, {0xB0, 0x0022109F, {0xBF, 0x10, 0x22}},
         {0x93, 0xFF0000F5, {0x95, 0x00, 0x00}}, {0xAF, 0xEE7F80A0, {0xA0, 0x80, 0x7F}},
         {0xFF, 0x00FFFFFF, {0xFF, 0xFF, 0xFF}},
     };
-    for (const auto& [type, word, message] : words) {
-        EXPECT_EQ(quietly([&] { return midiOutShortMsg(static_cast<std::uint8_t>(type), word); }),
-                  0);
-        EXPECT_EQ(expected_echo(), message) << std::hex << word;
+    for (const Word& each : words) {
+        EXPECT_EQ(quietly([&] { return midiOutShortMsg(each.type, each.word); }), 0);
+        EXPECT_EQ(expected_echo(), each.message) << std::hex << each.word;
     }
     EXPECT_EQ(recording.calls({"MIDIGetNumberOfDevices"}), Lines{});
 }
