@@ -1,0 +1,43 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""The icon's pictures: each as large as its folder says, and what the SVG looks like now."""
+
+import struct
+import tempfile
+import xml.etree.ElementTree as ElementTree
+from pathlib import Path
+
+import support
+from support import ID, SOURCE, run
+
+
+def png_size(file):
+    head = file.read_bytes()[:24]
+    assert head[:8] == b"\x89PNG\r\n\x1a\n", file
+    return struct.unpack(">II", head[16:24])
+
+
+class Icons(support.Staged):
+    def test_pictures_have_the_size_of_their_folder(self):
+        pictures = list((self.stage / "share/icons/hicolor").rglob("*.png"))
+        self.assertEqual(len(pictures), 9)
+        for picture in pictures:
+            width, height = png_size(picture)
+            self.assertEqual(f"{width}x{height}", picture.parent.parent.name)
+
+    def test_drawing_is_square(self):
+        root = ElementTree.parse(SOURCE / f"packaging/icons/{ID}.svg").getroot()
+        self.assertEqual(root.get("width"), root.get("height"))
+        self.assertEqual(root.get("viewBox"), f"0 0 {root.get('width')} {root.get('height')}")
+
+    def test_pictures_show_the_drawing(self):
+        support.need("rsvg-convert", "compare")
+        with tempfile.TemporaryDirectory() as folder:
+            run(SOURCE / "packaging/render_icons", folder)
+            for drawn in Path(folder).rglob("*.png"):
+                kept = SOURCE / "packaging/icons" / drawn.relative_to(folder)
+                run("compare", "-metric", "AE", drawn, kept, "null:")
+
+
+if __name__ == "__main__":
+    support.main()

@@ -1,0 +1,75 @@
+# SPDX-License-Identifier: MIT
+"""What the tests of the package share."""
+
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+from pathlib import Path
+
+SOURCE = Path(os.environ["KEYLOFT_SOURCE"])
+BUILD = Path(os.environ["KEYLOFT_BUILD"])
+WORK = BUILD / "packaging-test"
+ID = "org.keyloft.Keyloft"
+PROGRAMS = ["keyloft", "keyloft-demo", "keyloft-machine"]
+SYSTEM_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
+
+
+def need(*tools):
+    """Skips the test when a tool is missing."""
+    for tool in tools:
+        if not shutil.which(tool, path=SYSTEM_PATH):
+            raise unittest.SkipTest(f"{tool} is missing; script/bootstrap test installs it")
+
+
+def run(*command, **options):
+    """A finished command with what it printed; it fails the test unless it exits with 0."""
+    environment = {**os.environ, "LC_ALL": "C.UTF-8", "PATH": SYSTEM_PATH, **options.pop("env", {})}
+    done = subprocess.run([str(part) for part in command], stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                          env=environment, check=False, **options)
+    if done.returncode != 0:
+        raise AssertionError(f"{done.args} exited with {done.returncode}:\n{done.stdout}")
+    return done
+
+
+def files_below(folder):
+    """The paths of all that is no folder, relative to it."""
+    return {str(path.relative_to(folder)) for path in folder.rglob("*")
+            if path.is_symlink() or not path.is_dir()}
+
+
+def project_files():
+    """The files that Git tracks, or those of an unpacked source package."""
+    if (SOURCE / ".git").exists():
+        listed = run("git", "-c", "safe.directory=*", "-C", SOURCE, "ls-files", "-z").stdout
+        return [path for path in listed.split("\0") if path and (SOURCE / path).is_file()]
+    return sorted(files_below(SOURCE))
+
+
+def version():
+    """The project's version, from the one place where it is set."""
+    text = (SOURCE / "CMakeLists.txt").read_text(encoding="utf-8")
+    return re.search(r"project\(keyloft VERSION ([0-9.]+)", text)[1]
+
+
+class Staged(unittest.TestCase):
+    """Has this build installed below `self.stage`, as into /usr."""
+
+    def setUp(self):
+        WORK.mkdir(exist_ok=True)
+        self.folder = Path(tempfile.mkdtemp(dir=WORK))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.stage = self.folder / "stage"
+        run("cmake", "--install", BUILD, "--prefix", self.stage)
+
+
+def main():
+    """Runs the tests of the calling file; exits with 77 when one was skipped and none failed."""
+    result = unittest.main(exit=False, verbosity=2).result
+    if not result.wasSuccessful():
+        sys.exit(1)
+    sys.exit(77 if result.skipped else 0)
