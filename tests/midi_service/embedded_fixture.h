@@ -6,6 +6,7 @@
 
 #include <array>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -32,6 +33,19 @@ protected:
             ->heard_.emplace_back(packet.data, packet.data + packet.length);
     }
 
+public: // also for callbacks
+    OSStatus send(MIDIEndpointRef destination, const std::vector<Bytes>& packets) {
+        alignas(MIDIPacketList) std::array<std::byte, 1024> room{};
+        auto* list = reinterpret_cast<MIDIPacketList*>(room.data());
+        MIDIPacket* packet = MIDIPacketListInit(list);
+        for (const Bytes& bytes : packets)
+            packet = MIDIPacketListAdd(list, room.size(), packet, 0, bytes.size(), bytes.data());
+        return MIDISend(out_, destination, list);
+    }
+
+    [[nodiscard]] microseconds service_now() const { return service_.now(); }
+
+protected:
     static EmbeddedObject named(const char* name) {
         EmbeddedObject object;
         object.name = name;
@@ -49,20 +63,11 @@ protected:
         service_.emit(object, bytes, after);
     }
 
-    /// What arrives while so much time passes.
+    /// What has arrived since the last call when so much time has passed. Bytes that are due at
+    /// once may arrive before the call.
     std::vector<Bytes> heard_within(microseconds time) {
-        heard_.clear();
         service_.advance(time);
-        return heard_;
-    }
-
-    OSStatus send(MIDIEndpointRef destination, const std::vector<Bytes>& packets) {
-        alignas(MIDIPacketList) std::array<std::byte, 1024> room{};
-        auto* list = reinterpret_cast<MIDIPacketList*>(room.data());
-        MIDIPacket* packet = MIDIPacketListInit(list);
-        for (const Bytes& bytes : packets)
-            packet = MIDIPacketListAdd(list, room.size(), packet, 0, bytes.size(), bytes.data());
-        return MIDISend(out_, destination, list);
+        return std::exchange(heard_, {});
     }
 
     EmbeddedBackend service_{EmbeddedBackend::Time::manual};

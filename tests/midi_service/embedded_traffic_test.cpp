@@ -143,6 +143,32 @@ TEST_F(EmbeddedService, ReceiverMayEmitItsAnswer) {
     EXPECT_EQ(heard_within(microseconds{1}), (Messages{{0xB0, 0x01, 0x02}}));
 }
 
+TEST_F(EmbeddedService, AnswersToAnswersThatFallDueMeanwhileComeInTheSameAdvance) {
+    // The machine answers each message after a millisecond, and the callback answers the machine.
+    MIDIObjectRef object = 0;
+    object = service_.attach(named("4AC5F4C4"), [&](std::span<const std::uint8_t> messages) {
+        service_.emit(object, messages, milliseconds{1});
+    });
+    struct Player {
+        EmbeddedService* test;
+        MIDIObjectRef to;
+        std::vector<microseconds> times{};
+    } player{.test = this, .to = object};
+    const auto answer = [](const MIDIPacketList*, void* port_context, void*) {
+        auto& state = *static_cast<Player*>(port_context);
+        state.times.push_back(state.test->service_now());
+        EXPECT_EQ(state.test->send(state.to, {{0xF8}}), 0);
+    };
+    MIDIPortRef port = 0;
+    ASSERT_EQ(MIDIInputPortCreate(client_, CFSTR("Player"), answer, &player, &port), 0);
+    ASSERT_EQ(MIDIPortConnectSource(port, object, nullptr), 0);
+    ASSERT_EQ(send(object, {{0xF8}}), 0);
+    service_.advance(microseconds{3500});
+    EXPECT_EQ(player.times,
+              (std::vector<microseconds>{milliseconds{1}, milliseconds{2}, milliseconds{3}}));
+    EXPECT_EQ(service_.now(), microseconds{3500});
+}
+
 TEST_F(EmbeddedService, ReceiverMayChangeAndDetachItsObject) {
     MIDIObjectRef object = 0;
     int received = 0;
