@@ -51,10 +51,13 @@ TEST_F(NameJudge, differences_at_different_positions_do_not_make_up_for_each_oth
 }
 
 TEST_F(NameJudge, bytes_after_a_terminator_take_part) {
-    fill(std::string("4A\0XYZ12", 8), std::string("4A\0XYZ12", 8), std::string("4A\0XYZ12", 8));
-    EXPECT_EQ(midi_device_name_judge(), 1);
-    model[7] = 'x';
-    EXPECT_EQ(midi_device_name_judge(), 0);
+    const std::string text("4A\0XYZ12", 8);
+    for (char* const changed : {name, model, device_name}) {
+        fill(text, text, text);
+        EXPECT_EQ(midi_device_name_judge(), 1);
+        changed[7] = 'x';
+        EXPECT_EQ(midi_device_name_judge(), 0);
+    }
 }
 
 TEST_F(NameJudge, empty_buffers_agree) {
