@@ -7,8 +7,8 @@ QFont fitted_font(const QFont& font, const std::function<bool(const QFont&)>& fi
     constexpr double smallest = 8;
     constexpr double step = 0.5;
     QFont fitted = font;
-    // The font's own size may be given in pixels, where the font itself knows no points.
-    double size = QFontInfo(font).pointSizeF();
+    // A font whose size is given in pixels knows no points itself.
+    double size = font.pointSizeF() > 0 ? font.pointSizeF() : QFontInfo(font).pointSizeF();
     while (size > smallest && !fits(fitted)) {
         size = std::max(smallest, size - step);
         fitted.setPointSizeF(size);
