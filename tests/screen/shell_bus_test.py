@@ -1,0 +1,146 @@
+#!/usr/bin/python3
+# SPDX-License-Identifier: MIT
+"""Does the whole job in a running keyloft-demo through the accessibility bus, as a screen reader
+or a switch would. Wants a display and a session bus. Argument: the program.
+"""
+import re
+import subprocess
+import sys
+import time
+
+try:
+    import gi
+
+    gi.require_version("Atspi", "2.0")
+    from gi.repository import Atspi, GLib
+except (ImportError, ValueError) as error:
+    print(f"skipped: {error} (packages python3-gi and gir1.2-atspi-2.0)")
+    sys.exit(77)
+
+DEADLINE = 20
+
+
+def wait_for(what, condition):
+    """Gives what the condition gives as soon as it is something."""
+    end = time.monotonic() + DEADLINE
+    while time.monotonic() < end:
+        GLib.MainContext.default().iteration(False)
+        try:
+            result = condition()
+        except GLib.Error:  # an object that has gone while it was asked
+            result = None
+        if result:
+            return result
+    raise SystemExit(f"FAILED: no {what} after {DEADLINE} seconds")
+
+
+def check(what, got, wanted):
+    print(f"{what}: {got}")
+    if got != wanted:
+        raise SystemExit(f"FAILED: {wanted!r} was wanted")
+
+
+def below(node):
+    for index in range(node.get_child_count()):
+        child = node.get_child_at_index(index)
+        if child:
+            yield child
+            yield from below(child)
+
+
+class Screen:
+    def __init__(self, process):
+        self.application = wait_for("application", lambda: self.find_application(process))
+        self.events = []
+        self.listener = Atspi.EventListener.new(self.remember)
+        for kind in ("object:state-changed:showing", "object:state-changed:selected"):
+            self.listener.register(kind)
+
+    @staticmethod
+    def find_application(process):
+        desktop = Atspi.get_desktop(0)
+        for index in range(desktop.get_child_count()):
+            child = desktop.get_child_at_index(index)
+            if child and child.get_process_id() == process and child.get_child_count():
+                return child
+        return None
+
+    def remember(self, event):
+        if event.detail1:
+            self.events.append((event.source.get_role_name(), event.source.get_name()))
+
+    def find(self, role, name=None):
+        for node in below(self.application):
+            if node.get_role_name() == role and name in (None, node.get_name()):
+                if node.get_state_set().contains(Atspi.StateType.SHOWING):
+                    return node
+        return None
+
+    def get(self, role, name=None):
+        return wait_for(f"{role} {name}", lambda: self.find(role, name))
+
+    def press(self, node):
+        for index in range(node.get_n_actions()):
+            if node.get_action_name(index) == "Press":
+                node.do_action(index)
+                return
+        raise SystemExit(f"FAILED: {node.get_name()} has no press")
+
+    def choose(self, caption, item):
+        menu = self.get("combo box", caption)
+        self.press(next(node for node in below(menu) if node.get_name() == item))
+        wait_for(f"choice {item}", lambda: Atspi.Text.get_text(menu, 0, -1) == item)
+        print(f"{caption}: {item}")
+
+    def type(self, caption, text):
+        field = self.get("text", caption)
+        Atspi.EditableText.set_text_contents(field, text)
+        wait_for(f"text {text}", lambda: Atspi.Text.get_text(field, 0, -1) == text)
+        print(f"{caption}: {text}")
+
+    def run(self, button, title, message):
+        """Presses a button, reads the alert, dismisses it, and looks where the focus went."""
+        pressed = self.get("push button", button)
+        self.press(pressed)
+        alert = self.get("alert")
+        check("alert", alert.get_name(), title)
+        check("its description", alert.get_description(), message)
+        labels = [node.get_name() for node in below(alert) if node.get_role_name() == "label"]
+        check("its texts", labels, [title, message])
+        buttons = [node for node in below(alert) if node.get_role_name() == "push button"]
+        check("its buttons", [node.get_name() for node in buttons], ["确定", "确定"])
+        wait_for("announcement", lambda: ("alert", title) in self.events)
+        self.press(buttons[1])
+        wait_for("end of the alert", lambda: not self.find("alert"))
+        focused = Atspi.StateType.FOCUSED
+        wait_for("focus back", lambda: pressed.get_state_set().contains(focused))
+
+
+def do_the_job(process):
+    screen = Screen(process.pid)
+    screen.choose("设备型号(Machine Serial)", "4ACAF4C4")
+    screen.choose("消息类型(Message Type)：", "Note On")
+    wait_for("announcement", lambda: ("list item", "Note On") in screen.events)
+    screen.type("硬件编号(Hardware Part Code)", "12")
+    screen.type("消息通道(Message Channel)：", "3")
+    screen.type("控制器号(Controller Number)：", "64")
+    screen.run("设置", "设置成功!", "旋钮12--设置成功!")
+    screen.run("保存", "hardware", "保存成功!")
+    check("window", screen.get("frame").get_name(), "keyloft")
+    check("picture", screen.get("image").get_name(), "hardware")
+
+
+def main():
+    process = subprocess.Popen([sys.argv[1]], stdout=subprocess.PIPE, text=True)
+    try:
+        do_the_job(process)
+    finally:
+        process.terminate()
+        lines = process.communicate()[0]
+    saved = lines[lines.rindex("machine 4AC5F4C4 holds:"):]
+    mapping = "    part 12: Note On, channel 3, controller 64\n"
+    check("the machine", re.sub(r".*\r\n", "", saved),
+          f"machine 4AC5F4C4 holds:\n{mapping}machine 4AC5F4C4 has saved:\n{mapping}")
+
+
+main()
