@@ -94,7 +94,7 @@ std::optional<Number> parse_number(std::string_view text, int base) {
 std::string hex_text(bool negative, std::uint64_t magnitude) {
     char digits[17];
     std::snprintf(digits, sizeof digits, "%llx", static_cast<unsigned long long>(magnitude));
-    return (negative ? "-" : "") + std::string{digits};
+    return std::string(negative ? 1 : 0, '-') + digits;
 }
 
 std::string hex_text(std::int64_t number) {
@@ -108,8 +108,8 @@ std::string hex_text_less_one(std::int64_t number) {
     return number > 0 ? hex_text(number - 1) : hex_text(true, 1 - bits);
 }
 
-std::string padded(std::string text) {
-    return text.size() == 1 ? "0" + text : text;
+std::string padded(const std::string& text) {
+    return std::string(text.size() == 1 ? 1 : 0, '0') + text;
 }
 
 /// What the numbers of the screen become on the way to the command's bytes. The texts decide which

@@ -6,7 +6,7 @@ import configparser
 import xml.etree.ElementTree as ElementTree
 
 import support
-from support import ID, PROGRAMS, run
+from support import ID, PROGRAMS, SOURCE, run
 
 LANGUAGE = "{http://www.w3.org/XML/1998/namespace}lang"
 
@@ -67,6 +67,8 @@ class Metainfo(support.Staged):
         for screenshot in screenshots:
             image = screenshot.find("image")
             width, height = int(image.get("width")), int(image.get("height"))
+            kept = SOURCE / "docs/images" / image.text.rsplit("/", 1)[1]
+            self.assertEqual(support.png_size(kept), (width, height))
             self.assertGreaterEqual(width, 620)
             self.assertEqual(width * 9, height * 16)
             self.assertTrue(screenshot.findtext("caption"))

@@ -2,7 +2,6 @@
 # SPDX-License-Identifier: MIT
 """The icon's pictures: each as large as its folder says, and what the SVG looks like now."""
 
-import struct
 import tempfile
 import xml.etree.ElementTree as ElementTree
 from pathlib import Path
@@ -11,18 +10,12 @@ import support
 from support import ID, SOURCE, run
 
 
-def png_size(file):
-    head = file.read_bytes()[:24]
-    assert head[:8] == b"\x89PNG\r\n\x1a\n", file
-    return struct.unpack(">II", head[16:24])
-
-
 class Icons(support.Staged):
     def test_pictures_have_the_size_of_their_folder(self):
         pictures = list((self.stage / "share/icons/hicolor").rglob("*.png"))
         self.assertEqual(len(pictures), 9)
         for picture in pictures:
-            width, height = png_size(picture)
+            width, height = support.png_size(picture)
             self.assertEqual(f"{width}x{height}", picture.parent.parent.name)
 
     def test_drawing_is_square(self):

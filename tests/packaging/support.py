@@ -4,6 +4,7 @@
 import os
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tempfile
@@ -54,6 +55,13 @@ def version():
     """The project's version, from the one place where it is set."""
     text = (SOURCE / "CMakeLists.txt").read_text(encoding="utf-8")
     return re.search(r"project\(keyloft VERSION ([0-9.]+)", text)[1]
+
+
+def png_size(file):
+    """Width and height of a PNG file."""
+    head = file.read_bytes()[:24]
+    assert head[:8] == b"\x89PNG\r\n\x1a\n", file
+    return struct.unpack(">II", head[16:24])
 
 
 class Staged(unittest.TestCase):
