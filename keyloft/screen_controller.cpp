@@ -237,8 +237,11 @@ void prepare_command(const MappingTexts& texts) {
 std::string present_machines() {
     std::string list;
     for (std::size_t i = 0; i < device_connect_state_retval.size(); ++i) {
-        if (device_connect_state_retval[i] == 1)
-            list += (list.empty() ? "" : "\n") + machine_name(i);
+        if (device_connect_state_retval[i] != 1)
+            continue;
+        if (!list.empty())
+            list += '\n';
+        list += machine_name(i);
     }
     return list;
 }
