@@ -1,0 +1,92 @@
+# SPDX-License-Identifier: MIT
+"""What every scenario builds on: machines, a fresh keyloft, and their end afterwards."""
+
+import os
+import shutil
+import signal
+import unittest
+from pathlib import Path
+
+import usb_monitor
+from gadgets import CODES, Gadget
+from machines import Machines
+from screen_driver import Screen
+
+# Where keyloft's and the machines' files are while a test runs: in memory, so that writing them
+# takes no time. Afterwards they are in the shared folder.
+SCRATCH = Path("/tmp/scenario")
+
+
+class TimedOut(Exception):
+    pass
+
+
+def _time_out(_signal, _frame):
+    raise TimedOut("the scenario took too long")
+
+
+class Scenario(unittest.TestCase):
+    """One test at a time has the whole guest to itself."""
+
+    TIME_LIMIT = 240  # seconds for one test
+    maxDiff = None
+
+    def setUp(self):
+        signal.signal(signal.SIGALRM, _time_out)
+        signal.alarm(self.TIME_LIMIT)
+        self.addCleanup(signal.alarm, 0)
+        shutil.rmtree(SCRATCH, ignore_errors=True)
+        SCRATCH.mkdir()
+        self.addCleanup(self._keep_files)
+
+    def _keep_files(self):
+        kept = self.results() / self.id()
+        shutil.rmtree(kept, ignore_errors=True)
+        shutil.copytree(SCRATCH, kept)
+
+    @staticmethod
+    def results():
+        """The folder for what is to be looked at on the host afterwards."""
+        return Path(os.environ["KEYLOFT_E2E_RESULTS"])
+
+    @staticmethod
+    def program(name):
+        """A program of the build that is not installed."""
+        return Path(os.environ["KEYLOFT_E2E_BUILD"]) / name
+
+    def gadget(self, code, slot=None):
+        """A gadget that is not plugged in."""
+        gadget = Gadget(code, slot)
+        self.addCleanup(gadget.remove)
+        return gadget
+
+    def plug(self, *codes):
+        """Plugs in one gadget for each code."""
+        gadgets = [self.gadget(code) for code in codes]
+        for gadget in gadgets:
+            gadget.bind()
+        for gadget in gadgets:
+            gadget.wait_until_plugged()
+        return gadgets
+
+    def simulate(self, gadgets, *faults):
+        """Lets machines answer for plugged gadgets."""
+        machines = Machines(self.program("machine/keyloft-raw-machine"), gadgets, SCRATCH, *faults)
+        self.addCleanup(machines.stop)
+        return machines
+
+    def machine(self, *faults, code=CODES[5]):
+        """The common case: one machine, plugged and answering."""
+        return self.simulate(self.plug(code), *faults)
+
+    def watch_wire(self, gadget):
+        """Records what goes over a machine's cable from now on."""
+        monitor = usb_monitor.UsbMonitor(gadget.slot)
+        self.addCleanup(monitor.stop)
+        return monitor
+
+    def open_screen(self):
+        """A fresh keyloft whose window is there."""
+        screen = Screen(os.environ["KEYLOFT_E2E_PROGRAM"], SCRATCH)
+        self.addCleanup(screen.kill)
+        return screen

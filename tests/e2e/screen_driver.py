@@ -1,0 +1,184 @@
+# SPDX-License-Identifier: MIT
+"""Starts keyloft and operates its window from outside, through the accessibility bus."""
+
+import subprocess
+from pathlib import Path
+
+import gi
+
+gi.require_version("Atspi", "2.0")
+from gi.repository import Atspi, GLib  # noqa: E402
+
+import x_window  # noqa: E402
+from until import PATIENCE, until  # noqa: E402
+
+MACHINE = "设备型号(Machine Serial)"
+PART = "硬件编号(Hardware Part Code)"
+TYPE = "消息类型(Message Type)："
+CHANNEL = "消息通道(Message Channel)："
+CONTROLLER = "控制器号(Controller Number)："
+APPLY = "设置"
+SAVE = "保存"
+DISMISS = "确定"
+
+
+def _children(node):
+    return [child for child in (node.get_child_at_index(index)
+                                for index in range(node.get_child_count())) if child]
+
+
+def _descendants(node):
+    for child in _children(node):
+        yield child
+        yield from _descendants(child)
+
+
+class Screen:
+    """One running keyloft."""
+
+    def __init__(self, program, folder):
+        # The window does not answer while an action runs: up to seconds, here.
+        Atspi.set_timeout(PATIENCE * 1000, PATIENCE * 1000)
+        self._output = Path(folder) / "stdout.txt"
+        self._errors = Path(folder) / "stderr.txt"
+        self._read = 0
+        with open(self._output, "wb") as output, open(self._errors, "wb") as errors:
+            self._process = subprocess.Popen([program], stdin=subprocess.DEVNULL, stdout=output,
+                                             stderr=errors)
+        self.pid = self._process.pid
+        until("the window", lambda: self._find(APPLY) or not self.is_running())
+        if not self.is_running():
+            raise AssertionError(f"keyloft ended at once: {self.errors()}")
+
+    # --- the process ---
+
+    def is_running(self):
+        return self._process.poll() is None
+
+    def output(self):
+        """All of standard output so far."""
+        return self._output.read_text()
+
+    def new_output(self):
+        """What standard output has that no earlier call has given. Ends with a whole line."""
+        text = self._output.read_bytes()
+        new = text[self._read:text.rfind(b"\n") + 1]
+        self._read += len(new)
+        return new.decode()
+
+    def errors(self):
+        """All of standard error so far."""
+        return self._errors.read_text()
+
+    def threads(self):
+        return len(list(Path(f"/proc/{self.pid}/task").iterdir()))
+
+    def descriptors(self):
+        return len(list(Path(f"/proc/{self.pid}/fd").iterdir()))
+
+    def close(self):
+        """Closes the window, as its close button would; the exit code, negative for a signal."""
+        if self.is_running():
+            x_window.close(self.pid)
+        return self.wait()
+
+    def wait(self):
+        """The exit code of a program that is about to end."""
+        return self._process.wait(PATIENCE)
+
+    def kill(self):
+        if self.is_running():
+            self._process.kill()
+        self._process.wait(PATIENCE)
+
+    # --- the window ---
+
+    def _application(self):
+        for application in _children(Atspi.get_desktop(0)):
+            if application.get_process_id() == self.pid:
+                return application
+        return None
+
+    def _search(self, matches):
+        """The first node that matches, or nothing while the tree changes under the search."""
+        try:
+            application = self._application()
+            if application is None:
+                return None
+            application.clear_cache()
+            return next((node for node in _descendants(application) if matches(node)), None)
+        except GLib.Error:
+            return None
+
+    def _find(self, name):
+        labels = (Atspi.Role.LABEL, Atspi.Role.STATIC)
+        return self._search(lambda node: node.get_name() == name
+                            and node.get_role() not in labels)
+
+    def _control(self, name):
+        return until(f"the control {name}", lambda: self._find(name))
+
+    def _press(self, node):
+        for index in range(node.get_n_actions()):
+            if node.get_action_name(index) == "Press":
+                node.do_action(index)
+                return
+        raise AssertionError(f"{node.get_name()} cannot be pressed")
+
+    def set_text(self, caption, text):
+        field = self._control(caption)
+        field.get_editable_text_iface().set_text_contents(text)
+        until(f"{text} in {caption}", lambda: self.text(caption) == text)
+
+    def text(self, caption):
+        """What a field or a menu shows."""
+        node = self._control(caption)
+        node.clear_cache()
+        return Atspi.Text.get_text(node, 0, Atspi.Text.get_character_count(node))
+
+    def items(self, caption):
+        return [item.get_name() for item in _children(self._control(caption))]
+
+    def choose(self, caption, item):
+        for node in _children(self._control(caption)):
+            if node.get_name() == item:
+                self._press(node)
+        until(f"{item} in {caption}", lambda: self.text(caption) == item)
+
+    def press(self, button):
+        """Presses and returns, while what it does may still go on."""
+        self._press(self._control(button))
+
+    def _find_alert(self):
+        alert = self._search(lambda node: node.get_role() == Atspi.Role.ALERT)
+        if alert is None or not alert.get_state_set().contains(Atspi.StateType.SHOWING):
+            return None
+        return alert
+
+    def alert(self):
+        """The alert's title and message, when it is there."""
+        alert = until("the alert", lambda: self._find_alert() or not self.is_running())
+        if alert is True:
+            raise AssertionError(f"keyloft ended: {self.wait()}, {self.errors()}")
+        return alert.get_name(), alert.get_description()
+
+    def dismiss(self):
+        buttons = [node for node in _descendants(self._find_alert()) if node.get_name() == DISMISS]
+        if len(buttons) != 2:
+            raise AssertionError(f"the alert has {len(buttons)} buttons {DISMISS}")
+        self._press(buttons[0])
+        until("the alert to go", lambda: self._find_alert() is None)
+
+    def do(self, button):
+        """Presses a button, reads the alert that follows, dismisses it: (title, message)."""
+        self.press(button)
+        told = self.alert()
+        self.dismiss()
+        return told
+
+    def fill_in(self, part, kind, channel, controller):
+        """The four inputs of a mapping: three texts and an item of the type menu."""
+        self.set_text(PART, str(part))
+        self.choose(TYPE, kind)
+        self.set_text(CHANNEL, str(channel))
+        self.set_text(CONTROLLER, str(controller))

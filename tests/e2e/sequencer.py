@@ -1,0 +1,40 @@
+# SPDX-License-Identifier: MIT
+"""What is on the ALSA sequencer, as aconnect lists it."""
+
+import dataclasses
+import re
+import subprocess
+
+
+@dataclasses.dataclass
+class Client:
+    number: int
+    name: str
+    kind: str  # "kernel" or "user"
+    card: int | None = None  # the sound card that it is the client of
+    pid: int | None = None  # the program that it is the client of
+    ports: dict[int, str] = dataclasses.field(default_factory=dict)  # names by number
+    # Subscriptions as (own port, client, port) of the other side.
+    to: list[tuple[int, int, int]] = dataclasses.field(default_factory=list)
+    come_from: list[tuple[int, int, int]] = dataclasses.field(default_factory=list)
+
+
+def clients():
+    """Every client with its exported ports, in ascending order."""
+    listed = subprocess.run(["aconnect", "-l"], capture_output=True, text=True, check=False).stdout
+    found = []
+    port = None
+    for line in listed.splitlines():
+        if head := re.fullmatch(r"client (\d+): '(.*)' \[type=(\w+)(.*)\]", line):
+            facts = dict(re.findall(r"(\w+)=(\w+)", head[4]))
+            found.append(Client(int(head[1]), head[2], head[3],
+                                card=int(facts["card"]) if "card" in facts else None,
+                                pid=int(facts["pid"]) if "pid" in facts else None))
+        elif entry := re.fullmatch(r" +(\d+) '(.*)'", line):
+            port = int(entry[1])
+            found[-1].ports[port] = entry[2].rstrip()
+        elif others := re.fullmatch(r"\t(Connecting To|Connected From): (.*)", line):
+            kept = found[-1].to if others[1] == "Connecting To" else found[-1].come_from
+            kept += [(port, int(client), int(other))
+                     for client, other in re.findall(r"(\d+):(\d+)", others[2])]
+    return found
