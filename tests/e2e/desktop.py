@@ -15,6 +15,8 @@ class Desktop:
     def __init__(self, folder):
         self._processes = []
         self._folder = Path(folder)
+        runtime = Path("/run/keyloft-e2e")
+        runtime.mkdir(mode=0o700)
         self._start("Xvfb", ":7", "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset")
         bus = self._start("dbus-daemon", "--session", "--nofork", "--print-address=1")
         until("the X server", Path("/tmp/.X11-unix/X7").exists)
@@ -26,7 +28,7 @@ class Desktop:
             "QT_QPA_PLATFORM": "xcb",
             # Otherwise a program is on the accessibility bus only when a screen reader asks.
             "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
-            "XDG_RUNTIME_DIR": "/run",
+            "XDG_RUNTIME_DIR": str(runtime),
         })
 
     def _start(self, program, *arguments):

@@ -21,6 +21,8 @@ APPLY = "设置"
 SAVE = "保存"
 DISMISS = "确定"
 
+_LABELS = (Atspi.Role.LABEL, Atspi.Role.STATIC)
+
 
 def _children(node):
     return [child for child in (node.get_child_at_index(index)
@@ -28,9 +30,11 @@ def _children(node):
 
 
 def _descendants(node):
+    """All that is below a node, except the items of menus."""
     for child in _children(node):
         yield child
-        yield from _descendants(child)
+        if child.get_role() != Atspi.Role.COMBO_BOX:
+            yield from _descendants(child)
 
 
 class Screen:
@@ -42,11 +46,14 @@ class Screen:
         self._output = Path(folder) / "stdout.txt"
         self._errors = Path(folder) / "stderr.txt"
         self._read = 0
+        self._bus_object = None
+        self._controls = {}
+        self._alert = None
         with open(self._output, "wb") as output, open(self._errors, "wb") as errors:
             self._process = subprocess.Popen([program], stdin=subprocess.DEVNULL, stdout=output,
                                              stderr=errors)
         self.pid = self._process.pid
-        until("the window", lambda: self._find(APPLY) or not self.is_running())
+        until("the window", lambda: self._find_window() or not self.is_running())
         if not self.is_running():
             raise AssertionError(f"keyloft ended at once: {self.errors()}")
 
@@ -94,76 +101,75 @@ class Screen:
     # --- the window ---
 
     def _application(self):
-        for application in _children(Atspi.get_desktop(0)):
+        for application in reversed(_children(Atspi.get_desktop(0))):
             if application.get_process_id() == self.pid:
                 return application
         return None
 
-    def _search(self, matches):
-        """The first node that matches, or nothing while the tree changes under the search."""
+    def _find_window(self):
+        """Looks the program up on the bus, and its controls once: each answer is slow here."""
         try:
-            application = self._application()
-            if application is None:
-                return None
-            application.clear_cache()
-            return next((node for node in _descendants(application) if matches(node)), None)
+            self._bus_object = self._application()
+            if self._bus_object is None or not _children(self._bus_object):
+                return False
+            window = _children(self._bus_object)[0]
+            self._controls = {node.get_name(): node for node in _descendants(window)
+                              if node.get_role() not in _LABELS}
+            return APPLY in self._controls
         except GLib.Error:
-            return None
-
-    def _find(self, name):
-        labels = (Atspi.Role.LABEL, Atspi.Role.STATIC)
-        return self._search(lambda node: node.get_name() == name
-                            and node.get_role() not in labels)
-
-    def _control(self, name):
-        return until(f"the control {name}", lambda: self._find(name))
+            return False  # it is not quite there yet
 
     def _press(self, node):
-        for index in range(node.get_n_actions()):
-            if node.get_action_name(index) == "Press":
-                node.do_action(index)
-                return
-        raise AssertionError(f"{node.get_name()} cannot be pressed")
+        names = [node.get_action_name(index) for index in range(node.get_n_actions())]
+        if "Press" not in names:
+            raise AssertionError(f"{node.get_name()} cannot be pressed, only {names}")
+        node.do_action(names.index("Press"))
 
     def set_text(self, caption, text):
-        field = self._control(caption)
-        field.get_editable_text_iface().set_text_contents(text)
+        self._controls[caption].get_editable_text_iface().set_text_contents(text)
         until(f"{text} in {caption}", lambda: self.text(caption) == text)
 
     def text(self, caption):
         """What a field or a menu shows."""
-        node = self._control(caption)
-        node.clear_cache()
-        return Atspi.Text.get_text(node, 0, Atspi.Text.get_character_count(node))
+        return Atspi.Text.get_text(self._controls[caption], 0, -1)
 
     def items(self, caption):
-        return [item.get_name() for item in _children(self._control(caption))]
+        return [item.get_name() for item in _children(self._controls[caption])]
 
     def choose(self, caption, item):
-        for node in _children(self._control(caption)):
-            if node.get_name() == item:
-                self._press(node)
+        menu = self._controls[caption]
+        found = (menu.get_child_at_index(index) for index in range(menu.get_child_count()))
+        self._press(next(node for node in found if node.get_name() == item))
         until(f"{item} in {caption}", lambda: self.text(caption) == item)
 
     def press(self, button):
         """Presses and returns, while what it does may still go on."""
-        self._press(self._control(button))
+        self._press(self._controls[button])
 
     def _find_alert(self):
-        alert = self._search(lambda node: node.get_role() == Atspi.Role.ALERT)
-        if alert is None or not alert.get_state_set().contains(Atspi.StateType.SHOWING):
-            return None
-        return alert
+        """The alert while it is shown. It is a window of its own, made when it is first needed."""
+        try:
+            if self._alert is None:
+                self._bus_object.clear_cache()
+                self._alert = next((node for node in _children(self._bus_object)
+                                    if node.get_role() == Atspi.Role.ALERT), None)
+            if self._alert is None:
+                return None
+            self._alert.clear_cache()
+            shown = self._alert.get_state_set().contains(Atspi.StateType.SHOWING)
+            return self._alert if shown else None
+        except GLib.Error:
+            return None  # the program has ended, which the callers see
 
     def alert(self):
         """The alert's title and message, when it is there."""
-        alert = until("the alert", lambda: self._find_alert() or not self.is_running())
-        if alert is True:
+        until("the alert", lambda: self._find_alert() or not self.is_running())
+        if not self.is_running():
             raise AssertionError(f"keyloft ended: {self.wait()}, {self.errors()}")
-        return alert.get_name(), alert.get_description()
+        return self._alert.get_name(), self._alert.get_description()
 
     def dismiss(self):
-        buttons = [node for node in _descendants(self._find_alert()) if node.get_name() == DISMISS]
+        buttons = [node for node in _descendants(self._alert) if node.get_name() == DISMISS]
         if len(buttons) != 2:
             raise AssertionError(f"the alert has {len(buttons)} buttons {DISMISS}")
         self._press(buttons[0])
