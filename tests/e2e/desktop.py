@@ -39,13 +39,14 @@ class Desktop:
         self._processes.append(process)
         return process
 
-    def screenshot(self, path):
-        """What is on the X server now, as a PNG file."""
-        taken = Path("/tmp/screenshot.png")  # not in the shared folder until it is whole
-        subprocess.run(["import", "-window", "root", taken], check=True)
-        shutil.move(taken, path)
-
     def stop(self):
         for process in reversed(self._processes):
             process.terminate()
             process.wait(60)
+
+
+def screenshot(path):
+    """What is on the X server now, as a PNG file."""
+    taken = Path("/tmp/screenshot.png")  # not in the shared folder until it is whole
+    subprocess.run(["import", "-window", "root", taken], check=True)
+    shutil.move(taken, path)

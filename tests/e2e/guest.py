@@ -10,12 +10,10 @@ import platform
 import re
 import shlex
 import shutil
-import signal
 import stat
 import subprocess
 import sys
 import threading
-import time
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent

@@ -28,6 +28,7 @@ class Machines:
         self._journal = folder / f"journal-{'-'.join(self.codes[:2])}.jsonl"
         self._output = folder / f"machines-{'-'.join(self.codes[:2])}.jsonl"
         self._errors = self._output.with_suffix(".err")
+        self._journal.unlink(missing_ok=True)
         with open(self._output, "wb") as output, open(self._errors, "wb") as errors:
             self._process = subprocess.Popen(
                 [program, *(gadget.place for gadget in gadgets), "--journal", self._journal,

@@ -4,56 +4,78 @@
 import dataclasses
 import os
 import re
+import select
+import threading
 from pathlib import Path
 
 # Bytes of MIDI in a USB MIDI packet, by its code index.
 _LENGTHS = {0x2: 2, 0x3: 3, 0x4: 3, 0x5: 1, 0x6: 2, 0x7: 3, 0x8: 3, 0x9: 3, 0xA: 3, 0xB: 3,
             0xC: 2, 0xD: 2, 0xE: 3, 0xF: 1}
 
+# The driver's transfers of one endpoint; while all are under way, what is sent has to wait.
+_TRANSFERS = 7
+
 
 @dataclasses.dataclass
 class Message:
     at: float  # seconds, of no particular clock, when the host handed it to its USB controller
     data: bytes
+    waited: bool  # for the cable, so that `at` is later than the call that sent it
 
 
 def _midi(packets):
-    for start in range(0, len(packets) - 3, 4):
-        length = _LENGTHS.get(packets[start] & 0x0F, 0)
-        if length:
-            yield packets[start + 1:start + 1 + length]
+    for start in range(0, len(packets), 4):
+        length = _LENGTHS.get(packets[start] & 0x0F)
+        if length is None:
+            raise AssertionError(f"no MIDI over USB: {packets.hex(' ')}")
+        yield packets[start + 1:start + 1 + length]
 
 
 class UsbMonitor:
     """Collects from its construction on.
 
-    A packet is stamped before the call that sent it returns, unlike what the machine reads, which
-    waits for the machine's turn on a processor: pauses between sends show here undistorted.
+    A transfer is stamped before the call that sent its bytes returns, unlike what the machine
+    reads, which waits for the machine's turn on a processor: a pause between two calls shows here
+    in full, unless the cable was busy.
     """
 
     def __init__(self, slot):
         bus = next(Path(f"/sys/devices/platform/dummy_hcd.{slot}").glob("usb*")).name[3:]
         self._file = os.open(f"/sys/kernel/debug/usb/usbmon/{bus}u", os.O_RDONLY | os.O_NONBLOCK)
-        self._text = ""
+        self._end, self._ask_end = os.pipe()
+        self._text = b""
+        # The monitor keeps few lines: they are read as they come.
+        self._thread = threading.Thread(target=self._collect)
+        self._thread.start()
 
-    def _drain(self):
-        try:
-            while part := os.read(self._file, 65536):
-                self._text += part.decode()
-        except BlockingIOError:
-            pass
+    def _collect(self):
+        poll = select.poll()
+        poll.register(self._file, select.POLLIN)
+        poll.register(self._end, select.POLLIN)
+        while self._end not in [descriptor for descriptor, _ in poll.poll()]:
+            self._text += os.read(self._file, 65536)
 
     def messages(self):
         """Every MIDI message that the host has sent so far."""
-        self._drain()
         found = []
-        for line in self._text.splitlines():
-            # Tag, microseconds, submission, bulk output, length, data follow, words of data.
-            sent = re.fullmatch(r"\w+ (\d+) S Bo:\S+ -\d+ \d+ = ([0-9a-f ]*)", line)
-            if sent:
-                at = int(sent[1]) / 1e6
-                found += [Message(at, data) for data in _midi(bytes.fromhex(sent[2]))]
+        under_way = 0
+        # Tag, microseconds, submission or completion, address, status, length, "= data".
+        for line in re.finditer(r"\w+ (\d+) ([SCE]) Bo:\S+ \S+ (\d+)(?: = ([0-9a-f ]*))?",
+                                self._text.decode()):
+            if line[2] != "S":
+                under_way -= 1
+                continue
+            packets = bytes.fromhex(line[4])
+            if len(packets) != int(line[3]):
+                raise AssertionError(f"the monitor does not show all of {line[0]}")
+            for number, data in enumerate(_midi(packets)):
+                waited = number > 0 or under_way >= _TRANSFERS - 1
+                found.append(Message(int(line[1]) / 1e6, data, waited))
+            under_way += 1
         return found
 
     def stop(self):
-        os.close(self._file)
+        os.write(self._ask_end, b".")
+        self._thread.join()
+        for descriptor in (self._file, self._end, self._ask_end):
+            os.close(descriptor)
