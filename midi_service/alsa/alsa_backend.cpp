@@ -16,9 +16,10 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// How old the names may be that a count relies on: longer than it takes to look through the list
-/// sixteen times, much shorter than it takes to press a button twice.
-constexpr milliseconds names_last{30};
+/// A list that is counted again within this time after its end was reached is looked through for
+/// one thing after another, with nobody at the buttons in between: the names need not be read
+/// again.
+constexpr milliseconds pause_between_sweeps{100};
 
 /// Coarse, so that it never needs a system call.
 milliseconds now() {
@@ -46,9 +47,11 @@ struct AlsaBackend::State {
     Announcements announcements;
     EndpointList endpoints;
     NameCheck name_check;
-    std::uint64_t counts = 0; ///< how often a list was counted
-    milliseconds names_checked{-names_last};
-    bool is_up = false; ///< everything that has to be on the sequencer is
+    std::uint64_t counts = 0;      ///< how often a list was counted
+    MIDIObjectRef end_of_list = 0; ///< the last endpoint of the list that was counted last
+    milliseconds last_use{0};      ///< when the list was counted, or its end reached
+    bool names_are_due = false;    ///< the next count of endpoints has to look for renamed ones
+    bool is_up = false;            ///< everything that has to be on the sequencer is
 
     std::mutex clients_guard; ///< held for every change of the clients and for every send
     Clients clients;
@@ -71,7 +74,6 @@ void AlsaBackend::State::bring_up() {
         if (result == 0) {
             announcements.read_all(endpoints);
             name_check.open();
-            names_checked = now();
         }
     }
     const std::lock_guard lock{clients_guard};
@@ -95,11 +97,13 @@ void AlsaBackend::State::follow_announcements() {
 }
 
 void AlsaBackend::State::check_names() {
-    if (now() - names_checked < names_last)
-        return;
-    names_checked = now();
-    for (const Address renamed : name_check.renamed(endpoints))
-        refresh(renamed);
+    const milliseconds time = now();
+    if (names_are_due || time - last_use >= pause_between_sweeps) {
+        for (const Address renamed : name_check.renamed(endpoints))
+            refresh(renamed);
+    }
+    names_are_due = false;
+    last_use = time;
 }
 
 void AlsaBackend::State::check_devices() {
@@ -135,6 +139,7 @@ OSStatus AlsaBackend::open_client(MIDIClientRef reference, std::string_view name
         state_->clients.push_back(std::make_unique<MidiClient>(reference, std::string(name)));
     }
     state_->is_up = false;
+    state_->names_are_due = true;
     state_->bring_up();
     return 0;
 }
@@ -188,18 +193,22 @@ std::span<const MIDIObjectRef> AlsaBackend::update(ObjectList list) {
         state_->follow_announcements();
         if (list == ObjectList::devices) {
             state_->check_devices();
-            // A command begins or ends here: what comes next is to rely on names of its own.
-            state_->names_checked = now() - names_last;
+            // Here one thing ends and another begins, which is to rely on names of its own.
+            state_->names_are_due = true;
         } else {
             state_->check_names();
         }
     }
-    return state_->endpoints.publish(list);
+    const auto published = state_->endpoints.publish(list);
+    state_->end_of_list = published.empty() ? 0 : published.back();
+    return published;
 }
 
 OSStatus AlsaBackend::text(MIDIObjectRef reference, TextProperty property, CFStringRef& value) {
     const ObjectTable& objects = state_->endpoints.objects();
     Object* object = objects.find(reference);
+    if (reference == state_->end_of_list)
+        state_->last_use = now();
     // Whoever asks for an endpoint's name again has found what it was looking for.
     if (object && object->is_endpoint() && property == TextProperty::name) {
         if (object->asked == state_->counts) {

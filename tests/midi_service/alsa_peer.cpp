@@ -100,8 +100,8 @@ void AlsaPeer::emit_events(std::span<const std::uint8_t> messages,
     while (!messages.empty()) {
         snd_seq_event_t event;
         snd_seq_ev_clear(&event);
-        const long used = snd_midi_event_encode(
-            codec.get(), messages.data(), static_cast<long>(messages.size()), &event);
+        const long used = snd_midi_event_encode(codec.get(), messages.data(),
+                                                static_cast<long>(messages.size()), &event);
         checked(static_cast<int>(used), "encoding");
         messages = messages.subspan(static_cast<std::size_t>(used));
         if (event.type == SND_SEQ_EVENT_NONE)

@@ -26,7 +26,7 @@ public:
     AlsaPeer(const AlsaPeer&) = delete;
     AlsaPeer& operator=(const AlsaPeer&) = delete;
 
-    void rename(const std::string& name);      ///< client and port
+    void rename(const std::string& name); ///< client and port
     void rename_port(const std::string& name);
     /// Adds a port; the result is its number.
     int add_port(const std::string& name, unsigned capabilities = everything);

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+#include "midi_service/alsa/alsa_backend.h"
+#include "midi_service/midi_backend.h"
+#include "tests/midi_service/alsa_peer.h"
+#include "tests/midi_service/system_calls.h"
+#include "tests/support/captured_output.h"
+
+#include <deque>
+
+#include <gtest/gtest.h>
+
+// Behind the others: it declares globals that they name parameters after.
+#include "Include/usb_midi.h"
+
+namespace {
+
+constexpr int ports_per_peer = 200;
+
+std::uint64_t calls_of(const std::function<void()>& action) {
+    const std::uint64_t before = system_calls;
+    action();
+    return system_calls - before;
+}
+
+/// The application's link over the sequencer, and a crowd of other ports.
+class AlsaSystemCalls : public testing::Test {
+protected:
+    AlsaSystemCalls() { install_midi_backend(&backend_); }
+    ~AlsaSystemCalls() override { install_midi_backend(nullptr); }
+
+    /// Adds peers until they have so many ports together.
+    void crowd(int ports) {
+        for (; ports_ < ports; ++ports_) {
+            if (ports_ % ports_per_peer == 0)
+                peers_.emplace_back("peer");
+            else
+                peers_.back().add_port("port " + std::to_string(ports_));
+        }
+    }
+
+    static void stop() {
+        const CapturedOutput unread;
+        midi_exit();
+    }
+
+    /// The sixteen probes of an apply press.
+    static void sweep() {
+        const CapturedOutput unread;
+        for (std::uint32_t i = 0; i < 16; ++i)
+            static_cast<void>(judge_device_connect_state_with_id(0x4AC0F4C4 + i * 0x10000));
+    }
+
+    AlsaBackend backend_;
+    std::deque<AlsaPeer> peers_;
+    int ports_ = 0;
+};
+
+TEST_F(AlsaSystemCalls, SweepCostsTheSameForEveryNumberOfPorts) {
+    midi_init();
+    std::vector<std::uint64_t> calls;
+    for (const int ports : {16, 256, 1000}) {
+        crowd(ports);
+        sweep();
+        // A command's count of the devices, as at the end of a press.
+        static_cast<void>(MIDIGetNumberOfDevices());
+        calls.push_back(calls_of(sweep));
+    }
+    EXPECT_EQ(calls, (std::vector<std::uint64_t>{17, 17, 17}))
+        << "one for each probe, and one for all the names";
+    stop();
+}
+
+TEST_F(AlsaSystemCalls, MatchCostsAFewCallsMore) {
+    const AlsaPeer machine("4AC5F4C4");
+    midi_init();
+    sweep();
+    static_cast<void>(MIDIGetNumberOfDevices());
+    EXPECT_LE(calls_of(sweep), 17U + 7U);
+    stop();
+}
+
+TEST_F(AlsaSystemCalls, PortThatStartsOrGoesCostsAtMostThree) {
+    crowd(256);
+    midi_init();
+    static_cast<void>(MIDIGetNumberOfSources());
+    const int port = peers_.front().add_port("one more");
+    EXPECT_LE(calls_of([] { static_cast<void>(MIDIGetNumberOfSources()); }), 3U);
+    peers_.front().remove_port(port);
+    EXPECT_LE(calls_of([] { static_cast<void>(MIDIGetNumberOfSources()); }), 3U);
+    stop();
+}
+
+TEST_F(AlsaSystemCalls, WhatIsNotConnectedCostsNothingToDisconnect) {
+    crowd(16);
+    midi_init();
+    const ItemCount count = MIDIGetNumberOfSources();
+    EXPECT_EQ(calls_of([count] {
+                  for (ItemCount i = 0; i < count; ++i) {
+                      EXPECT_NE(MIDIPortDisconnectSource(gOutPort, MIDIGetSource(i)), 0);
+                      EXPECT_NE(MIDIPortDisconnectSource(inPort, MIDIGetSource(i)), 0);
+                  }
+                  EXPECT_NE(MIDIPortConnectSource(gOutPort, MIDIGetSource(0), nullptr), 0);
+              }),
+              0U);
+    stop();
+}
+
+TEST_F(AlsaSystemCalls, MissingSequencerIsCheapToLookFor) {
+    sequencer_open_error = ENOENT;
+    midi_init();
+    EXPECT_EQ(MIDIGetNumberOfSources(), 0U);
+    EXPECT_LE(calls_of([] { static_cast<void>(MIDIGetNumberOfSources()); }), 3U)
+        << "the library tries the node, an old system's way to load it, and the node";
+    sequencer_open_error = 0;
+    stop();
+}
+
+} // namespace

@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+// Linking system_calls.cpp into a test program puts a counter in front of the C library's calls
+// that reach the sequencer: open, read, pread, write, ioctl, fcntl and poll. What the library calls
+// for itself (printf's writing) is not counted.
+
+/// The calls of this thread so far.
+extern thread_local std::uint64_t system_calls;
+
+/// When not 0: the errno with which opening the sequencer's device node fails.
+extern int sequencer_open_error;
