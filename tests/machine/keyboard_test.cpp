@@ -19,8 +19,7 @@ constexpr int patience_ms = 10000;
 /// A program that runs in a terminal of its own, whose user is the test.
 class Terminal {
 public:
-    explicit Terminal(int (*program)()) {
-        child_ = forkpty(&user_, nullptr, nullptr, nullptr);
+    explicit Terminal(int (*program)()) : child_(forkpty(&user_, nullptr, nullptr, nullptr)) {
         if (child_ == 0)
             _exit(program());
     }
@@ -58,7 +57,7 @@ public:
 
 private:
     int user_ = -1;
-    pid_t child_ = -1;
+    pid_t child_;
 };
 
 /// A watcher that shows events on the terminal.
