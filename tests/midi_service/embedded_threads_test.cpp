@@ -117,7 +117,7 @@ TEST_F(EmbeddedThreads, DetachingWaitsForTheReceiver) {
             while (!let_go)
                 std::this_thread::yield();
             // Whoever does not wait for the receiver gets a fair chance to be caught.
-            for (int i = 0; i < 1000; ++i)
+            for (int i = 0; i < 100; ++i)
                 std::this_thread::yield();
             left = true;
         });

@@ -2,6 +2,7 @@
 #include "midi_service/midi_text.h"
 
 #include <algorithm>
+#include <array>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -69,7 +70,10 @@ TEST(MidiText, BytesThatAreNoUtf8AreReplacedAndWhatFollowsIsKept) {
                       "4AC5F4C4"),
               (Converted{"?4AC5F4C4", 0}));
     EXPECT_EQ(convert("4AC5F4C4\xC3"), (Converted{"4AC5F4C4?", 0})) << "cut off in a character";
-    EXPECT_EQ(convert("\x80X"), (Converted{"?X", 0}));
+    EXPECT_EQ(convert("\x80\x80X"), (Converted{"??X", 0}));
+    EXPECT_EQ(convert("éA\x80Z"), (Converted{"\x8E"
+                                             "A?Z",
+                                             0}));
     for (const char* broken : {"A\xC0\x80Z", "A\xED\xA0\x80Z", "A\xF8\x88\x80\x80Z", "A\xE2\x82Z",
                                "A\xF4\x90\x80\x80Z"}) {
         const Converted converted = convert(broken);
@@ -118,6 +122,14 @@ TEST(MidiText, BufferOfNoByteIsLeftAlone) {
     EXPECT_EQ(CFStringGetCString(text.get(), &byte, 0, 0), 0);
     EXPECT_EQ(CFStringGetCString(text.get(), &byte, -1, 0), 0);
     EXPECT_EQ(byte, '#');
+}
+
+TEST(MidiText, OtherEncodingsGiveNothing) {
+    const TextHandle text(make_text("4AC5F4C4"));
+    std::array<char, 64> buffer{};
+    buffer.fill('#');
+    EXPECT_EQ(CFStringGetCString(text.get(), buffer.data(), std::ssize(buffer), 0x08000100), 0);
+    EXPECT_EQ(buffer[0], '\0');
 }
 
 TEST(MidiText, ConstantTextIsATextLikeAnyOtherAndOutlivesItsReleases) {

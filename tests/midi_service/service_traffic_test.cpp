@@ -217,7 +217,7 @@ struct Gate {
         while (!gate.let_go)
             std::this_thread::yield();
         // Whoever does not wait for the callback gets a fair chance to be caught.
-        for (int i = 0; i < 1000; ++i)
+        for (int i = 0; i < 100; ++i)
             std::this_thread::yield();
         gate.left = true;
     }
