@@ -130,6 +130,31 @@ TEST_F(EmbeddedThreads, DetachingWaitsForTheReceiver) {
     sender.join();
 }
 
+TEST_F(EmbeddedThreads, ReceiverIsNeverEnteredAfterTheDetachingHasReturned) {
+    for (int round = 0; round < 100; ++round) {
+        std::atomic<bool> detached = false;
+        std::atomic<int> received = 0;
+        const MIDIObjectRef object =
+            service_.attach(named("4AC5F4C4"), [&](std::span<const std::uint8_t>) {
+                EXPECT_FALSE(detached);
+                ++received;
+                std::this_thread::yield();
+            });
+        const auto flood = [&] {
+            while (send_clock(object) == 0) {
+            }
+        };
+        std::thread first(flood);
+        std::thread second(flood);
+        while (received < 3)
+            std::this_thread::yield();
+        service_.detach(object);
+        detached = true;
+        first.join();
+        second.join();
+    }
+}
+
 TEST_F(EmbeddedThreads, ObjectsComeAndGoOnOneThreadWhileAnotherLooks) {
     std::atomic<bool> done = false;
     std::thread plugger([&] {

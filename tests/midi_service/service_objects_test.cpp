@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "tests/midi_service/recording_backend.h"
 
+#include <array>
+#include <atomic>
 #include <cerrno>
+#include <functional>
 #include <set>
 #include <thread>
 
@@ -82,20 +85,23 @@ TEST_F(Service, ReferencesAreNeverUsedAgain) {
 }
 
 TEST_F(Service, ReferencesFromSeveralThreadsAreAllDifferent) {
-    std::array<std::vector<MIDIObjectRef>, 3> taken;
-    const auto take = [](std::vector<MIDIObjectRef>& references) {
-        for (int i = 0; i < 1000; ++i)
+    constexpr std::size_t each = 30'000;
+    std::array<std::vector<MIDIObjectRef>, 2> taken;
+    std::atomic<int> ready = 0;
+    const auto take = [&](std::vector<MIDIObjectRef>& references) {
+        ready.fetch_add(1);
+        while (ready < 2)
+            std::this_thread::yield();
+        for (std::size_t i = 0; i < each; ++i)
             references.push_back(new_reference());
     };
-    std::thread first(take, std::ref(taken[0]));
-    std::thread second(take, std::ref(taken[1]));
-    take(taken[2]);
-    first.join();
-    second.join();
+    std::thread other(take, std::ref(taken[0]));
+    take(taken[1]);
+    other.join();
     std::set<MIDIObjectRef> all;
     for (const auto& references : taken)
         all.insert(references.begin(), references.end());
-    EXPECT_EQ(all.size(), 3000U);
+    EXPECT_EQ(all.size(), 2 * each);
 }
 
 TEST_F(Service, AnotherBackendClosesEverythingOfTheOneBefore) {
@@ -209,6 +215,15 @@ TEST_F(Service, SourceThatTheBackendCannotReachIsNotConnected) {
     backend_.statuses["offline"] = -ENODEV;
     EXPECT_EQ(MIDIPortConnectSource(in, peer_, nullptr), -ENODEV);
     EXPECT_THAT(backend_.take(), IsEmpty());
+}
+
+TEST_F(Service, WhatNeverWasAnObjectIsNotConnectedAndTheBackendNotAsked) {
+    const MIDIPortRef in = input(client(), ignore, nullptr);
+    static_cast<void>(backend_.take());
+    for (const MIDIObjectRef none : {MIDIObjectRef{0}, MIDIObjectRef{0xFFFFFFFF}})
+        EXPECT_EQ(MIDIPortConnectSource(in, none, nullptr), -ENODEV);
+    EXPECT_THAT(backend_.take(), IsEmpty());
+    EXPECT_THAT(backend_.take_queries(), IsEmpty());
 }
 
 TEST_F(Service, OperationBeforeABackendIsInstalledStopsWithAMessage) {

@@ -113,6 +113,12 @@ TEST_F(Sending, FailureOfTheBackendIsPassedOn) {
     }
 }
 
+TEST_F(Sending, DestinationThatIsNoObjectGetsNothing) {
+    add({0xF8});
+    EXPECT_EQ(MIDISend(out_, 0, list_), -ENODEV);
+    EXPECT_EQ(backend_.sent, Bytes{});
+}
+
 TEST_F(Sending, InputPortSendsNothing) {
     Calls calls;
     const MIDIPortRef in = input(client(), Calls::read, &calls);
