@@ -19,7 +19,7 @@ def options_in_page(source):
     tags = re.findall(r"^\.TP\n\.B\w* (.*(?:\\-\\-|\\-).*)$", source, re.MULTILINE)
     found = set()
     for tag in tags:
-        for option, value in re.findall(r'((?:\\-){2}[a-z\\-]+)"?( [A-Z]+)?', tag):
+        for option, value in re.findall(r'((?:\\-){2}[a-z\\-]+)(?: "( [A-Z]+)")?', tag):
             found.add((option.replace("\\", ""), bool(value)))
     return found
 
@@ -40,7 +40,7 @@ class ManPages(support.Staged):
         support.need("man")
         for page in self.pages():
             output = run("man", "--warnings", "-E", "UTF-8", "-l", "-Tutf8", "-Z", page).stdout
-            self.assertNotRegex(output, "(?m)^troff:|warning|error")
+            self.assertNotIn("<standard input>", output)
 
     def test_whatis_finds_their_subject(self):
         support.need("lexgrog")
