@@ -16,7 +16,7 @@ def options_in_help(text):
 
 def options_in_page(source):
     """The same of a page: what stands behind each .TP of its options."""
-    tags = re.findall(r"^\.TP\n\.B\w* (.*(?:\\-\\-|\\-).*)$", source, re.MULTILINE)
+    tags = re.findall(r"^\.TP\n\.B\w* (\\-.*)$", source, re.MULTILINE)
     found = set()
     for tag in tags:
         for option, value in re.findall(r'((?:\\-){2}[a-z\\-]+)(?: "( [A-Z]+)")?', tag):

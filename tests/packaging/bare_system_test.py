@@ -1,0 +1,96 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""The Debian package in a bare Debian system: it is installed, runs, passes its own test there, and
+goes without a trace. The system is a folder that debootstrap fills once; needs root."""
+
+import os
+import shutil
+import unittest
+from pathlib import Path
+
+import support
+from support import PROGRAMS, SOURCE, WORK, files_below, run
+
+BARE = WORK / "bare.tar"
+ROOT = WORK / "bare"
+
+
+def archive():
+    """The address of the Debian archive that this computer uses."""
+    uris = run("apt-get", "indextargets", "--format", "$(REPO_URI)", "Codename: bookworm").stdout
+    if not uris.split():
+        raise unittest.SkipTest("apt knows no archive of Debian 12; apt-get update may help")
+    return uris.split()[0]
+
+
+def fill_root():
+    """Puts a fresh bare system into ROOT."""
+    shutil.rmtree(ROOT, ignore_errors=True)
+    if not BARE.exists():
+        run("debootstrap", "--variant=minbase", "bookworm", ROOT, archive())
+        run("tar", "--create", "--file", BARE.with_suffix(".part"), "--directory", ROOT, ".")
+        BARE.with_suffix(".part").rename(BARE)
+        return
+    ROOT.mkdir(parents=True)
+    run("tar", "--extract", "--file", BARE, "--directory", ROOT)
+
+
+def inside(script, wrapper=""):
+    """Runs a script in the system, with a /proc of its own that goes with the script."""
+    command = f'mount -t proc proc "{ROOT}/proc" && exec {wrapper or f"chroot {ROOT}"} "$@"'
+    return run("unshare", "--mount", "--pid", "--fork", "--kill-child", "sh", "-c", command, "sh",
+               *script, env={"DEBIAN_FRONTEND": "noninteractive"}).stdout
+
+
+def system_files():
+    """All files but those that belong to dpkg and apt, and their logs."""
+    managed = ("var/lib/dpkg/", "var/lib/apt/", "var/cache/", "var/log/", "proc/")
+    return {path for path in files_below(ROOT) if not path.startswith(managed)}
+
+
+class BareSystem(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        support.need("debootstrap", "unshare", "autopkgtest")
+        if os.geteuid() != 0:
+            raise unittest.SkipTest("a system can only be set up by root")
+        deb = next((WORK / "debian").glob("keyloft_*.deb"))
+        fill_root()
+        shutil.copy(deb, ROOT / "keyloft.deb")
+        inside(["apt-get", "-qq", "update"])
+        inside(["apt-get", "-qq", "install", "--no-install-recommends", "/keyloft.deb"])
+
+    def test_1_programs_run_as_an_ordinary_user(self):
+        user = ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups", "env"]
+        said = inside([*user, "keyloft-machine", "--version"])
+        self.assertEqual(said, f"keyloft-machine {support.version()}\n")
+        for program in ("keyloft", "keyloft-demo"):
+            # They run until they are told to stop: 124 is what timeout says then.
+            said = inside([*user, "QT_QPA_PLATFORM=offscreen", "HOME=/tmp", "sh", "-c",
+                           f"timeout 5 {program}; test $? = 124"])
+            self.assertIn("MIDIGetNumberOfSources", said, program)
+
+    def test_2_package_passes_its_own_test(self):
+        test = ["--no-built-binaries", "--output-dir", str(WORK / "autopkgtest"), str(SOURCE), "--",
+                "chroot", str(ROOT)]
+        shutil.rmtree(WORK / "autopkgtest", ignore_errors=True)
+        inside(test, wrapper="autopkgtest")
+        summary = (WORK / "autopkgtest/summary").read_text(encoding="utf-8")
+        self.assertRegex(summary, r"(?m)^demo +PASS$")
+
+    def test_3_purging_leaves_no_trace(self):
+        before = system_files()
+        owned = {path.lstrip("/") for path in inside(["dpkg-query", "--listfiles", "keyloft"]).split()
+                 if not (ROOT / path.lstrip("/")).is_dir()}
+        inside(["apt-get", "-qq", "purge", "keyloft"])
+        self.assertEqual(before - system_files(), owned)
+        (ROOT / "keyloft.deb").unlink()
+        left = [path for path in files_below(ROOT) if "keyloft" in Path(path).name.lower()
+                and not path.startswith(("proc/", "tmp/", "var/cache/apt/"))]
+        self.assertEqual(left, [])
+        for program in PROGRAMS:
+            self.assertFalse((ROOT / "usr/bin" / program).exists())
+
+
+if __name__ == "__main__":
+    support.main()
