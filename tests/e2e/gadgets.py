@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """USB gadgets that look like machines, plugged into the guest's own dummy controllers."""
 
+import glob
 import subprocess
 from pathlib import Path
 
@@ -19,10 +20,8 @@ def load_drivers():
     subprocess.run(["modprobe", "-a", "snd-usb-audio", "libcomposite", "usb_f_midi", "usbmon"],
                    check=True)
     subprocess.run(["modprobe", "dummy_hcd", f"num={CONTROLLERS}"], check=True)
-    for kind, folder in (("configfs", "/sys/kernel/config"), ("debugfs", "/sys/kernel/debug")):
-        if not Path("/sys/kernel/config/usb_gadget" if kind == "configfs"
-                    else "/sys/kernel/debug/usb").exists():
-            subprocess.run(["mount", "-t", kind, "none", folder], check=True)
+    subprocess.run(["mount", "-t", "configfs", "none", "/sys/kernel/config"], check=True)
+    subprocess.run(["mount", "-t", "debugfs", "none", "/sys/kernel/debug"], check=True)
 
 
 class Gadget:
@@ -72,17 +71,19 @@ class Gadget:
 
     def unplug(self):
         self.udc.write_text("\n")
-        until(f"{self.code} to go", lambda: self.near_card() is None)
+        until(f"{self.code} to go", lambda: self.near_card() is None and not self._has_far_card())
+
+    def _has_far_card(self):
+        return Path(f"/proc/asound/{self.far_card}").exists()
 
     def is_bound(self):
         return self.udc.read_text().strip() != ""
 
     def near_card(self):
         """The number of the host's sound card for this machine, or nothing."""
-        ports = f"/sys/devices/platform/dummy_hcd.{self.slot}"
-        for card in Path(ports).glob("usb*/*-1/*-1:*/sound/card*"):
-            return int(card.name.removeprefix("card"))
-        return None
+        # Not Path.glob, which stumbles over folders that go while it looks.
+        cards = glob.glob(f"/sys/devices/platform/dummy_hcd.{self.slot}/usb*/*-1/*-1:*/sound/card*")
+        return int(cards[0].rpartition("card")[2]) if cards else None
 
     def client(self):
         """The machine's client on the sequencer, or nothing."""
@@ -94,7 +95,7 @@ class Gadget:
 
     def wait_until_plugged(self):
         until(f"{self.code} on the sequencer", self.client)
-        until(f"the card {self.far_card}", Path(f"/proc/asound/{self.far_card}").exists)
+        until(f"the card {self.far_card}", self._has_far_card)
 
     def remove(self):
         if self.is_bound():

@@ -4,6 +4,7 @@
 import dataclasses
 import re
 import subprocess
+from pathlib import Path
 
 
 @dataclasses.dataclass
@@ -38,3 +39,15 @@ def clients():
             kept += [(port, int(client), int(other))
                      for client, other in re.findall(r"(\d+):(\d+)", others[2])]
     return found
+
+
+def address(client_name, port_name):
+    """Of a port that may be hidden from other programs' lists: (client, port)."""
+    client = None
+    for line in Path("/proc/asound/seq/clients").read_text().splitlines():
+        if head := re.match(r'Client +(\d+) : "(.*)" \[', line):
+            client = int(head[1]) if head[2] == client_name else None
+        elif (port := re.match(r' +Port +(\d+) : "(.*)" \(', line)) and client is not None:
+            if port[2] == port_name:
+                return client, int(port[1])
+    raise AssertionError(f"there is no {client_name}:{port_name}")

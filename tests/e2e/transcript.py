@@ -23,7 +23,7 @@ class Transcript:
     def of_now(cls):
         """Of what is on the sequencer now, keyloft's own clients aside."""
         return cls(name for client in sequencer.clients() if client.number != 0
-                   if client.name != "MIDI Client" for name in client.ports.values())
+                   for name in client.ports.values())
 
     def _index(self, code):
         return max((i for i, name in enumerate(self.names) if name[:8] == code), default=None)
