@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#include "tests/midi_service/alsa_service_fixture.h"
+
+namespace {
+
+using AlsaRenaming = AlsaService;
+
+// A device count ends a press; the next count is that of another one.
+void end_press() {
+    static_cast<void>(MIDIGetNumberOfDevices());
+}
+
+TEST_F(AlsaRenaming, PortThatTakesAMachinesNameIsSeenAtTheNextPress) {
+    AlsaPeer peer("other");
+    const MIDIEndpointRef reference = source("other");
+    ASSERT_NE(reference, 0U);
+    end_press();
+    peer.rename_port("4AC5F4C4");
+    EXPECT_EQ(source("4AC5F4C4"), reference);
+    EXPECT_EQ(destination("4AC5F4C4"), reference);
+}
+
+TEST_F(AlsaRenaming, PortThatLosesAMachinesNameIsSeenAtTheNextPress) {
+    AlsaPeer peer("4AC5F4C4");
+    ASSERT_NE(source("4AC5F4C4"), 0U);
+    end_press();
+    peer.rename_port("other");
+    EXPECT_EQ(source("4AC5F4C4"), 0U);
+    EXPECT_NE(source("other"), 0U);
+}
+
+TEST_F(AlsaRenaming, PortIsSeenAfterTheClientWasOpened) {
+    AlsaPeer peer("other");
+    ASSERT_NE(source("other"), 0U);
+    ASSERT_EQ(MIDIClientDispose(client_), 0);
+    peer.rename_port("4AC5F4C4");
+    ASSERT_EQ(MIDIClientCreate(CFSTR("MIDI Client"), nullptr, nullptr, &client_), 0);
+    EXPECT_NE(source("4AC5F4C4"), 0U);
+}
+
+TEST_F(AlsaRenaming, NameThatIsAskedForAgainIsTheNewest) {
+    AlsaPeer peer("4AC5F4C4");
+    const MIDIEndpointRef reference = source("4AC5F4C4");
+    peer.rename_port("other");
+    EXPECT_EQ(text(reference, kMIDIPropertyName), "other") << "in the same count";
+}
+
+TEST_F(AlsaRenaming, ClientIsSeenAtEachDeviceCount) {
+    AlsaPeer peer("other");
+    const MIDIDeviceRef reference = device("other");
+    ASSERT_NE(reference, 0U);
+    peer.rename("4AC5F4C4");
+    EXPECT_EQ(device("4AC5F4C4"), reference);
+    EXPECT_EQ(text(reference, kMIDIPropertyModel), "4AC5F4C4");
+    EXPECT_EQ(device("other"), 0U);
+}
+
+} // namespace

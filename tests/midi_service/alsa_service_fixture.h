@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "midi_service/alsa/alsa_backend.h"
+#include "midi_service/midi_text.h"
+#include "tests/midi_service/alsa_peer.h"
+
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+/// The application's client and ports over this computer's sequencer, and what arrives there.
+class AlsaService : public testing::Test {
+protected:
+    using Bytes = std::vector<std::uint8_t>;
+
+    AlsaService();
+    ~AlsaService() override;
+
+    /// The object of this name, counted anew; 0 when there is none.
+    [[nodiscard]] static MIDIEndpointRef source(std::string_view name);
+    [[nodiscard]] static MIDIEndpointRef destination(std::string_view name);
+    [[nodiscard]] static MIDIDeviceRef device(std::string_view name);
+    [[nodiscard]] static std::optional<std::string> text(MIDIObjectRef object,
+                                                         CFStringRef property);
+
+    [[nodiscard]] OSStatus send(MIDIEndpointRef to, const Bytes& message) const;
+    /// Waits until so many bytes have arrived, and gives all that have.
+    [[nodiscard]] Bytes wait_for_bytes(std::size_t count);
+    /// While it is set, the callback waits: what arrives has to be kept by the sequencer.
+    void hold_callbacks(bool hold);
+
+    /// The address of one of the application's ports ("Input port"), as other programs see it.
+    [[nodiscard]] static snd_seq_addr_t address_of(const AlsaPeer& looker, std::string_view name);
+    /// The capability word of the port there.
+    [[nodiscard]] static unsigned capabilities_of(const AlsaPeer& looker, snd_seq_addr_t address);
+    /// How many ports the peer's first port receives from.
+    [[nodiscard]] static int writers_of(const AlsaPeer& peer);
+
+    AlsaBackend backend_;
+    MIDIClientRef client_ = 0;
+    MIDIPortRef out_ = 0;
+    MIDIPortRef in_ = 0;
+
+private:
+    static void read(const MIDIPacketList* list, void* test, void* source);
+
+    std::mutex guard_;
+    std::condition_variable changed_;
+    Bytes bytes_;
+    bool held_ = false;
+};
