@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/midi_service/alsa_service_fixture.h"
 
+#include <algorithm>
 #include <array>
-#include <chrono>
 
 namespace {
 
@@ -81,6 +81,11 @@ AlsaService::Bytes AlsaService::wait_for_bytes(std::size_t count) {
         changed_.wait_for(lock, std::chrono::seconds{20}, [&] { return bytes_.size() >= count; }))
         << "only " << bytes_.size() << " of " << count << " bytes came";
     return bytes_;
+}
+
+bool AlsaService::arrives(std::uint8_t byte, std::chrono::milliseconds within) {
+    std::unique_lock lock{guard_};
+    return changed_.wait_for(lock, within, [&] { return std::ranges::count(bytes_, byte) > 0; });
 }
 
 void AlsaService::hold_callbacks(bool hold) {

@@ -5,6 +5,7 @@
 #include "midi_service/midi_text.h"
 #include "tests/midi_service/alsa_peer.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <optional>
@@ -32,6 +33,8 @@ protected:
     [[nodiscard]] OSStatus send(MIDIEndpointRef to, const Bytes& message) const;
     /// Waits until so many bytes have arrived, and gives all that have.
     [[nodiscard]] Bytes wait_for_bytes(std::size_t count);
+    /// Whether this byte arrives within a time, or has already.
+    [[nodiscard]] bool arrives(std::uint8_t byte, std::chrono::milliseconds within);
     /// While it is set, the callback waits: what arrives has to be kept by the sequencer.
     void hold_callbacks(bool hold);
 
