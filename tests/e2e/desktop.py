@@ -4,6 +4,7 @@
 import os
 import shutil
 import subprocess
+import tempfile
 from pathlib import Path
 
 from until import until
@@ -12,23 +13,22 @@ from until import until
 class Desktop:
     """Starts both and puts them into the environment; no window manager."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, display=7):
         self._processes = []
         self._folder = Path(folder)
-        runtime = Path("/run/keyloft-e2e")
-        runtime.mkdir(mode=0o700)
-        self._start("Xvfb", ":7", "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset")
+        runtime = tempfile.mkdtemp(prefix="runtime-")
+        self._start("Xvfb", f":{display}", "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset")
         bus = self._start("dbus-daemon", "--session", "--nofork", "--print-address=1")
-        until("the X server", Path("/tmp/.X11-unix/X7").exists)
+        until("the X server", Path(f"/tmp/.X11-unix/X{display}").exists)
         address = self._folder / "dbus-daemon.out"
         until("the session bus", lambda: "\n" in address.read_text() or bus.poll() is not None)
         os.environ.update({
-            "DISPLAY": ":7",
+            "DISPLAY": f":{display}",
             "DBUS_SESSION_BUS_ADDRESS": address.read_text().strip(),
             "QT_QPA_PLATFORM": "xcb",
             # Otherwise a program is on the accessibility bus only when a screen reader asks.
             "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
-            "XDG_RUNTIME_DIR": str(runtime),
+            "XDG_RUNTIME_DIR": runtime,
         })
 
     def _start(self, program, *arguments):

@@ -11,6 +11,7 @@ import usb_monitor
 from gadgets import CODES, Gadget
 from machines import Machines
 from screen_driver import Screen
+from scripted_machine import ScriptedMachine
 
 # Where keyloft's and the machines' files are while a test runs: in memory, so that writing them
 # takes no time. Afterwards they are in the shared folder.
@@ -85,8 +86,15 @@ class Scenario(unittest.TestCase):
         self.addCleanup(monitor.stop)
         return monitor
 
-    def open_screen(self):
+    def scripted_machine(self, client_name, port_name):
+        """A machine on the sequencer alone that can be told to change its names."""
+        machine = ScriptedMachine(self.program("tests/e2e/keyloft-scripted-machine"), client_name,
+                                  port_name, SCRATCH)
+        self.addCleanup(machine.stop)
+        return machine
+
+    def open_screen(self, environment=None):
         """A fresh keyloft whose window is there."""
-        screen = Screen(os.environ["KEYLOFT_E2E_PROGRAM"], SCRATCH)
+        screen = Screen(os.environ["KEYLOFT_E2E_PROGRAM"], SCRATCH, environment)
         self.addCleanup(screen.kill)
         return screen

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Starts keyloft and operates its window from outside, through the accessibility bus."""
 
+import os
 import subprocess
 from pathlib import Path
 
@@ -40,7 +41,7 @@ def _descendants(node):
 class Screen:
     """One running keyloft."""
 
-    def __init__(self, program, folder):
+    def __init__(self, program, folder, environment=None):
         # The window does not answer while an action runs: up to seconds, here.
         Atspi.set_timeout(PATIENCE * 1000, PATIENCE * 1000)
         self._output = Path(folder) / "stdout.txt"
@@ -51,7 +52,7 @@ class Screen:
         self._alert = None
         with open(self._output, "wb") as output, open(self._errors, "wb") as errors:
             self._process = subprocess.Popen([program], stdin=subprocess.DEVNULL, stdout=output,
-                                             stderr=errors)
+                                             stderr=errors, env=os.environ | (environment or {}))
         self.pid = self._process.pid
         until("the window", lambda: self._find_window() or not self.is_running())
         if not self.is_running():
@@ -81,7 +82,12 @@ class Screen:
         return len(list(Path(f"/proc/{self.pid}/task").iterdir()))
 
     def descriptors(self):
-        return len(list(Path(f"/proc/{self.pid}/fd").iterdir()))
+        """How many there are, by what they lead to."""
+        counts = {}
+        for entry in Path(f"/proc/{self.pid}/fd").iterdir():
+            kind = str(entry.readlink()).split(":")[0]
+            counts[kind] = counts.get(kind, 0) + 1
+        return counts
 
     def close(self):
         """Closes the window, as its close button would; the exit code, negative for a signal."""

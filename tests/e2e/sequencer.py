@@ -51,3 +51,18 @@ def address(client_name, port_name):
             if port[2] == port_name:
                 return client, int(port[1])
     raise AssertionError(f"there is no {client_name}:{port_name}")
+
+
+def own_subscriptions():
+    """How many subscriptions keyloft's ports have, which other programs' lists do not show."""
+    text = Path("/proc/asound/seq/clients").read_text()
+    blocks = re.split(r"^(?=Client )", text, flags=re.MULTILINE)
+    return sum(len(re.findall(r"\d+:\d+", line)) for block in blocks
+               if re.match(r'Client +\d+ : "MIDI Client"', block)
+               for line in re.findall(r"Connect.*", block))
+
+
+def number_of_clients():
+    """Of all, those that have no port in the lists included."""
+    text = Path("/proc/asound/seq/clients").read_text()
+    return len(re.findall(r"^Client +\d+ :", text, re.MULTILINE))

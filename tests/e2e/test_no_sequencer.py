@@ -1,0 +1,120 @@
+# SPDX-License-Identifier: MIT
+"""A sequencer that cannot be used, for each reason that there is, and that can be used later."""
+
+import os
+import shutil
+import subprocess
+import sys
+from pathlib import Path
+
+import command
+import screen_driver
+from scenario import SCRATCH, Scenario
+from sequencer_advice import NO_CLIENT, NO_DRIVER, NO_NODE
+from transcript import Transcript
+from until import until
+
+NODE = Path("/dev/snd/seq")
+DEVICE = os.makedev(116, 1)
+MODULES = ["snd-seq", "snd-seq-midi", "snd-seq-dummy"]
+LOADER = Path("/proc/sys/kernel/modprobe")
+NOBODY = 65534
+PROGRAM_CLIENTS = 64
+
+
+def load():
+    subprocess.run(["modprobe", "-a", *MODULES], check=True)
+    until("the sequencer", NODE.exists)
+
+
+class NoSequencer(Scenario):
+    def check_failing_press(self, screen):
+        """As on a service without any port, and the program goes on."""
+        self.assertEqual(screen.do(screen_driver.APPLY), command.failure())
+        self.assertEqual(screen.new_output(), command.nobody_there(Transcript([]), "4AC0F4C4"))
+
+    def check_working_press(self, screen, code):
+        printed = Transcript.of_now()
+        self.assertEqual(screen.do(screen_driver.APPLY), command.SUCCESS)
+        self.assertEqual(screen.new_output(), command.confirmed(printed, code))
+
+    def test_no_node_then_no_driver_then_all_is_there_with_the_window_open(self):
+        subprocess.run(["modprobe", "-r", *reversed(MODULES)], check=True)
+        self.addCleanup(load)
+        self.assertFalse(NODE.exists())
+        screen = self.open_screen()
+        self.assertEqual(screen.new_output(), Transcript([]).start())
+        screen.fill_in(**command.INPUTS)
+        self.assertEqual(screen.errors(), NO_NODE)
+        self.check_failing_press(screen)
+        self.check_failing_press(screen)
+        self.assertEqual(screen.errors(), NO_NODE)
+
+        # Opening the node would load the driver, if the kernel could.
+        loader = LOADER.read_text()
+        self.addCleanup(LOADER.write_text, loader)
+        LOADER.write_text("/bin/false\n")
+        os.mknod(NODE, 0o20600, DEVICE)
+        self.check_failing_press(screen)
+        self.check_failing_press(screen)
+        self.assertEqual(screen.errors(), NO_NODE + NO_DRIVER)
+
+        NODE.unlink()
+        LOADER.write_text(loader)
+        load()
+        machine = self.machine()
+        self.check_working_press(screen, "4AC5F4C4")
+        self.assertEqual(screen.errors(), NO_NODE + NO_DRIVER)
+        self.assertEqual(screen.close(), 0)
+        self.assertEqual(machine.received_bytes(), command.SEQUENCE)
+        self.assertEqual(machine.tables(), {"4AC5F4C4": command.HELD})
+
+    def test_all_clients_are_taken_and_then_given_back(self):
+        machine = self.scripted_machine("4AC6F4C4", "4AC6F4C4 MIDI 1")
+        taken = []
+
+        def give_back():
+            while taken:
+                os.close(taken.pop())
+
+        self.addCleanup(give_back)
+        with self.assertRaises(OSError):
+            while True:
+                taken.append(os.open(NODE, os.O_RDWR))
+        self.assertEqual(len(taken), PROGRAM_CLIENTS - 1)
+        screen = self.open_screen()
+        self.assertEqual(screen.new_output(), Transcript([]).start())
+        screen.fill_in(**command.INPUTS)
+        self.assertEqual(screen.errors(), NO_CLIENT)
+        self.check_failing_press(screen)
+        self.assertEqual(screen.errors(), NO_CLIENT)
+        give_back()
+        self.check_working_press(screen, "4AC6F4C4")
+        self.assertEqual(screen.errors(), NO_CLIENT)
+        self.assertEqual(screen.close(), 0)
+        self.assertEqual(machine.received_bytes(), command.SEQUENCE)
+        self.assertEqual(machine.tell("tables"), command.HELD)
+
+    def test_an_ordinary_user_may_not_use_it_and_then_may(self):
+        machine = self.scripted_machine("4AC6F4C4", "4AC6F4C4 MIDI 1")
+        before = NODE.stat()
+        self.addCleanup(os.chmod, NODE, before.st_mode & 0o777)
+        self.addCleanup(os.chown, NODE, before.st_uid, before.st_gid)
+        NODE.chmod(0o660)
+        shutil.chown(NODE, group="audio")
+        folder = SCRATCH / "ordinary"
+        folder.mkdir()
+        os.chown(folder, NOBODY, NOBODY)
+        output = folder / "user.txt"
+        with open(output, "wb") as said:
+            user = subprocess.Popen(
+                [sys.executable, Path(__file__).with_name("ordinary_user.py"), folder],
+                stdin=subprocess.DEVNULL, stdout=said, stderr=subprocess.STDOUT, user=NOBODY,
+                group=NOBODY, extra_groups=[], env=os.environ | {"HOME": str(folder)})
+        self.addCleanup(user.wait)
+        self.addCleanup(user.terminate)
+        until("the refusal", lambda: "refused\n" in output.read_text() or user.poll() is not None)
+        NODE.chmod(0o666)
+        self.assertEqual(user.wait(200), 0, output.read_text())
+        self.assertEqual(machine.received_bytes(), command.SEQUENCE)
+        self.assertEqual(machine.tell("tables"), command.HELD)

@@ -1,0 +1,100 @@
+# SPDX-License-Identifier: MIT
+"""A machine that is pulled at each step of a command that is on its way to it."""
+
+import command
+import screen_driver
+import steps
+from scenario import Scenario
+from transcript import Transcript, echo
+from until import until
+
+CONFIRMED = "设置成功了 \r\n"
+UNCONFIRMED = "设置失败obk\r\n"
+
+
+class Unplugging(Scenario):
+    TIME_LIMIT = 480
+
+    def setUp(self):
+        super().setUp()
+        self.cable = self.gadget("4AC5F4C4")
+        self.steps = steps.Steps(self.program("tests/e2e/keyloft-steps.so"))
+        self.screen = self.open_screen(self.steps.environment)
+        self.screen.fill_in(**command.INPUTS)
+        self.screen.new_output()
+        self.machine = None
+
+    def plug(self, *faults):
+        self.cable.plug()
+        self.machine = self.simulate([self.cable], *faults)
+
+    def pull_at(self, what, argument, times, received, answers=True):
+        """A press during which the machine is pulled before a step, when it has received so much.
+        Gives the alert and the output."""
+        self.steps.hold_at(what, argument, times)
+        self.screen.press(screen_driver.APPLY)
+        self.steps.wait_until_held()
+        until("the bytes", lambda: len(self.machine.received_bytes()) >= len(received))
+        output = ""
+        counts = command.MESSAGE in received
+        while counts and answers and echo(command.MESSAGE) not in output:
+            output += self.next_output()
+        self.assertEqual(self.machine.tables(),
+                         {"4AC5F4C4": command.HELD if counts else command.NOTHING_HELD})
+        self.cable.unplug()
+        self.steps.release()
+        alert = self.screen.alert()
+        self.screen.dismiss()
+        self.assertEqual(self.machine.received_bytes(), received)
+        self.machine.stop()
+        return alert, output + self.screen.new_output()
+
+    def next_output(self):
+        return until("output", self.screen.new_output)
+
+    def check_next_press(self):
+        """With the machine back, all is as if nothing had been."""
+        self.plug()
+        printed = Transcript.of_now()
+        self.assertEqual(self.screen.do(screen_driver.APPLY), command.SUCCESS)
+        self.assertEqual(self.screen.new_output(), command.confirmed(printed, "4AC5F4C4"))
+        self.assertEqual(self.machine.received_bytes(), command.SEQUENCE)
+        self.machine.stop()
+        self.cable.unplug()
+
+    def check_end(self, output, end):
+        self.assertEqual(output[-len(end):], end)
+
+    def test_before_and_between_the_lookups_nothing_is_sent(self):
+        for step in (steps.MIDI_OUT, 1), (steps.LOOKUP, 1), (steps.LOOKUP, 2):
+            with self.subTest(step=step):
+                self.plug()
+                alert, output = self.pull_at("line", *step, b"")
+                self.assertEqual(alert, command.failure("4AC5F4C4"))
+                self.assertNotIn("clock mc", output)
+                self.check_end(output, "\r\n1\n")
+                self.check_next_press()
+
+    def test_before_each_send_the_rest_fails(self):
+        for number in range(len(command.MESSAGES)):
+            with self.subTest(sent=number):
+                self.plug()
+                received = b"".join(command.MESSAGES[:number])
+                alert, output = self.pull_at("send", steps.EVENT, number + 1, received)
+                # The echo may be there, but it is the last send that counts.
+                self.assertEqual(alert, command.failure("4AC5F4C4"))
+                counts = command.MESSAGE in received
+                self.check_end(output, (CONFIRMED if counts else UNCONFIRMED) + "1\n")
+                self.check_next_press()
+
+    def test_while_the_echo_is_waited_for_the_echo_decides(self):
+        self.plug()
+        alert, output = self.pull_at("pause", 300000, 1, command.SEQUENCE)
+        self.assertEqual(alert, command.SUCCESS)
+        self.check_end(output, echo(command.MESSAGE) + CONFIRMED + "0\n")
+        self.check_next_press()
+        self.plug("--silent")
+        alert, output = self.pull_at("pause", 300000, 1, command.SEQUENCE, answers=False)
+        self.assertEqual(alert, command.failure("4AC5F4C4"))
+        self.check_end(output, "clock mc\r\n" + UNCONFIRMED + "1\n")
+        self.check_next_press()
