@@ -94,6 +94,25 @@ ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent) : QWidget(pa
     add_field(rows, tr("控制器号(Controller Number)："), u"message_controller_number_code_string"_s,
               &ScreenState::message_controller_number_code_string);
 
+    rows->addStretch();
+    add_picture_and_buttons();
+
+    auto* columns = new QHBoxLayout(this);
+    columns->setContentsMargins(0, 0, 0, 0);
+    columns->setSpacing(spacing);
+    columns->addStretch();
+    columns->addLayout(rows);
+    columns->addLayout(right_);
+    columns->addStretch();
+    arrange();
+    draw();
+}
+
+ContentView::~ContentView() {
+    leave();
+}
+
+void ContentView::add_picture_and_buttons() {
     auto* picture = new Picture(ImageResource::hardware());
     picture->setObjectName(u"picture"_s);
     picture->setAccessibleName(ImageResource::hardware().name);
@@ -113,26 +132,11 @@ ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent) : QWidget(pa
     add_button(new ActionButton(tr("保存")), u"save_button"_s, &save_action);
     buttons->addStretch();
 
-    rows->addStretch();
     right_ = new QVBoxLayout;
     right_->setSpacing(0);
     right_->addWidget(picture);
     right_->addLayout(buttons);
     right_->addStretch();
-
-    auto* columns = new QHBoxLayout(this);
-    columns->setContentsMargins(0, 0, 0, 0);
-    columns->setSpacing(spacing);
-    columns->addStretch();
-    columns->addLayout(rows);
-    columns->addLayout(right_);
-    columns->addStretch();
-    arrange();
-    draw();
-}
-
-ContentView::~ContentView() {
-    leave();
 }
 
 void ContentView::add_row(QVBoxLayout* rows, const QString& caption, QWidget* control,

@@ -50,6 +50,7 @@ private:
     void add_menu(QVBoxLayout* rows, const QString& caption, const QStringList& items,
                   const QString& name, Field field);
     void add_field(QVBoxLayout* rows, const QString& caption, const QString& name, Field field);
+    void add_picture_and_buttons();
     void run(void (*action)(ScreenState&), QWidget* pressed);
     /// Shows what the state holds.
     void draw();

@@ -25,4 +25,6 @@ static QAccessibleInterface* accessible(const QString& class_name, QObject* obje
     return nullptr;
 }
 
-void install_screen_accessible() { QAccessible::installFactory(accessible); }
+void install_screen_accessible() {
+    QAccessible::installFactory(accessible);
+}

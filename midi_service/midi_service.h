@@ -4,7 +4,8 @@
 #include <cstdint>
 
 // The MIDI service: the operations that the device layer calls. They answer over whichever backend
-// is installed (see midi_backend.h). They are called on one thread, the screen thread.
+// is installed (see midi_backend.h), without which a call is a mistake that ends the program. They
+// are called on one thread, the screen thread.
 //
 // Every status is 0 for success or a negative errno, whose low byte is never zero.
 

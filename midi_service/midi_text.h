@@ -6,7 +6,8 @@
 #include <memory>
 #include <string_view>
 
-/// A new text with one user, for CFRelease to give back. Any bytes; read as UTF-8.
+/// A new text with one user, for CFRelease to give back. Any bytes, read as UTF-8; a zero byte ends
+/// it.
 [[nodiscard]] CFStringRef make_text(std::string_view utf8);
 
 /// The same text with one more user. Any thread.

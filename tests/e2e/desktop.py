@@ -17,7 +17,8 @@ class Desktop:
         self._processes = []
         self._folder = Path(folder)
         runtime = tempfile.mkdtemp(prefix="runtime-")
-        self._start("Xvfb", f":{display}", "-screen", "0", "1024x768x24", "-nolisten", "tcp", "-noreset")
+        self._start("Xvfb", f":{display}", "-screen", "0", "1024x768x24",
+                    "-nolisten", "tcp", "-noreset")
         bus = self._start("dbus-daemon", "--session", "--nofork", "--print-address=1")
         until("the X server", Path(f"/tmp/.X11-unix/X{display}").exists)
         address = self._folder / "dbus-daemon.out"

@@ -65,7 +65,7 @@ class Screen:
 
     def output(self):
         """All of standard output so far."""
-        return self._output.read_text()
+        return self._output.read_bytes().decode()
 
     def new_output(self):
         """What standard output has that no earlier call has given. Ends with a whole line."""
@@ -76,7 +76,7 @@ class Screen:
 
     def errors(self):
         """All of standard error so far."""
-        return self._errors.read_text()
+        return self._errors.read_bytes().decode()
 
     def threads(self):
         return len(list(Path(f"/proc/{self.pid}/task").iterdir()))

@@ -53,8 +53,12 @@ class SequencerProgram:
         return result
 
     def send(self, messages, to=SUBSCRIBERS):
-        """Sends at once; OSError when the receiver takes nothing."""
-        os.write(self.descriptor, b"".join(_event(message, self.port, to) for message in messages))
+        """Sends at once, as many as the receiver has room for; how many that were."""
+        events = b"".join(_event(message, self.port, to) for message in messages)
+        try:
+            return os.write(self.descriptor, events) // _EVENT.size
+        except OSError:
+            return 0
 
     def receive(self):
         """The note ons and note offs that have come, as bytes."""
@@ -88,11 +92,7 @@ class Flood:
     def _run(self):
         while not self._ended.wait(0.01):
             due = int((time.monotonic() - self._begun) * self._rate) - self.sent
-            for _ in range(due):
-                try:
-                    self._program.send([self._message], self._to)
-                except OSError:
-                    self.refused += 1
+            self.refused += due - self._program.send([self._message] * due, self._to)
             self.sent += due
 
     def stop(self):

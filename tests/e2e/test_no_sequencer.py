@@ -105,10 +105,15 @@ class NoSequencer(Scenario):
         folder = SCRATCH / "ordinary"
         folder.mkdir()
         os.chown(folder, NOBODY, NOBODY)
+        # The folders of the program and of this file may be closed to others; in the guest they are
+        # copies, which can be opened.
+        for path in (Path(__file__).resolve(), Path(os.environ["KEYLOFT_E2E_PROGRAM"]).resolve()):
+            for parent in path.parents:
+                parent.chmod(parent.stat().st_mode | 0o005)
         output = folder / "user.txt"
         with open(output, "wb") as said:
             user = subprocess.Popen(
-                [sys.executable, Path(__file__).with_name("ordinary_user.py"), folder],
+                [sys.executable, Path(__file__).with_name("ordinary_user.py")],
                 stdin=subprocess.DEVNULL, stdout=said, stderr=subprocess.STDOUT, user=NOBODY,
                 group=NOBODY, extra_groups=[], env=os.environ | {"HOME": str(folder)})
         self.addCleanup(user.wait)

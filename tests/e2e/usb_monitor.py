@@ -4,7 +4,6 @@
 import dataclasses
 import os
 import re
-import select
 import threading
 from pathlib import Path
 
@@ -40,20 +39,21 @@ class UsbMonitor:
     """
 
     def __init__(self, slot):
-        bus = next(Path(f"/sys/devices/platform/dummy_hcd.{slot}").glob("usb*")).name[3:]
+        bus = next(Path(f"/sys/devices/platform/dummy_hcd.{slot}").glob("usb[0-9]*")).name[3:]
         self._file = os.open(f"/sys/kernel/debug/usb/usbmon/{bus}u", os.O_RDONLY | os.O_NONBLOCK)
-        self._end, self._ask_end = os.pipe()
+        self._ended = threading.Event()
         self._text = b""
         # The monitor keeps few lines: they are read as they come.
         self._thread = threading.Thread(target=self._collect)
         self._thread.start()
 
     def _collect(self):
-        poll = select.poll()
-        poll.register(self._file, select.POLLIN)
-        poll.register(self._end, select.POLLIN)
-        while self._end not in [descriptor for descriptor, _ in poll.poll()]:
-            self._text += os.read(self._file, 65536)
+        # The monitor cannot be polled: it says that it is ready at any time.
+        while not self._ended.wait(0.005):
+            try:
+                self._text += os.read(self._file, 65536)
+            except BlockingIOError:
+                pass
 
     def messages(self):
         """Every MIDI message that the host has sent so far."""
@@ -75,7 +75,6 @@ class UsbMonitor:
         return found
 
     def stop(self):
-        os.write(self._ask_end, b".")
+        self._ended.set()
         self._thread.join()
-        for descriptor in (self._file, self._end, self._ask_end):
-            os.close(descriptor)
+        os.close(self._file)

@@ -216,25 +216,3 @@ TEST_F(EmbeddedThreads, AnswerComesOnTheReceiveThreadWhileTheSenderIsBusy) {
         ASSERT_EQ(send_clock(object), 0);
     EXPECT_TRUE(heard_.wait_for(1000));
 }
-
-TEST_F(EmbeddedThreads, SendingOnAnotherThreadGoesOnWhilePortsOpenAndClose) {
-    const MIDIObjectRef object = service_.attach(named("4AC5F4C4"), [](auto) {});
-    std::atomic<bool> started = false;
-    std::atomic<bool> done = false;
-    std::thread sender([&] {
-        while (!done) {
-            EXPECT_EQ(send_clock(object), 0);
-            started = true;
-        }
-    });
-    while (!started)
-        std::this_thread::yield();
-    for (int i = 0; i < 200; ++i) {
-        MIDIPortRef port = 0;
-        ASSERT_EQ(MIDIInputPortCreate(client_, CFSTR("Input port"), Counter::read, &heard_, &port),
-                  0);
-        ASSERT_EQ(MIDIPortDispose(port), 0);
-    }
-    done = true;
-    sender.join();
-}
