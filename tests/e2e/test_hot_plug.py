@@ -2,6 +2,7 @@
 """A machine that comes and goes while the window is open."""
 
 import subprocess
+from collections import Counter
 
 import command
 import screen_driver
@@ -47,10 +48,12 @@ class HotPlug(Scenario):
         self.assertEqual(screen.errors(), "")
 
     def check_holdings(self, screen, first, state):
-        """Each time, keyloft has in this state what it had the first time."""
+        """Each time, keyloft has in this state no more than it had the first time.
+
+        It may have less: the toolkit's own idle threads end after half a minute.
+        """
         def holdings():
-            return {"threads": screen.threads(), "descriptors": screen.descriptors(),
-                    "clients": sequencer.number_of_clients(),
-                    "subscriptions": sequencer.own_subscriptions()}
+            return Counter({"threads": screen.threads(), "clients": sequencer.number_of_clients(),
+                            "subscriptions": sequencer.own_subscriptions(), **screen.descriptors()})
         first.setdefault(state, holdings())
-        until(f"{first[state]} again, not {holdings()}", lambda: holdings() == first[state], 10)
+        until(f"no more than {first[state]}", lambda: holdings() <= first[state], 40)
