@@ -23,7 +23,7 @@ bool write_catalogue(const QString& file, const QByteArray& context, const QByte
     constexpr unsigned char magic[] = {0x3C, 0xB8, 0x64, 0x18, 0xCA, 0xEF, 0x9C, 0x95,
                                        0xCD, 0x21, 0x1C, 0xBF, 0x60, 0xA1, 0xBD, 0xDD};
     enum Section : quint8 { hashes = 0x42, messages = 0x69 };
-    enum Tag : quint8 { end = 1, translated = 3, source = 6, in_context = 7 };
+    enum Tag : quint8 { message_end = 1, translated = 3, source = 6, in_context = 7 };
 
     QByteArray message;
     QDataStream message_stream(&message, QIODevice::WriteOnly);
@@ -31,7 +31,7 @@ bool write_catalogue(const QString& file, const QByteArray& context, const QByte
     message_stream.writeRawData(text.constData(), static_cast<int>(text.size()));
     message_stream << quint8{in_context} << quint32(context.size());
     message_stream.writeRawData(context.constData(), static_cast<int>(context.size()));
-    message_stream << quint8{end};
+    message_stream << quint8{message_end};
 
     QFile catalogue(file);
     if (!catalogue.open(QIODevice::WriteOnly))
