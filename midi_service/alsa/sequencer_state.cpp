@@ -4,9 +4,9 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <grp.h>
 #include <sys/stat.h>
+#include <system_error>
 
 namespace {
 
@@ -44,7 +44,8 @@ std::string sequencer_advice(int error, const std::string& group) {
         return "keyloft: the ALSA sequencer has no client left: too many MIDI programs are open; "
                "close one of them";
     default:
-        return std::string("keyloft: the ALSA sequencer cannot be used: ") + std::strerror(-error);
+        return "keyloft: the ALSA sequencer cannot be used: " +
+               std::generic_category().message(-error);
     }
 }
 

@@ -62,7 +62,9 @@ TEST_F(ConfirmedSend, pitch_bend_is_confirmed_by_its_status_alone) {
 
 TEST_F(ConfirmedSend, every_status_and_data_byte_goes_out_as_it_is) {
     for (unsigned status = 0; status < 256; ++status) {
-        char on[16], off[16], message[16];
+        char on[16];
+        char off[16];
+        char message[16];
         std::snprintf(on, sizeof on, "9%X 80 FF", status & 0xF);
         std::snprintf(off, sizeof off, "8%X 80 FF", status & 0xF);
         std::snprintf(message, sizeof message, "%02X 80 FF", status);
@@ -107,7 +109,9 @@ TEST_F(ConfirmedSend, stale_flag_is_cleared_even_when_the_send_is_abandoned) {
 TEST_F(ConfirmedSend, echo_counts_from_the_end_of_its_send_to_the_end_of_the_long_pause) {
     send(0xB2, 0x10, 0x22);
     const Lines calls = recording.journal;
-    unsigned message_sends = 0, long_pauses = 0, counted = 0;
+    unsigned message_sends = 0;
+    unsigned long_pauses = 0;
+    unsigned counted = 0;
     for (std::size_t i = 0; i < calls.size(); ++i) {
         std::fill(std::begin(midi_setup_data), std::end(midi_setup_data), std::uint8_t{0x55});
         recording.before_call = [&, at = std::size_t{0}](std::string_view) mutable {
