@@ -124,7 +124,7 @@ bool list_is_clear() {
 
 std::string position_in_list(const MIDIPacketList* list, const MIDIPacket* position) {
     if (list != recording.list)
-        recording.violations.push_back("a list that was not initialised last");
+        recording.violations.emplace_back("a list that was not initialised last");
     const auto offset =
         reinterpret_cast<std::intptr_t>(position) - reinterpret_cast<std::intptr_t>(list);
     return "+" + std::to_string(offset);
@@ -294,7 +294,7 @@ OSStatus MIDIObjectGetIntegerProperty(MIDIObjectRef object, CFStringRef property
 MIDIPacket* MIDIPacketListInit(MIDIPacketList* list) {
     recording.record("MIDIPacketListInit");
     if (reinterpret_cast<std::uintptr_t>(list) % alignof(MIDIPacketList) != 0)
-        recording.violations.push_back("a list that is not aligned");
+        recording.violations.emplace_back("a list that is not aligned");
     recording.list = list;
     if (recording.watches_list)
         recording.list_cleared.push_back(list_is_clear());
@@ -311,7 +311,7 @@ MIDIPacket* MIDIPacketListAdd(MIDIPacketList* list, ByteCount list_size, MIDIPac
     const MIDIPacket* const next = list->numPackets == 0 ? list->packet : MIDIPacketNext(current);
     auto* const packet = const_cast<MIDIPacket*>(next);
     if (packet->data + size > reinterpret_cast<std::uint8_t*>(list) + list_size) {
-        recording.violations.push_back("an append that does not fit");
+        recording.violations.emplace_back("an append that does not fit");
         return nullptr;
     }
     packet->timeStamp = time;
@@ -331,7 +331,7 @@ OSStatus MIDISend(MIDIPortRef port, MIDIEndpointRef destination, MIDIPacketList*
     }
     recording.record("MIDISend " + label_of(port) + ", " + label_of(destination) + events);
     if (list != recording.list)
-        recording.violations.push_back("a list that was not initialised last");
+        recording.violations.emplace_back("a list that was not initialised last");
     if (recording.watches_list)
         std::memset(static_cast<void*>(list), 0xEE, list_bytes);
     if (!recording.keeps_lists)
@@ -346,7 +346,7 @@ std::uint8_t CFStringGetCString(CFStringRef text, char* buffer, std::int64_t siz
                      buffer_name(buffer) + ", " + std::to_string(size) + ", encoding " +
                      std::to_string(encoding));
     if (!found || found->released) {
-        recording.violations.push_back("a conversion of no text, or of a released one");
+        recording.violations.emplace_back("a conversion of no text, or of a released one");
         return 0;
     }
     if (recording.conversions_fail)
@@ -361,7 +361,7 @@ void CFRelease(CFTypeRef text) {
     RecordingService::Text* const found = find_text(text);
     recording.record("CFRelease " + (found ? found->label : "nothing"));
     if (!found || found->released)
-        recording.violations.push_back("a release of no text, or a second one");
+        recording.violations.emplace_back("a release of no text, or a second one");
     else
         found->released = true;
 }
