@@ -66,7 +66,7 @@ QColor toolkit_color(const ColorResource& resource) {
     QFile file(resource.bundle + u'/' + resource.name + u".color"_s);
     if (!file.open(QIODevice::ReadOnly))
         return {};
-    return QColor(QString::fromUtf8(file.readAll().trimmed()));
+    return QColor::fromString(QString::fromUtf8(file.readAll().trimmed()));
 }
 
 QImage platform_image(const ImageResource& resource) {

@@ -4,10 +4,10 @@
 #include "midi_service/midi_service.h"
 
 #include <alsa/asoundlib.h>
-#include <compare>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 // The sequencer's own calls, with their results as values. Errors are negative errnos as alsa-lib
@@ -17,7 +17,10 @@
 struct Address {
     std::uint8_t client = 0;
     std::uint8_t port = 0;
-    auto operator<=>(const Address&) const = default;
+    bool operator==(const Address&) const = default;
+    bool operator<(const Address& other) const {
+        return std::tie(client, port) < std::tie(other.client, other.port);
+    }
 };
 
 struct PortInfo {
