@@ -41,7 +41,7 @@ void sweep(benchmark::State& state) {
     for (std::int64_t i = 0; i < state.range(0); ++i)
         benchmark::DoNotOptimize(service.attach({.name = "Port " + std::to_string(i)}));
     midi_init();
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         for (std::uint32_t machine = 0; machine < 16; ++machine)
             judge_device_connect_state_with_id(0x4AC0F4C4U + machine * 0x10000U);
     }

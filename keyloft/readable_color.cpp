@@ -6,7 +6,7 @@
 
 static double luminance(const QColor& color) {
     const auto linear = [](float channel) {
-        const double c = static_cast<double>(channel);
+        const auto c = static_cast<double>(channel);
         return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
     };
     return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) +
