@@ -16,6 +16,6 @@ public:
     [[nodiscard]] std::string take();
 
 private:
-    int saved_;  ///< the real standard output
-    int file_;   ///< what stands in for it, an unnamed file
+    int saved_; ///< the real standard output
+    int file_;  ///< what stands in for it, an unnamed file
 };
