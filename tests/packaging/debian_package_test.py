@@ -44,7 +44,7 @@ class DebianPackage(unittest.TestCase):
         return next(PACKAGE.glob("keyloft_*.deb"))
 
     def test_second_build_elsewhere_gives_the_same_bytes(self):
-        folder = WORK / "debian-again" / "in another folder"
+        folder = WORK / "debian-again" / "elsewhere"
         build(folder)
         self.assertEqual(len(sums(PACKAGE)), 4)  # sources, their description, program, symbols
         self.assertEqual(sums(folder), sums(PACKAGE))

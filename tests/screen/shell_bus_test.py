@@ -3,6 +3,7 @@
 """Does the whole job in a running keyloft-demo through the accessibility bus, as a screen reader
 or a switch would. Wants a display and a session bus. Argument: the program.
 """
+import os
 import re
 import subprocess
 import sys
@@ -18,6 +19,8 @@ except (ImportError, ValueError) as error:
     sys.exit(77)
 
 DEADLINE = 20
+# A compositor without a screen has no keyboard either, so that no window gets the focus.
+KEYBOARD = os.environ.get("QT_QPA_PLATFORM") != "wayland"
 
 
 def wait_for(what, condition):
@@ -113,7 +116,8 @@ class Screen:
         self.press(buttons[1])
         wait_for("end of the alert", lambda: not self.find("alert"))
         focused = Atspi.StateType.FOCUSED
-        wait_for("focus back", lambda: pressed.get_state_set().contains(focused))
+        if KEYBOARD:
+            wait_for("focus back", lambda: pressed.get_state_set().contains(focused))
 
 
 def do_the_job(process):
