@@ -9,9 +9,28 @@
 #include <csignal>
 #include <cstdio>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
+namespace {
+
+/// A standard stream that was closed by whoever started the program would leave its number to the
+/// next file that is opened, the sequencer maybe, and the lines would go there.
+void fill_closed_streams() {
+    int file = 0;
+    do
+        file = open("/dev/null", O_RDWR);
+    while (file >= 0 && file <= STDERR_FILENO);
+    if (file >= 0)
+        close(file);
+}
+
+} // namespace
+
 int keyloftApp::run(int argc, char** argv, const std::function<void(ContentView&)>& on_screen) {
+    fill_closed_streams();
     // A program that stops for good must not take lines with it.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     // Whoever reads the lines may go; the window stays.

@@ -20,6 +20,7 @@ LONG_FILES = {"Include/usb_midi.cpp"}  # the device layer is one unit, as long a
 CPP = {".cpp", ".h"}
 TEXT_WITHOUT_RULES = {".md", ".diff", ".xml", ".svg"}  # their line ends may carry meaning
 BINARY = {".png", ".ico"}
+NAMED_TESTS = "docs/reliability.md"
 SPDX = "SPDX-License-" + "Identifier: MIT"  # in two, so that nothing takes it for this file's own
 
 QT = re.compile(r"Q[A-Z]\w*(/\w+)?$|Qt\w+/")
@@ -162,6 +163,18 @@ def check_forbidden(path, lines):
                     yield number, f"{found[0].strip()}: {why}"
 
 
+def check_named_tests(root, known):
+    """The last column of each table there names tests by a part of their names, all of which exist."""
+    tests = "".join((root / path).read_text(encoding="utf-8") for path in known
+                    if path.startswith("tests/") and pathlib.PurePath(path).suffix in CPP | {".py"})
+    lines = (root / NAMED_TESTS).read_text(encoding="utf-8").splitlines()
+    for number, line in enumerate(lines, 1):
+        if line.startswith("|"):
+            for name in re.findall(r"`([^`]+)`", line.rstrip("|").rpartition("|")[2]):
+                if name not in tests:
+                    yield number, f"no test has this name: {name}"
+
+
 def check_file(path, text, known):
     """(line number, message) of everything in a file that breaks a rule."""
     suffix = pathlib.PurePath(path).suffix
@@ -191,6 +204,9 @@ def main():
         for number, message in check_file(path, text, set(known)):
             print(f"{path}:{number}: {message}")
             broken += 1
+    for number, message in check_named_tests(root, known):
+        print(f"{NAMED_TESTS}:{number}: {message}")
+        broken += 1
     return 1 if broken else 0
 
 

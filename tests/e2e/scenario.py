@@ -93,8 +93,9 @@ class Scenario(unittest.TestCase):
         self.addCleanup(machine.stop)
         return machine
 
-    def open_screen(self, environment=None):
-        """A fresh keyloft whose window is there."""
-        screen = Screen(os.environ["KEYLOFT_E2E_PROGRAM"], SCRATCH, environment)
+    def open_screen(self, environment=None, *, through=(), folder=SCRATCH, stdout=None):
+        """A fresh keyloft whose window is there; `through`: a command that starts its argument."""
+        folder.mkdir(exist_ok=True)
+        screen = Screen([*through, os.environ["KEYLOFT_E2E_PROGRAM"]], folder, environment, stdout)
         self.addCleanup(screen.kill)
         return screen

@@ -39,9 +39,12 @@ def _descendants(node):
 
 
 class Screen:
-    """One running keyloft."""
+    """One running keyloft.
 
-    def __init__(self, program, folder, environment=None):
+    `command` starts it; `stdout` takes what it prints instead of a file in `folder`.
+    """
+
+    def __init__(self, command, folder, environment=None, stdout=None):
         # The window does not answer while an action runs: up to seconds, here.
         Atspi.set_timeout(PATIENCE * 1000, PATIENCE * 1000)
         self._output = Path(folder) / "stdout.txt"
@@ -51,8 +54,9 @@ class Screen:
         self._controls = {}
         self._alert = None
         with open(self._output, "wb") as output, open(self._errors, "wb") as errors:
-            self._process = subprocess.Popen([program], stdin=subprocess.DEVNULL, stdout=output,
-                                             stderr=errors, env=os.environ | (environment or {}))
+            self._process = subprocess.Popen(
+                command, stdin=subprocess.DEVNULL, stdout=output if stdout is None else stdout,
+                stderr=errors, env=os.environ | (environment or {}))
         self.pid = self._process.pid
         until("the window", lambda: self._find_window() or not self.is_running())
         if not self.is_running():
@@ -98,6 +102,9 @@ class Screen:
     def wait(self):
         """The exit code of a program that is about to end."""
         return self._process.wait(PATIENCE)
+
+    def send_signal(self, number):
+        self._process.send_signal(number)
 
     def kill(self):
         if self.is_running():

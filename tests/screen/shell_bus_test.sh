@@ -29,7 +29,10 @@ fi
 
 # The compositor runs the one program that its file names once it can be connected to.
 mkfifo "$folder/name"
-printf '#!/bin/sh\necho "$WAYLAND_DISPLAY" >"%s"\n' "$folder/name" >"$folder/tell"
+cat >"$folder/tell" <<END
+#!/bin/sh
+echo "\$WAYLAND_DISPLAY" >"$folder/name"
+END
 chmod +x "$folder/tell"
 printf '[autolaunch]\npath=%s\n' "$folder/tell" >"$folder/weston.ini"
 weston --backend=headless-backend.so --idle-time=0 --config="$folder/weston.ini" \
