@@ -53,6 +53,8 @@ FORBIDDEN = [
      "wait for a condition with a deadline"),
     (r"^(keyloft|demo)/.*\.(cpp|h)$", r"(\.|->)exec\s*\(|\bQEventLoop\b",
      "open dialogs with open(): nothing runs an event loop inside the event loop"),
+    (r"^(keyloft|demo)/.*\.(cpp|h)$", r"\bQS(ettings|ystemTrayIcon)\b|\b(save|restore)(Geometry|State)\b",
+     "nothing is kept between two runs, and there is no tray"),
     (r"\.h$", r"^\s*using namespace\b(?!.*\w[Ll]iterals;)", "a header names what it uses in full"),
 ]
 

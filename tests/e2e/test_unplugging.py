@@ -98,3 +98,15 @@ class Unplugging(Scenario):
         self.assertEqual(alert, command.failure("4AC5F4C4"))
         self.check_end(output, "clock mc\r\n" + UNCONFIRMED + "1\n")
         self.check_next_press()
+
+    def test_while_the_alert_is_shown_the_alert_stays_as_it_is(self):
+        self.plug()
+        self.screen.press(screen_driver.APPLY)
+        self.assertEqual(self.screen.alert(), command.SUCCESS)
+        self.cable.unplug()
+        self.assertEqual(self.screen.alert(), command.SUCCESS)
+        self.screen.dismiss()
+        self.machine.stop()
+        self.assertEqual(self.screen.do(screen_driver.APPLY), command.failure())
+        self.screen.new_output()
+        self.check_next_press()
