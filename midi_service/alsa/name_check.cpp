@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/alsa/name_check.h"
 
+#include <algorithm>
 #include <charconv>
 #include <fcntl.h>
 #include <optional>

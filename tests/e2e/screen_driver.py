@@ -53,6 +53,7 @@ class Screen:
         self._bus_object = None
         self._controls = {}
         self._alert = None
+        self._dismissing = []  # the alert's two buttons
         with open(self._output, "wb") as output, open(self._errors, "wb") as errors:
             self._process = subprocess.Popen(
                 command, stdin=subprocess.DEVNULL, stdout=output if stdout is None else stdout,
@@ -182,10 +183,12 @@ class Screen:
         return self._alert.get_name(), self._alert.get_description()
 
     def dismiss(self):
-        buttons = [node for node in _descendants(self._alert) if node.get_name() == DISMISS]
-        if len(buttons) != 2:
-            raise AssertionError(f"the alert has {len(buttons)} buttons {DISMISS}")
-        self._press(buttons[0])
+        if not self._dismissing:
+            self._dismissing = [node for node in _descendants(self._alert)
+                                if node.get_name() == DISMISS]
+        if len(self._dismissing) != 2:
+            raise AssertionError(f"the alert has {len(self._dismissing)} buttons {DISMISS}")
+        self._press(self._dismissing[0])
         until("the alert to go", lambda: self._find_alert() is None)
 
     def do(self, button):

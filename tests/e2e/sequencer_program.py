@@ -78,12 +78,14 @@ class SequencerProgram:
 
 
 class Flood:
-    """Sends a message over and over, so many times a second on the average, until it is stopped."""
+    """Sends a message over and over, so many times a second on the average, until it is stopped.
+
+    What the receiver has no room for is sent again, so that nothing is lost.
+    """
 
     def __init__(self, program, message, rate, to=SUBSCRIBERS):
         self._program, self._message, self._rate, self._to = program, message, rate, to
         self.sent = 0
-        self.refused = 0  # of the sent ones, for want of room at the receiver
         self._begun = time.monotonic()
         self._ended = threading.Event()
         self._thread = threading.Thread(target=self._run)
@@ -92,8 +94,7 @@ class Flood:
     def _run(self):
         while not self._ended.wait(0.01):
             due = int((time.monotonic() - self._begun) * self._rate) - self.sent
-            self.refused += due - self._program.send([self._message] * due, self._to)
-            self.sent += due
+            self.sent += self._program.send([self._message] * due, self._to)
 
     def stop(self):
         """Ends it; the messages a second that were sent."""
