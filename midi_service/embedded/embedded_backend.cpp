@@ -210,7 +210,8 @@ void EmbeddedBackend::advance(microseconds by) {
     const microseconds until = state_->manual_now + by;
     const auto settled = [this] { return !state_->something_due() && !state_->delivering; };
     while (true) {
-        state_->wake.notify_one();
+        if (state_->something_due())
+            state_->wake.notify_one();
         state_->delivered.wait(lock, settled);
         if (state_->on_the_way.empty() || state_->on_the_way.begin()->first > until)
             break;

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "machine/firmware.h"
+#include "tests/exploration/stepping_backend.h"
+
+#include <memory>
+
+/// How machines answer.
+enum class Echo : std::uint8_t {
+    normal,
+    absent,
+    early,      // before the send that it answers returns
+    slow,       // but within the wait
+    after_wait, // while the sequence is repeated
+    much_later, // when the press is over
+    doubled,
+    wrong_1, // in its status byte
+    wrong_2,
+    wrong_3,
+    split,    // by clocks inside it
+    followed, // by a clock and a note
+    overlong, // between system-exclusive data that are longer than what is kept of a packet
+};
+
+/// What can go wrong in a step.
+enum class Fault : std::uint8_t {
+    source_gone,
+    destination_gone,
+    device_gone,
+    unplugged,
+    back_at_the_end, // of the lists
+    back_as_it_was,  // all that was wrong with it is over
+    renamed,
+    named_shorter,
+    offline,
+    offline_unknown,
+    name_null,
+    model_null,
+    query_fails,      // the next one
+    connection_fails, // the next one
+    send_fails,       // the next one
+    sends_fail,       // all of them
+    sends_fail_with_low_byte_zero,
+    twin_appears,  // a second machine of the same name
+    other_appears, // one of another name
+    stray_echo,    // the echo, without having been asked
+    stray_other,   // another message, in the two bytes that are compared like nothing before
+    stray_clock,
+    stranger_echoes, // what no machine sent
+    echo_absent,     // from here on they answer like this
+    echo_early,
+    echo_slow,
+    echo_after_wait,
+    echo_much_later,
+    echo_doubled,
+    echo_wrong_1,
+    echo_wrong_2,
+    echo_wrong_3,
+    echo_split,
+    echo_followed,
+    echo_overlong,
+};
+inline constexpr unsigned fault_count = static_cast<unsigned>(Fault::echo_overlong) + 1;
+
+[[nodiscard]] const char* to_string(Fault fault);
+
+/// Machine 4AC5F4C4 and, behind it, an instrument that is none, on an embedded service in manual
+/// time. What happens goes into the backend's journal.
+class ExploredWorld {
+public:
+    /// `message` is what the press will send.
+    ExploredWorld(EmbeddedBackend& service, SteppingBackend& backend, const Bytes& message);
+
+    /// Lets a fault happen in the step that is running.
+    void happen(Fault fault, const Step& step);
+    /// Takes all machines away, and the faults with them.
+    void clear();
+
+    Echo echo = Echo::normal;
+    /// Bytes that reached the instrument.
+    Bytes strangers_bytes{};
+    [[nodiscard]] MIDIObjectRef stranger() const { return stranger_; }
+
+private:
+    struct Machine {
+        EmbeddedObject look;
+        Firmware firmware{};
+        MIDIObjectRef reference = 0; ///< 0: not plugged in
+    };
+
+    void look_different(Fault fault);
+    void send_something(Fault fault, const Step& step);
+    void plug(Machine& machine);
+    void unplug(Machine& machine);
+    void update();
+    Machine& add(const std::string& name);
+    void receive(Machine& machine, std::span<const std::uint8_t> messages);
+    void answer(const Machine& machine, const MachineReply& reply);
+    void emit(MIDIObjectRef object, const Bytes& bytes, const std::vector<Bytes>& heard,
+              std::chrono::microseconds after);
+
+    EmbeddedBackend& service_;
+    SteppingBackend& backend_;
+    const Bytes message_;
+    std::vector<std::unique_ptr<Machine>> machines_{};
+    Machine& machine_; ///< the first
+    MIDIObjectRef stranger_;
+};
