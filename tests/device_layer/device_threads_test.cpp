@@ -6,6 +6,7 @@
 #include "tests/support/captured_output.h"
 #include "tests/support/device_state.h"
 #include "tests/support/virtual_pauses.h"
+#include "tests/support/watchdog.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -80,6 +81,7 @@ protected:
         return output.take();
     }
 
+    Watchdog watchdog_{100s};
     EmbeddedBackend service_;
     MIDIObjectRef machine_ = 0;
     std::vector<Bytes> received_;              // by send; screen thread

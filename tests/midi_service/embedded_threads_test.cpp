@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/embedded/embedded_backend.h"
+#include "tests/support/watchdog.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -63,6 +64,7 @@ protected:
         return MIDISend(out_, destination, &list);
     }
 
+    Watchdog watchdog_{100s};
     Counter heard_;
     EmbeddedBackend service_;
     MIDIClientRef client_ = 0;

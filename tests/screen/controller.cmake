@@ -28,3 +28,16 @@ foreach(subject IN ITEMS start apply save)
     LINK test_press_fixture screen_controller device_layer midi_service midi_embedded
       machine_firmware machine_embedded_host test_captured_output test_virtual_pauses)
 endforeach()
+keyloft_test(press_threads_test press_threads_test.cpp
+  LINK test_press_fixture screen_controller device_layer midi_service midi_embedded machine_firmware
+    machine_embedded_host test_captured_output test_virtual_pauses test_watchdog)
+
+# What the address sanitizer does not see: values that nobody wrote.
+if(NOT CMAKE_CXX_FLAGS MATCHES "-m32|-f")
+  foreach(subject IN ITEMS start apply save)
+    add_test(NAME valgrind.press_${subject}
+      COMMAND valgrind --quiet --error-exitcode=1 --leak-check=full
+        --errors-for-leak-kinds=definite,indirect,possible $<TARGET_FILE:press_${subject}_test>)
+    set_tests_properties(valgrind.press_${subject} PROPERTIES LABELS valgrind TIMEOUT 300)
+  endforeach()
+endif()

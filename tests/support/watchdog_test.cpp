@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#include "tests/support/watchdog.h"
+
+#include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
+
+// A name for the stacks. Each thread holds what the other one waits for.
+void embrace(std::timed_mutex& mine, std::timed_mutex& others, std::atomic<int>& holding) {
+    const std::lock_guard first(mine);
+    ++holding;
+    while (holding != 2)
+        std::this_thread::yield();
+    // Long enough for any test, and a deadlock that the thread sanitizer does not report by itself.
+    static_cast<void>(others.try_lock_for(1h));
+}
+
+namespace {
+
+void embrace_under_watch() {
+    const Watchdog watchdog(500ms);
+    std::timed_mutex one, other;
+    std::atomic<int> holding = 0;
+    std::thread second([&] { embrace(other, one, holding); });
+    embrace(one, other, holding);
+    second.join();
+}
+
+} // namespace
+
+TEST(WatchdogTest, DeadlockEndsTheProcessAndEveryThreadSaysWhereItIs) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(embrace_under_watch(), testing::KilledBySignal(SIGABRT),
+                "still running after 500 ms.*thread [0-9]+:.*embrace.*thread [0-9]+:.*embrace");
+}
+
+TEST(WatchdogTest, WorkThatIsDoneInTimeIsLeftAlone) {
+    const Watchdog watchdog(10min);
+}
