@@ -28,6 +28,7 @@ constexpr std::array<const char*, fault_count> fault_names = {
     "sends fail with low byte zero",
     "twin appears",
     "other appears",
+    "stranger gone",
     "stray echo",
     "stray other",
     "stray clock",
@@ -105,6 +106,10 @@ void ExploredWorld::happen(Fault fault, const Step& step) {
         return;
     case Fault::other_appears:
         add("4AC9F4C4");
+        return;
+    case Fault::stranger_gone:
+        service_.detach(stranger_);
+        backend_.journal.push_back({.kind = Event::Kind::gone, .object = stranger_});
         return;
     case Fault::stray_echo:
     case Fault::stray_other:

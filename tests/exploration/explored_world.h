@@ -44,6 +44,7 @@ enum class Fault : std::uint8_t {
     sends_fail_with_low_byte_zero,
     twin_appears,  // a second machine of the same name
     other_appears, // one of another name
+    stranger_gone, // so that without the machine there is nothing at all
     stray_echo,    // the echo, without having been asked
     stray_other,   // another message, in the two bytes that are compared like nothing before
     stray_clock,

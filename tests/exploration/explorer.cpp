@@ -41,6 +41,13 @@ std::string difference(const std::string& found, const std::string& wanted) {
            "\", not \"" + wanted.substr(at, enough) + '"';
 }
 
+std::string kept_of_packets() {
+    std::string bytes;
+    for (const auto& byte : midi_pack_setup_data)
+        bytes += static_cast<char>(byte.load());
+    return bytes;
+}
+
 /// One screen over one service, from its appearing to its end.
 class Run {
 public:
@@ -174,6 +181,8 @@ void Run::judge(const ExpectedPress& expected) {
     expect("machine menu", screen_.machine_type_menu_string, expected.menu);
     expect("alert", static_cast<int>(screen_.showAlert), 1);
     expect("flag", static_cast<unsigned>(set_up_ok_flag), memory_.confirmed ? 185U : 0U);
+    expect("kept of packets", kept_of_packets(),
+           std::string(memory_.packet.begin(), memory_.packet.end()));
     std::size_t sends = 0;
     bool stranger_was_unnamed = false;
     for (const Event& event : backend_.journal) {

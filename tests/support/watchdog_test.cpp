@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/watchdog.h"
 
+#include <atomic>
+
 #include <gtest/gtest.h>
 
 using namespace std::chrono_literals;
@@ -18,10 +20,12 @@ void embrace(std::timed_mutex& mine, std::timed_mutex& others, std::atomic<int>&
 namespace {
 
 void embrace_under_watch() {
-    const Watchdog watchdog(500ms);
     std::timed_mutex one, other;
     std::atomic<int> holding = 0;
     std::thread second([&] { embrace(other, one, holding); });
+    while (holding == 0)
+        std::this_thread::yield();
+    const Watchdog watchdog(500ms);
     embrace(one, other, holding);
     second.join();
 }
