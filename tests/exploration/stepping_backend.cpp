@@ -9,7 +9,6 @@
 namespace {
 
 constexpr unsigned machines = 16;
-constexpr unsigned pauses_of_a_sequence = 6;
 
 constexpr std::array<StepKind, 10> sends_of_a_sequence = {
     StepKind::clock,   StepKind::clock,        StepKind::clock,   StepKind::clock,
