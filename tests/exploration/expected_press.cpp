@@ -15,8 +15,7 @@ std::string name_of(unsigned machine) {
     return std::string("4AC") + "0123456789ABCDEF"[machine] + "F4C4";
 }
 
-/// Of two places in a name that is compared, the first eight.
-constexpr std::size_t compared = 8;
+constexpr std::size_t compared = 8; // bytes of a name
 
 } // namespace
 

@@ -254,6 +254,7 @@ std::vector<Step> Explorer::run(const Scenario& scenario, std::span<const Inject
             words += "\n  " + wrong;
         steps = std::move(press.steps);
     }
+    // Less what holds the results.
     const std::size_t left = live_allocations() - before - (steps.capacity() != 0 ? 1 : 0) -
                              (words.capacity() > std::string().capacity() ? 1 : 0);
     if (left != 0)
