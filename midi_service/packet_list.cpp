@@ -68,7 +68,7 @@ MIDIPacket* MIDIPacketListAdd(MIDIPacketList* list, ByteCount list_size, MIDIPac
     if (list->numPackets != 0) {
         // A position in front of the list wraps to an offset far behind it.
         const std::uint64_t at = address_of(current) - start;
-        if (at < first || !fits(at, 0, list_size))
+        if (at < first || at % alignof(MIDIPacket) != 0 || !fits(at, 0, list_size))
             return nullptr;
         offset = address_behind(current) - start;
     }

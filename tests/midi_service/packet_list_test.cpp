@@ -178,6 +178,16 @@ TEST_F(PacketList, PositionOutsideTheListIsRefused) {
     EXPECT_EQ(room_, before);
 }
 
+TEST_F(PacketList, PositionWhereNoPacketCanStartIsRefused) {
+    add({0xF8});
+    const auto before = room_;
+    for (const std::size_t odd : {5U, 6U, 7U, 21U}) {
+        current_ = reinterpret_cast<MIDIPacket*>(room_.data() + odd);
+        EXPECT_EQ(add({0xF8}), nullptr) << odd;
+    }
+    EXPECT_EQ(room_, before);
+}
+
 TEST_F(PacketList, FullListTakesAnotherAfterItWasInitialisedAgain) {
     while (MIDIPacket* next = add({0x90, 0x01, 0x02}))
         current_ = next;
