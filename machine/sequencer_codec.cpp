@@ -12,8 +12,11 @@ SequencerCodec::SequencerCodec() {
 }
 
 std::span<const std::uint8_t> SequencerCodec::bytes(const snd_seq_event_t& event) {
-    if (event.type == SND_SEQ_EVENT_SYSEX)
+    if (event.type == SND_SEQ_EVENT_SYSEX) {
+        if (!snd_seq_ev_is_variable(&event))
+            return {}; // there is no pointer in it
         return {static_cast<const std::uint8_t*>(event.data.ext.ptr), event.data.ext.len};
+    }
     const long length = snd_midi_event_decode(coder_.get(), buffer_.data(),
                                               static_cast<long>(buffer_.size()), &event);
     return {buffer_.data(), length > 0 ? static_cast<std::size_t>(length) : 0};

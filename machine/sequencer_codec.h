@@ -18,7 +18,7 @@ public:
     /// no MIDI.
     [[nodiscard]] std::span<const std::uint8_t> bytes(const snd_seq_event_t& event);
 
-    /// The event that one whole message is, without an address.
+    /// The event that one whole message of up to three bytes is, without an address.
     [[nodiscard]] snd_seq_event_t event(std::span<const std::uint8_t> message);
 
 private:

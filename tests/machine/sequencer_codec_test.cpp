@@ -63,6 +63,15 @@ TEST(SequencerCodec, GivesSystemExclusiveDataOfAnyLength) {
     EXPECT_EQ(Bytes(bytes.begin(), bytes.end()), data);
 }
 
+TEST(SequencerCodec, SeesNoExclusiveDataInAnEventThatPointsToNone) {
+    SequencerCodec codec;
+    snd_seq_event_t event{};
+    event.type = SND_SEQ_EVENT_SYSEX;
+    for (unsigned char& byte : event.data.raw8.d)
+        byte = 1;
+    EXPECT_TRUE(codec.bytes(event).empty());
+}
+
 TEST(SequencerCodec, SeesNoMidiInAnnouncements) {
     SequencerCodec codec;
     for (const snd_seq_event_type_t type :
