@@ -22,6 +22,26 @@ std::string mistake_in_code(const std::string& text) {
            "\" is not a device code: it has eight hexadecimal digits, such as 4AC5F4C4";
 }
 
+CodeArguments::CodeArguments(CLI::App& app) {
+    auto* some =
+        app.add_option("CODE", names_, "Device codes, such as 4AC5F4C4 (which is the default)")
+            ->check(&mistake_in_code)
+            ->type_name("");
+    app.add_flag("--all", all_, "The sixteen machines from 4AC0F4C4 to 4ACFF4C4")->excludes(some);
+}
+
+std::vector<std::uint32_t> CodeArguments::codes() const {
+    std::vector<std::uint32_t> codes;
+    codes.reserve(names_.size() + 16);
+    for (const std::string& name : names_)
+        codes.push_back(device_code(name).value());
+    for (std::uint32_t i = 0; all_ && i < 16; ++i)
+        codes.push_back(0x4AC0F4C4 + (i << 16));
+    if (codes.empty())
+        codes.push_back(0x4AC5F4C4);
+    return codes;
+}
+
 FaultArguments::FaultArguments(CLI::App& app) {
     const auto add = [](auto* option) { return option->group("Faults"); };
     const auto number = [&](const char* name, const char* type, unsigned& value, unsigned least,

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace CLI {
 class App;
@@ -16,6 +17,20 @@ class App;
 
 /// What is wrong with a text as a device code, as a sentence; empty when nothing is.
 [[nodiscard]] std::string mistake_in_code(const std::string& text);
+
+/// Which machines there are to be, as command line arguments.
+class CodeArguments {
+public:
+    /// Adds the arguments to a program's. This object has to outlive the reading of them.
+    explicit CodeArguments(CLI::App& app);
+
+    /// The device codes that were asked for, at least one, once the arguments were read.
+    [[nodiscard]] std::vector<std::uint32_t> codes() const;
+
+private:
+    std::vector<std::string> names_{};
+    bool all_ = false;
+};
 
 /// The faults of machines as command line arguments.
 class FaultArguments {

@@ -72,25 +72,11 @@ int run(int argc, char** argv) {
     CLI::App app(purpose, "keyloft-machine");
     app.footer(notes);
     app.set_version_flag("--version", "keyloft-machine " KEYLOFT_VERSION);
-    std::vector<std::string> names;
-    auto* some =
-        app.add_option("CODE", names, "Device codes, such as 4AC5F4C4 (which is the default)")
-            ->check(&mistake_in_code)
-            ->type_name("");
-    bool all = false;
-    app.add_flag("--all", all, "The sixteen machines from 4AC0F4C4 to 4ACFF4C4")->excludes(some);
+    const CodeArguments codes(app);
     const FaultArguments faults(app);
     if (const auto code = read_arguments(app, argc, argv))
         return *code;
-    std::vector<std::uint32_t> codes;
-    codes.reserve(names.size() + 16);
-    for (const std::string& name : names)
-        codes.push_back(device_code(name).value());
-    for (std::uint32_t i = 0; all && i < 16; ++i)
-        codes.push_back(0x4AC0F4C4 + (i << 16));
-    if (codes.empty())
-        codes.push_back(0x4AC5F4C4);
-    serve(codes, faults.faults());
+    serve(codes.codes(), faults.faults());
     return 0;
 }
 

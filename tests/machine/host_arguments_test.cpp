@@ -16,6 +16,15 @@ MachineFaults faults_of(std::vector<const char*> words) {
     return arguments.faults();
 }
 
+/// The machines that a command line asks for.
+std::vector<std::uint32_t> codes_of(std::vector<const char*> words) {
+    CLI::App app;
+    const CodeArguments arguments(app);
+    words.insert(words.begin(), "program");
+    EXPECT_EQ(read_arguments(app, static_cast<int>(words.size()), words.data()), std::nullopt);
+    return arguments.codes();
+}
+
 constexpr unsigned always = MachineFaults::always;
 
 TEST(DeviceCode, IsEightHexadecimalDigits) {
@@ -25,6 +34,15 @@ TEST(DeviceCode, IsEightHexadecimalDigits) {
     for (const char* text : {"", "4AC5F4C", "4AC5F4C41", "4AC5F4CG", " 4AC5F4C", "+4AC5F4C",
                              "-4AC5F4C", "0x4AC5F4", "4AC5F4C4\n"})
         EXPECT_EQ(device_code(text), std::nullopt) << text;
+}
+
+TEST(CodeArguments, AreTheMachinesInTheirOrder) {
+    EXPECT_EQ(codes_of({}), std::vector{0x4AC5F4C4U});
+    EXPECT_EQ(codes_of({"4ACAF4C4", "4ac1f4c4"}), (std::vector{0x4ACAF4C4U, 0x4AC1F4C4U}));
+    const auto all = codes_of({"--all"});
+    ASSERT_EQ(all.size(), 16U);
+    for (std::uint32_t i = 0; i < 16; ++i)
+        EXPECT_EQ(all[i], 0x4AC0F4C4U + i * 0x10000U);
 }
 
 TEST(FaultArguments, AskForNothingByThemselves) {
