@@ -19,14 +19,14 @@ LONG_FILES = {"Include/usb_midi.cpp"}  # the device layer is one unit, as long a
 
 CPP = {".cpp", ".h"}
 TEXT_WITHOUT_RULES = {".md", ".diff", ".xml", ".svg"}  # their line ends may carry meaning
-BINARY = {".png", ".ico"}
+BINARY = {".png", ".ico", ".seed"}
 NAMED_TESTS = "docs/reliability.md"
 SPDX = "SPDX-License-" + "Identifier: MIT"  # in two, so that nothing takes it for this file's own
 
 QT = re.compile(r"Q[A-Z]\w*(/\w+)?$|Qt\w+/")
 ALSA = re.compile(r"(alsa|sound)/")
 QT_FREE = re.compile(r"(Include|midi_service|machine)/|keyloft/screen_controller\.")
-ALSA_FOLDERS = re.compile(r"midi_service/alsa/|machine/|tests/|bench/")
+ALSA_FOLDERS = re.compile(r"midi_service/alsa/|machine/|tests/|bench/|fuzz/")
 
 # What a file may include of the project: the first rule that fits its path decides.
 MAY_INCLUDE = [
@@ -38,7 +38,7 @@ MAY_INCLUDE = [
     (r"machine/firmware\.", r"machine/firmware\.h$"),
     (r"machine/", r"machine/|midi_service/"),
     (r"demo/", r"demo/|machine/|keyloft/|Include/|midi_service/"),
-    (r"(tests|bench)/", r""),
+    (r"(tests|bench|fuzz)/", r""),
 ]
 
 # (files, pattern, why it is not wanted)

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+// The command line of keyloft-machine. An input is one argument a line.
+#include "fuzz/target.h"
+#include "machine/firmware.h"
+#include "machine/host_arguments.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cctype>
+#include <iostream>
+#include <sstream>
+
+namespace {
+
+/// What the program prints on a stream, for as long as the object lives.
+class Printed {
+public:
+    explicit Printed(std::ostream& stream) : stream_(stream), before_(stream.rdbuf(&text_)) {}
+    ~Printed() { stream_.rdbuf(before_); }
+    Printed(const Printed&) = delete;
+    Printed& operator=(const Printed&) = delete;
+
+    [[nodiscard]] std::string text() const { return text_.str(); }
+
+private:
+    std::ostream& stream_;
+    std::stringbuf text_{};
+    std::streambuf* before_;
+};
+
+bool is_code(const std::string& text) {
+    return text.size() == 8 &&
+           std::ranges::all_of(text, [](unsigned char c) { return std::isxdigit(c) != 0; });
+}
+
+std::string upper_case(std::string text) {
+    for (char& c : text)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return text;
+}
+
+bool has(const std::vector<std::string>& lines, const std::string& line) {
+    return std::ranges::find(lines, line) != lines.end();
+}
+
+void check_codes(const std::vector<std::uint32_t>& codes, const std::vector<std::string>& lines) {
+    require(!codes.empty(), "there is always a machine");
+    const bool are_all = codes.size() == 16 && codes[0] == 0x4AC0F4C4 && codes[15] == 0x4ACFF4C4;
+    for (const std::uint32_t code : codes) {
+        const std::string name = machine_name(code);
+        const auto is_named = [&name](const std::string& line) {
+            return upper_case(line).ends_with(name);
+        };
+        require(device_code(name) == code, "a machine's name is its code");
+        require(are_all || code == 0x4AC5F4C4 || std::ranges::any_of(lines, is_named),
+                "each machine was asked for");
+    }
+    if (has(lines, "--all"))
+        require(are_all || has(lines, "--"), "all of them are sixteen");
+}
+
+void check_faults(const MachineFaults& faults, const std::vector<std::string>& lines) {
+    require(faults.wrong_byte >= 1 && faults.wrong_byte <= 3, "a message has three bytes");
+    require(faults.delay_ms <= 60000, "an echo is a minute late at most");
+    require((faults.slow != 0) == (faults.delay_ms != 0), "late is what has a delay");
+    unsigned times = 0;
+    for (const unsigned count : {faults.silent, faults.slow, faults.wrong, faults.chatter}) {
+        require(count == 0 || times == 0 || count == times, "all faults last as long");
+        times = std::max(times, count);
+    }
+    if (lines == std::vector<std::string>{"--silent"})
+        require(faults.silent == MachineFaults::always, "faults last for ever");
+}
+
+void check_texts(const std::vector<std::string>& lines) {
+    for (const std::string& line : lines) {
+        require(device_code(line).has_value() == is_code(line), "a code is eight digits");
+        require(mistake_in_code(line).empty() == is_code(line), "anything else is a mistake");
+        if (const auto code = device_code(line))
+            require(machine_name(*code) == upper_case(line), "the code is its digits");
+    }
+}
+
+/// An argument has no zero byte in it.
+std::vector<std::string> read_lines(std::span<const std::uint8_t> bytes) {
+    std::vector<std::string> lines(1);
+    for (const std::uint8_t byte : bytes) {
+        if (byte == '\n')
+            lines.emplace_back();
+        else if (byte != 0)
+            lines.back() += static_cast<char>(byte);
+    }
+    if (lines.back().empty())
+        lines.pop_back();
+    return lines;
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const auto lines = read_lines({data, size});
+    check_texts(lines);
+    std::vector<const char*> words = {"keyloft-machine"};
+    for (const std::string& line : lines)
+        words.push_back(line.c_str());
+
+    CLI::App app("purpose", "keyloft-machine");
+    app.set_version_flag("--version", "keyloft-machine 1");
+    const CodeArguments codes(app);
+    const FaultArguments faults(app);
+    const Printed out(std::cout);
+    const Printed error(std::cerr);
+    const auto exit_code = read_arguments(app, static_cast<int>(words.size()), words.data());
+    if (!exit_code) {
+        require(out.text().empty() && error.text().empty(), "what is right needs no words");
+        check_codes(codes.codes(), lines);
+        check_faults(faults.faults(), lines);
+        return 0;
+    }
+    require(*exit_code == 0 || *exit_code == 2, "the exit codes of the manual");
+    require(out.text().empty() == (*exit_code == 2), "help goes to standard output");
+    require(error.text().empty() == (*exit_code == 0), "a mistake to standard error");
+    require(*exit_code == 0 || error.text().starts_with("keyloft-machine: "), "with the name");
+    return 0;
+}
