@@ -9,6 +9,7 @@
 #include <thread>
 
 #include <poll.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -107,6 +108,45 @@ TEST_F(HostLoopTest, EndsAtAnInterrupt) {
     signal_myself(SIGINT); // waits until the loop takes it
     loop_.run(machines_, [] {});
     EXPECT_TRUE(record_.events.empty());
+}
+
+/// No descriptor can be opened any more while the object lives, and none above these polled.
+class FewDescriptors {
+public:
+    explicit FewDescriptors(rlim_t number) {
+        getrlimit(RLIMIT_NOFILE, &before_);
+        const rlimit few{number, before_.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &few);
+    }
+    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+    FewDescriptors(const FewDescriptors&) = delete;
+    FewDescriptors& operator=(const FewDescriptors&) = delete;
+
+private:
+    rlimit before_{};
+};
+
+std::string error_of(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const HostError& error) {
+        return error.what();
+    }
+    return "none";
+}
+
+TEST(HostLoop, SaysWhatDoesNotWork) {
+    EXPECT_EQ(error_of([] {
+                  const FewDescriptors none(0);
+                  const HostLoop loop(-1);
+              }),
+              "signalfd does not work: Too many open files.");
+    HostLoop loop(-1);
+    EXPECT_EQ(error_of([&loop] {
+                  const FewDescriptors one(1);
+                  loop.run({}, [] {});
+              }),
+              "Waiting for input does not work: Invalid argument.");
 }
 
 bool holds_back(int signal) {

@@ -2,6 +2,7 @@
 #include "machine/journal.h"
 
 #include "tests/machine/socket_machine.h"
+#include "tests/support/captured_output.h"
 
 #include <gtest/gtest.h>
 
@@ -64,6 +65,27 @@ TEST_F(JournalTest, GoesOnWhereItEnded) {
         machine.power_cycle();
     }
     EXPECT_EQ(lines().size(), 2U);
+}
+
+TEST_F(JournalTest, SaysThatAMachineWasLost) {
+    Journal journal(path_);
+    SocketMachine machine({}, journal);
+    machine.cut();
+    machine.read();
+    ASSERT_EQ(lines().size(), 1U);
+    EXPECT_TRUE(lines()[0].ends_with(R"(,"machine":"4AC5F4C4","event":"lost"})"));
+}
+
+TEST_F(JournalTest, GoesToStandardOutputWithoutAFile) {
+    CapturedOutput output;
+    Journal journal("");
+    SocketMachine machine({}, journal);
+    machine.power_cycle();
+    const std::string line = output.take();
+    EXPECT_TRUE(line.starts_with(R"({"ns":)")) << line;
+    EXPECT_TRUE(line.ends_with(R"("event":"power cycle: back to 0 mappings"})"
+                               "\n"))
+        << line;
 }
 
 TEST_F(JournalTest, SaysWhyItCannotBeWritten) {

@@ -112,6 +112,20 @@ TEST(MachineHost, LeavesWhenItVanishesAndSendsNothingMore) {
     EXPECT_EQ(taken(machine), Bytes{});
 }
 
+TEST(MachineHost, TellsThatItsConnectionWasTakenAwayAndSendsNothingMore) {
+    WatcherRecord record;
+    SocketMachine machine({}, record);
+    give(machine, command);
+    EXPECT_TRUE(machine.next_due().has_value());
+    machine.cut();
+    machine.read();
+    EXPECT_EQ(record.events.back(), "lost");
+    EXPECT_EQ(machine.descriptor(), -1);
+    EXPECT_EQ(machine.next_due(), std::nullopt);
+    machine.power_cycle();
+    EXPECT_GE(machine.descriptor(), 0);
+}
+
 TEST(MachineHost, IsBackWithTheSavedTableAfterAPowerCycle) {
     WatcherRecord record;
     SocketMachine machine({}, record);

@@ -22,6 +22,7 @@ public:
     void sent(const MachineHost&, std::span<const std::uint8_t> bytes) override {
         output.emplace_back(bytes.begin(), bytes.end());
     }
+    void lost(const MachineHost&) override { events.emplace_back("lost"); }
 
     std::vector<std::string> events;
     Bytes input;
@@ -45,14 +46,20 @@ public:
     /// The other end of the cable that the machine was plugged in with last.
     [[nodiscard]] int far_end() const { return far_ends_.back(); }
     [[nodiscard]] std::size_t plugs() const { return far_ends_.size(); }
+    /// Takes the cable away from the machine.
+    void cut() const { shutdown(far_end(), SHUT_RDWR); }
 
     [[nodiscard]] std::string place() const override { return "socket"; }
     [[nodiscard]] int descriptor() const override { return near_end_; }
     void read() override {
         Bytes bytes(256);
         const ssize_t length = ::read(near_end_, bytes.data(), bytes.size());
-        if (length > 0)
+        if (length > 0) {
             take(std::span(bytes).first(static_cast<std::size_t>(length)));
+        } else {
+            SocketMachine::pull();
+            lose();
+        }
     }
 
 private:
