@@ -103,6 +103,16 @@ TEST_F(HostLoopTest, SwitchesAllMachinesOffAndOnAtASignal) {
                                         "power cycle: back to 0 mappings"}));
 }
 
+TEST_F(HostLoopTest, GoesOnWhenItIsContinued) {
+    const int cable = add().far_end();
+    serve([&] {
+        signal_myself(SIGCONT);
+        write_to(cable, command);
+        EXPECT_EQ(read_from(cable, 3), echo);
+    });
+    EXPECT_EQ(machines_[0]->firmware().table().size(), 1U);
+}
+
 TEST_F(HostLoopTest, EndsAtAnInterrupt) {
     add();
     signal_myself(SIGINT); // waits until the loop takes it

@@ -26,10 +26,14 @@ public:
     ~Terminal() {
         if (child_ > 0)
             kill(child_, SIGKILL);
-        close(user_);
+        if (user_ >= 0)
+            close(user_);
     }
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
+
+    /// The terminal is gone for the program.
+    void hang_up() { close(std::exchange(user_, -1)); }
 
     void type(const std::string& keys) const {
         EXPECT_EQ(write(user_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
@@ -121,6 +125,21 @@ TEST(Keyboard, HasNoKeysInATerminalThatIsNotItsOwn) {
     EXPECT_EQ(keyboard.descriptor(), -1);
     close(user);
     close(terminal);
+}
+
+int read_until_the_terminal_is_gone() {
+    signal(SIGHUP, SIG_IGN);
+    Keyboard keyboard(STDIN_FILENO);
+    dprintf(STDOUT_FILENO, keyboard.descriptor() == STDIN_FILENO ? "[ready]" : "[no keys]");
+    const bool has_key = keyboard.read().has_value();
+    return !has_key && keyboard.descriptor() == -1 ? 0 : 5;
+}
+
+TEST(Keyboard, HasNoKeysAnyMoreWhenTheTerminalIsGone) {
+    Terminal terminal(read_until_the_terminal_is_gone);
+    EXPECT_EQ(terminal.screen_until("[ready]"), "[ready]");
+    terminal.hang_up();
+    EXPECT_EQ(terminal.exit_code(), 0);
 }
 
 int serve_in_background() {
