@@ -178,4 +178,12 @@ TEST(AlsaEndpointList, ReadingAnewKeepsWhatIsTheSame) {
     EXPECT_EQ(endpoints.objects().absence(before[2]), -ENODEV);
 }
 
+TEST(AlsaEndpointList, AddressesAreThoseOfAllEndpointsInOrder) {
+    EndpointList endpoints;
+    endpoints.put(port(20, 1, "b"));
+    endpoints.put(port(20, 0, "a"));
+    endpoints.put(port(14, 0, "through", through_port));
+    EXPECT_EQ(endpoints.addresses(), (std::vector<Address>{{14, 0}, {20, 0}, {20, 1}}));
+}
+
 } // namespace

@@ -84,4 +84,12 @@ TEST(AlsaNameCheck, TextThatIsNoTableMeansNothing) {
         EXPECT_EQ(endpoints_named_otherwise(text, endpoints), Addresses{}) << text;
 }
 
+TEST(AlsaNameCheck, WithoutATableNothingIsToBeAsked) {
+    EndpointList endpoints;
+    put(endpoints, 128, 0, "4AC5F4C4");
+    const NameCheck check;
+    EXPECT_FALSE(check.is_open());
+    EXPECT_EQ(check.renamed(endpoints), Addresses{});
+}
+
 } // namespace

@@ -179,6 +179,7 @@ TEST_F(PacketList, PositionOutsideTheListIsRefused) {
 }
 
 TEST_F(PacketList, PositionWhereNoPacketCanStartIsRefused) {
+    room_.fill(std::byte{0}); // any length that is read there is a short one
     add({0xF8});
     const auto before = room_;
     for (const std::size_t odd : {5U, 6U, 7U, 21U}) {
