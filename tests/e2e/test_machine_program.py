@@ -46,6 +46,11 @@ class MachineProgram(Scenario):
         self.assertEqual([json.loads(line) for line in shown[3:]],
                          [{"machine": "4AC7F4C4", "table": [command.MAPPING],
                            "saved": [command.MAPPING]}])
+
+        machine.send_signal(signal.SIGUSR1)
+        until("it is back", lambda: output.read_text().count(" of the sequencer\n") == 2)
+        shown = output.read_text().splitlines()
+        self.assertEqual(shown[-2], "4AC7F4C4  power cycle: back to 1 mapping")
         machine.terminate()
         self.assertEqual(machine.wait(60), 0)
         self.assertEqual(errors.read_text(), "")
