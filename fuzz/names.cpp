@@ -21,7 +21,7 @@ using Buffer = std::array<char, 64>;
 /// The UTF-8 character of each Mac Roman byte, the other way round than the service converts.
 std::map<std::string, char> mac_roman_characters() {
     std::map<std::string, char> characters;
-    iconv_t const descriptor = iconv_open("UTF-8", "MACINTOSH");
+    auto* const descriptor = iconv_open("UTF-8", "MACINTOSH");
     for (int byte = 1; byte < 256; ++byte) {
         char from = static_cast<char>(byte);
         std::array<char, 8> to{};

@@ -176,6 +176,7 @@ TEST(AlsaEndpointList, ReadingAnewKeepsWhatIsTheSame) {
     EXPECT_EQ(after[0], before[0]);
     EXPECT_EQ(endpoints.objects().absence(before[1]), -ENODEV);
     EXPECT_EQ(endpoints.objects().absence(before[2]), -ENODEV);
+    EXPECT_NE(after[1], before[2]) << "an endpoint under another name is another one";
 }
 
 TEST(AlsaEndpointList, AddressesAreThoseOfAllEndpointsInOrder) {
