@@ -117,7 +117,8 @@ TEST(AlsaEventCodec, ExclusiveDataArePointedTo) {
         const snd_seq_event_t event = encoded(data);
         EXPECT_EQ(event.type, SND_SEQ_EVENT_SYSEX);
         EXPECT_EQ(event.flags & SND_SEQ_EVENT_LENGTH_MASK, SND_SEQ_EVENT_LENGTH_VARIABLE);
-        EXPECT_EQ(event.data.ext.ptr, data.data());
+        const void* const pointer = event.data.ext.ptr; // stands at an odd place there
+        EXPECT_EQ(pointer, data.data());
         EXPECT_EQ(decoded(event), data) << "also a piece of them";
     }
 }

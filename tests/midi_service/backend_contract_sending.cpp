@@ -117,12 +117,12 @@ TEST_P(BackendContract, BytesThatAreNotWholeMessagesAreRefusedWhole) {
 TEST_P(BackendContract, OnlyAnOutputPortThatIsOpenSends) {
     const auto peer = world_->attach("4AC5F4C4");
     const MIDIEndpointRef to = destination("4AC5F4C4");
-    alignas(MIDIPacketList) std::array<std::byte, 64> room{};
-    auto* list = reinterpret_cast<MIDIPacketList*>(room.data());
+    MIDIPacketList room{};
+    MIDIPacketList* list = &room;
     const Bytes clock{0xF8};
     for (const MIDIPortRef port : {MIDIPortRef{0}, in_, client_}) {
         MIDIPacket* packet = MIDIPacketListInit(list);
-        ASSERT_NE(MIDIPacketListAdd(list, room.size(), packet, 0, 1, clock.data()), nullptr);
+        ASSERT_NE(MIDIPacketListAdd(list, sizeof room, packet, 0, 1, clock.data()), nullptr);
         EXPECT_EQ(MIDISend(port, to, list), -ENXIO);
         EXPECT_EQ(list->numPackets, 0U);
     }
