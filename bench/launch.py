@@ -1,0 +1,182 @@
+# SPDX-License-Identifier: MIT
+"""Starts programs with a window, watches the X server for their first paint, and looks at what they
+hold and do then."""
+
+import ctypes
+import os
+import select
+import shutil
+import subprocess
+import tempfile
+import time
+from pathlib import Path
+
+PEERS = ("vmpk", "qmidiroute", "qjackctl")
+PATIENCE = 60  # seconds until a window has to be there
+SETTLED = 0.5  # a program whose memory did not grow for so long has started
+MAP_NOTIFY = 19
+SUBSTRUCTURE_NOTIFY = 1 << 19
+RAW_RECTANGLES = 0
+
+
+class _Damage(ctypes.Structure):
+    _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("send_event", ctypes.c_int),
+                ("display", ctypes.c_void_p), ("drawable", ctypes.c_ulong),
+                ("damage", ctypes.c_ulong), ("level", ctypes.c_int), ("more", ctypes.c_int),
+                ("timestamp", ctypes.c_ulong), ("x", ctypes.c_short), ("y", ctypes.c_short),
+                ("width", ctypes.c_ushort), ("height", ctypes.c_ushort),
+                ("rest", ctypes.c_long * 24)]
+
+
+class Screen:
+    """An X server of its own, and a watch on what is painted there."""
+
+    def __init__(self):
+        read_end, write_end = os.pipe()
+        self._server = subprocess.Popen(
+            ["Xvfb", "-displayfd", str(write_end), "-noreset", "-nolisten", "tcp", "-screen", "0",
+             "1280x1024x24"], pass_fds=[write_end], stderr=subprocess.DEVNULL)
+        os.close(write_end)
+        with os.fdopen(read_end, encoding="ascii") as number:
+            self.name = ":" + number.readline().strip()
+        self._x = ctypes.CDLL("libX11.so.6")
+        self._x.XOpenDisplay.restype = ctypes.c_void_p
+        self._x.XDefaultRootWindow.restype = ctypes.c_ulong
+        damage = ctypes.CDLL("libXdamage.so.1")
+        self._display = ctypes.c_void_p(self._x.XOpenDisplay(self.name.encode()))
+        base, unused = ctypes.c_int(), ctypes.c_int()
+        damage.XDamageQueryExtension(self._display, ctypes.byref(base), ctypes.byref(unused))
+        self._painted = base.value
+        root = ctypes.c_ulong(self._x.XDefaultRootWindow(self._display))
+        self._x.XSelectInput(self._display, root, ctypes.c_long(SUBSTRUCTURE_NOTIFY))
+        damage.XDamageCreate(self._display, root, RAW_RECTANGLES)
+        self._x.XSync(self._display, 0)
+
+    def forget(self):
+        """What happened so far is not waited for."""
+        self._x.XSync(self._display, 1)
+
+    def wait_for_paint(self, start):
+        """Waits until a window is there and something of size is painted; the microseconds since
+        `start`."""
+        mapped = False
+        event = _Damage()
+        while time.monotonic() - start < PATIENCE:
+            while self._x.XPending(self._display):
+                self._x.XNextEvent(self._display, ctypes.byref(event))
+                mapped = mapped or event.type == MAP_NOTIFY
+                if mapped and event.type == self._painted and event.width * event.height > 20_000:
+                    return (time.monotonic() - start) * 1e6
+            select.select([self._x.XConnectionNumber(self._display)], [], [], 1)
+        raise SystemExit("script/bench: no window came")
+
+    def stop(self):
+        self._x.XCloseDisplay(self._display)
+        self._server.terminate()
+        self._server.wait()
+
+
+def _status(pid):
+    lines = Path(f"/proc/{pid}/status").read_text().splitlines()
+    return dict(line.split(":", 1) for line in lines)
+
+
+def _kilobytes(pid, field):
+    return int(_status(pid)[field].split()[0])
+
+
+def _wait_until_settled(pid):
+    peak, since = 0, time.monotonic()
+    while time.monotonic() - since < SETTLED:
+        now = _kilobytes(pid, "VmHWM")
+        if now != peak:
+            peak, since = now, time.monotonic()
+        time.sleep(0.05)
+
+
+def _libraries(pid):
+    maps = Path(f"/proc/{pid}/maps").read_text().splitlines()
+    return len({line.split()[-1] for line in maps if ".so" in line})
+
+
+def _switches(pid):
+    tasks = Path(f"/proc/{pid}/task").iterdir()
+    return sum(int(line.split()[1]) for task in tasks
+               for line in (task / "status").read_text().splitlines() if "ctxt_switches" in line)
+
+
+def _processor_us(pid):
+    tasks = Path(f"/proc/{pid}/task").iterdir()
+    return sum(int((task / "schedstat").read_text().split()[0]) for task in tasks) / 1e3
+
+
+def _start(program, screen, environment):
+    screen.forget()
+    start = time.monotonic()
+    process = subprocess.Popen([program], env=environment, stdin=subprocess.DEVNULL,
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    return process, screen.wait_for_paint(start)
+
+
+def _stop(process):
+    process.kill()  # some ask before they end
+    process.wait()
+
+
+def start_once(program, screen, environment):
+    """The figures of one start."""
+    process, painted = _start(program, screen, environment)
+    _wait_until_settled(process.pid)
+    figures = {"us": painted, "peak_kb": _kilobytes(process.pid, "VmHWM"),
+               "anonymous_kb": _kilobytes(process.pid, "RssAnon"),
+               "libraries": _libraries(process.pid)}
+    _stop(process)
+    return figures
+
+
+def idle(program, screen, environment, seconds):
+    """The figures of a window that nobody touches."""
+    process, _ = _start(program, screen, environment)
+    _wait_until_settled(process.pid)
+    switches, processor = _switches(process.pid), _processor_us(process.pid)
+    time.sleep(seconds)
+    figures = {"switches": _switches(process.pid) - switches,
+               "cpu_us": _processor_us(process.pid) - processor}
+    _stop(process)
+    return figures
+
+
+def _add(samples, name, figures):
+    for metric, value in figures.items():
+        samples.setdefault("host " + name, {}).setdefault(metric, []).append(value)
+
+
+def measure(names, build, rounds, short):
+    """The figures of the benchmarks "start" and "idle"."""
+    ours = {"keyloft": build / "keyloft/keyloft", "demo": build / "demo/keyloft-demo"}
+    programs = dict(ours)
+    if not short:
+        programs["empty"] = build / "bench/empty_window"
+        programs |= {peer: found for peer in PEERS if (found := shutil.which(peer))}
+    samples = {}
+    screen = Screen()
+    with tempfile.TemporaryDirectory() as home:
+        environment = {"DISPLAY": screen.name, "QT_QPA_PLATFORM": "xcb", "HOME": home,
+                       "XDG_RUNTIME_DIR": home, "PATH": os.environ["PATH"], "LANG": "C.UTF-8"}
+        if not Path("/dev/snd/seq").exists():
+            environment["LD_PRELOAD"] = str(build / "bench/stub_sequencer.so")
+        try:
+            if "start" in names:
+                # The first round reads everything from the disk, and is not counted.
+                for number in range(rounds + (0 if short else 1)):
+                    for name, program in programs.items():
+                        figures = start_once(program, screen, environment)
+                        if number or short:
+                            _add(samples, f"start/{name}", figures)
+            if "idle" in names:
+                for name, program in ours.items():
+                    _add(samples, f"idle/{name}",
+                         idle(program, screen, environment, 2 if short else 10))
+        finally:
+            screen.stop()
+    return samples

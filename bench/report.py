@@ -1,0 +1,159 @@
+# SPDX-License-Identifier: MIT
+"""What became of the benchmarks: figures with their spread, beside the goals."""
+
+import dataclasses
+import json
+import re
+import statistics
+
+MICROSECONDS = {"ns": 1e-3, "us": 1.0, "ms": 1e3, "s": 1e6}
+
+
+@dataclasses.dataclass
+class Goal:
+    """A figure that has to be at most `limit`, or at most so many times the reference's."""
+    benchmark: str
+    what: str
+    ours: str
+    metric: str
+    limit: float
+    reference: str | None = None
+
+
+GOALS = [
+    Goal("sweep", "beside the same on alsa-lib, N = 256", "guest sweep/ours/256", "us", 0.2,
+         "guest sweep/loop/256"),
+    Goal("sweep", "beside RtMidi, N = 256", "guest sweep/ours/256", "us", 1 / 400,
+         "guest sweep/rtmidi/256"),
+    Goal("sweep", "beside the device layer over a bare array, N = 256", "guest sweep/ours/256",
+         "us", 2, "guest sweep/bare/256"),
+    Goal("sweep", "system calls of sixteen probes, N = 256", "guest sweep/ours/256", "calls", 32),
+    Goal("sweep", "system calls, N = 1,000 beside N = 16", "guest sweep/ours/1000", "calls", 1,
+         "guest sweep/ours/16"),
+    Goal("sweep", "time, N = 1,000 beside N = 16", "guest sweep/ours/1000", "us", 1000 / 16,
+         "guest sweep/ours/16"),
+    Goal("sweep", "first sweep beside the same on alsa-lib, N = 256", "guest first/ours/256", "us",
+         0.25, "guest first/loop/256"),
+    Goal("hotplug", "system calls for one port, N = 1,000", "guest hotplug/ours/1000", "calls", 3),
+    Goal("hotplug", "time, N = 1,000 beside N = 16", "guest hotplug/ours/1000", "us", 1000 / 16,
+         "guest hotplug/ours/16"),
+    Goal("echo", "software echo beside a bare pipe", "guest echo/ours/0", "median_us", 1.2,
+         "guest echo/pipe"),
+    Goal("echo", "software echo beside RtMidi", "guest echo/ours/0", "median_us", 0.4,
+         "guest echo/rtmidi"),
+    Goal("echo", "emulated USB beside raw MIDI", "guest usb/ours/0", "median_us", 1.25,
+         "guest usb/raw"),
+    Goal("echo", "emulated USB beside RtMidi", "guest usb/ours/0", "median_us", 0.6,
+         "guest usb/rtmidi"),
+    Goal("command", "time over the 311 ms of pauses, in microseconds", "host command/ours", "us",
+         1200),
+    Goal("command", "allocations on the send path", "host command/send", "allocations", 0),
+    Goal("command", "allocations in the read callback", "host command/receive", "allocations", 0),
+    Goal("start", "first paint beside vmpk", "host start/keyloft", "us", 0.6, "host start/vmpk"),
+    Goal("start", "first paint beside qmidiroute", "host start/keyloft", "us", 0.6,
+         "host start/qmidiroute"),
+    Goal("start", "first paint beside qjackctl", "host start/keyloft", "us", 0.6,
+         "host start/qjackctl"),
+    Goal("start", "first paint beside an empty window", "host start/keyloft", "us", 1.4,
+         "host start/empty"),
+    Goal("start", "peak memory beside vmpk", "host start/keyloft", "peak_kb", 0.72,
+         "host start/vmpk"),
+    Goal("start", "peak memory beside qmidiroute", "host start/keyloft", "peak_kb", 0.72,
+         "host start/qmidiroute"),
+    Goal("start", "peak memory beside qjackctl", "host start/keyloft", "peak_kb", 0.72,
+         "host start/qjackctl"),
+    Goal("idle", "context switches in 10 s", "host idle/keyloft", "switches", 0),
+]
+
+# (benchmark, figure, metric, least, most) of the short run. Times are wide, counts are exact.
+LIMITS = [
+    ("sweep", "host embedded/ours/1000", "us", 0, 1e6),
+    ("sweep", "host embedded/ours/1000", "allocations", 0, 0),
+    ("sweep", "guest sweep/ours/16", "calls", 17, 17),
+    ("sweep", "guest sweep/ours/1000", "calls", 17, 17),
+    ("sweep", "guest sweep/ours/1000", "us", 0, 10e6),
+    ("hotplug", "guest hotplug/ours/16", "calls", 1, 3),
+    ("hotplug", "guest hotplug/ours/1000", "calls", 1, 3),
+    ("hotplug", "guest hotplug/ours/1000", "us", 0, 1e6),
+    ("start", "host start/keyloft", "us", 0, 20e6),
+    ("start", "host start/keyloft", "peak_kb", 0, 60_000),
+    ("idle", "host idle/keyloft", "switches", 0, 0),
+    ("idle", "host idle/demo", "switches", 0, 0),
+    ("command", "host command/ours", "us", 0, 200_000),
+    ("command", "host command/ours", "shortest_excess_us", 0, 100_000),
+    ("command", "host command/ours", "switches", 7, 9),
+    ("command", "host command/send", "allocations", 0, 0),
+    ("command", "host command/receive", "allocations", 0, 0),
+]
+
+
+def read(folder, place):
+    """The figures that a folder's runs left: by name and metric, one for each round."""
+    samples = {}
+    runs = sorted(folder.glob("*-*.json"), key=lambda path: int(path.stem.split("-")[0]))
+    for path in runs:
+        for entry in json.loads(path.read_text())["benchmarks"]:
+            if "error_message" in entry:
+                raise SystemExit(f"script/bench: {entry['name']}: {entry['error_message']}")
+            name = place + " " + re.sub(r"/(iterations:\d+|manual_time)", "", entry["name"])
+            figures = samples.setdefault(name, {})
+            figures.setdefault("us", []).append(
+                entry["real_time"] * MICROSECONDS[entry["time_unit"]])
+            for metric in set(entry) & METRICS:
+                figures.setdefault(metric, []).append(entry[metric])
+    return samples
+
+
+METRICS = {"calls", "allocations", "switches", "cpu_us", "shortest_excess_us",
+           "longest_excess_us", "median_us", "send_allocations", "receive_allocations"}
+
+
+def spread(values):
+    """Median, and the lowest and highest of the middle half of the values."""
+    if len(values) < 2:
+        return values[0], values[0], values[0]
+    low, middle, high = statistics.quantiles(values, n=4, method="inclusive")
+    return middle, low, high
+
+
+def text(value):
+    return f"{value:,.0f}" if abs(value) >= 100 else f"{value:.3g}"
+
+
+def print_figures(samples):
+    for name, figures in samples.items():
+        for metric, values in sorted(figures.items()):
+            middle, low, high = spread(values)
+            print(f"{name:34} {metric:20} {text(middle):>12}   {text(low)} to {text(high)}")
+
+
+def judge_goals(samples, benchmarks):
+    """Prints each goal of the benchmarks with what was measured; gives them as data."""
+    judged = []
+    for goal in GOALS:
+        ours = samples.get(goal.ours, {}).get(goal.metric)
+        theirs = samples.get(goal.reference, {}).get(goal.metric)
+        if goal.benchmark not in benchmarks or not ours or (goal.reference and not theirs):
+            continue
+        if theirs:
+            ours = [mine / reference for mine, reference in zip(ours, theirs)]
+        middle, low, high = spread(ours)
+        holds = middle <= goal.limit
+        print(f"{'holds ' if holds else 'MISSED'} {goal.benchmark}: {goal.what}: {text(middle)} "
+              f"({text(low)} to {text(high)}), at most {text(goal.limit)}")
+        judged.append({**dataclasses.asdict(goal), "median": middle, "low": low, "high": high,
+                       "holds": holds})
+    return judged
+
+
+def broken_limits(samples, benchmarks):
+    """A sentence for each figure of a short run that is not within its limits."""
+    broken = []
+    for benchmark, name, metric, least, most in LIMITS:
+        if benchmark not in benchmarks or name.split()[0] not in {key.split()[0] for key in
+                                                                  samples}:
+            continue
+        for value in samples.get(name, {}).get(metric, [float("nan")]):
+            if not least <= value <= most:
+                broken.append(f"{name}: {metric} is {text(value)}, not {least} to {most}")
+    return broken
