@@ -11,8 +11,9 @@
 class Crowd {
 public:
     explicit Crowd(std::int64_t ports) {
+        const std::int64_t ports_of_each = (ports + most_peers - 1) / most_peers;
         for (std::int64_t port = 0; port < ports; ++port) {
-            if (port % ports_per_peer == 0)
+            if (port % ports_of_each == 0)
                 peers_.emplace_back(port_name(port));
             else
                 peers_.back().add_port(port_name(port));
@@ -22,7 +23,7 @@ public:
     [[nodiscard]] AlsaPeer& any() { return peers_.front(); }
 
 private:
-    static constexpr int ports_per_peer = 8;
+    static constexpr std::int64_t most_peers = 32; // the sequencer has room for 64 programs
 
     std::deque<AlsaPeer> peers_{};
 };
