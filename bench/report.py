@@ -79,6 +79,11 @@ LIMITS = [
     ("echo", "guest echo/ours/1000", "send_allocations", 0, 0),
     ("echo", "guest echo/ours/1000", "receive_allocations", 0, 0),
     ("echo", "guest usb/ours/0", "us", 0, 10e6),
+    ("press", "host press/inside/1/0", "us", 311_000, 5e6),
+    ("press", "host press/inside/16/0", "us", 0, 5e6),
+    ("press", "host press/inside/1/1000", "us", 311_000, 5e6),
+    ("press", "guest press/sequencer/1/0", "us", 311_000, 60e6),
+    ("press", "guest press/sequencer/1/1000", "us", 311_000, 60e6),
     ("start", "host start/keyloft", "us", 0, 20e6),
     ("start", "host start/keyloft", "peak_kb", 0, 60_000),
     ("idle", "host idle/keyloft", "switches", 0, 0),
@@ -99,7 +104,7 @@ def read(folder, place):
         for entry in json.loads(path.read_text())["benchmarks"]:
             if "error_message" in entry:
                 raise SystemExit(f"script/bench: {entry['name']}: {entry['error_message']}")
-            name = place + " " + re.sub(r"/(iterations:\d+|manual_time)", "", entry["name"])
+            name = place + " " + re.sub(r"/(iterations:\d+|manual_time|real_time)", "", entry["name"])
             figures = samples.setdefault(name, {})
             figures.setdefault("us", []).append(
                 entry["real_time"] * MICROSECONDS[entry["time_unit"]])
