@@ -108,8 +108,10 @@ OSStatus MIDISend(MIDIPortRef /*port*/, MIDIEndpointRef /*destination*/, MIDIPac
 
 std::uint8_t CFStringGetCString(CFStringRef text, char* buffer, std::int64_t size,
                                 std::uint32_t /*encoding*/) {
-    std::snprintf(buffer, static_cast<std::size_t>(size), "%s",
-                  reinterpret_cast<const char*>(text));
+    const char* const bytes = reinterpret_cast<const char*>(text);
+    const std::size_t length = strnlen(bytes, static_cast<std::size_t>(size - 1));
+    std::memcpy(buffer, bytes, length);
+    buffer[length] = '\0';
     return 1;
 }
 
