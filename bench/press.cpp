@@ -57,8 +57,8 @@ void press(benchmark::State& state, const QString& title) {
     auto* button = screen.findChild<QPushButton*>(u"apply_button"_s);
     while (state.KeepRunning()) {
         QTest::mouseClick(button, Qt::LeftButton);
-        if (watch.next_alert() != title) {
-            state.SkipWithError("the wrong alert");
+        if (const QString shown = watch.next_alert(); shown != title) {
+            state.SkipWithError(("the wrong alert: " + shown.toStdString()).c_str());
             break;
         }
         state.PauseTiming();
@@ -91,7 +91,7 @@ public:
     explicit MachineProgram(std::int64_t count) {
         std::vector<std::string> words{KEYLOFT_MACHINE};
         for (std::uint32_t i = 0; i < count; ++i)
-            words.push_back(machine_name(i));
+            words.push_back(family_name(i));
         std::vector<char*> arguments;
         for (std::string& word : words)
             arguments.push_back(word.data());

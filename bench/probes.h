@@ -34,8 +34,8 @@ private:
 
 constexpr std::uint32_t machines = 16;
 
-/// The name of a machine, and of a port among many.
-inline std::string machine_name(std::uint32_t machine) {
+/// The name of machine 0 to 15 of the family, and of a port among many.
+inline std::string family_name(std::uint32_t machine) {
     char text[16];
     std::snprintf(text, sizeof text, "4AC%XF4C4", machine);
     return text;

@@ -41,7 +41,7 @@ void count_devices() {
 /// compares its name.
 void loop_over_sources(snd_seq_t* sequencer) {
     for (std::uint32_t machine = 0; machine < machines; ++machine) {
-        const std::string wanted = machine_name(machine);
+        const std::string wanted = family_name(machine);
         query_all_sources(sequencer, [&](const snd_seq_addr_t& source, std::string_view name) {
             snd_seq_disconnect_from(sequencer, 0, source.client, source.port);
             benchmark::DoNotOptimize(name.starts_with(wanted));
@@ -110,7 +110,7 @@ void rtmidi(benchmark::State& state) {
     RtMidiIn input(RtMidi::LINUX_ALSA);
     const auto sweep = [&input] {
         for (std::uint32_t machine = 0; machine < machines; ++machine) {
-            const std::string name = machine_name(machine);
+            const std::string name = family_name(machine);
             const unsigned ports = input.getPortCount();
             for (unsigned port = 0; port < ports; ++port)
                 benchmark::DoNotOptimize(input.getPortName(port).find(name));
