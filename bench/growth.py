@@ -13,7 +13,7 @@ CURVES = [  # the name of the figures, and how they are called and drawn
     ("guest hotplug/loop", "reading all anew", "#2471a3", "6 4"),
     ("guest echo/ours", "echo", "#1e8449", ""),
 ]
-WIDTH, HEIGHT, LEFT, TOP = 340, 300, 70, 40
+WIDTH, HEIGHT, LEFT, TOP = 340, 300, 90, 40
 
 
 def _points(samples, name, metric):
