@@ -93,6 +93,7 @@ public:
         for (std::uint32_t i = 0; i < count; ++i)
             words.push_back(family_name(i));
         std::vector<char*> arguments;
+        arguments.reserve(words.size() + 1);
         for (std::string& word : words)
             arguments.push_back(word.data());
         arguments.push_back(nullptr);

@@ -197,7 +197,8 @@ void check_press(const World& world, const Press& press, const EmbeddedMachine* 
             "no machine but the chosen one");
 }
 
-void press_apply(const World& world, ScreenState& screen, Input& input, std::uint8_t& status) {
+/// Whether the program goes on.
+bool press_apply(const World& world, ScreenState& screen, Input& input, std::uint8_t& status) {
     screen.hardware_part_number_code_string = read_line(input);
     screen.message_type_menu_string = read_line(input);
     screen.message_channel_menu_string = read_line(input);
@@ -218,7 +219,7 @@ void press_apply(const World& world, ScreenState& screen, Input& input, std::uin
     if (stopped) {
         require(bytes_received(world) == all_before, "before anything was sent");
         require(screen.showAlert == alert, "and without an alert");
-        return;
+        return false;
     }
     status = press.status.value_or(status);
     require(screen.showAlert != alert, "the alert comes up");
@@ -226,6 +227,7 @@ void press_apply(const World& world, ScreenState& screen, Input& input, std::uin
     check_press(world, press, machine, status, before);
     const std::size_t sent = machine ? machine->received().size() - before : 0;
     require(bytes_received(world) - all_before == sent, "nothing goes anywhere else");
+    return true;
 }
 
 } // namespace
@@ -240,8 +242,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ScreenState screen;
     std::uint8_t status = 0; // of the press before
     appear_hook();
-    for (int presses = 0; presses < 3 && !input.empty(); ++presses)
-        press_apply(world, screen, input, status);
+    int presses = 0;
+    while (presses < 3 && !input.empty() && press_apply(world, screen, input, status))
+        ++presses;
     disappear_hook();
     world.machines.clear();
     return 0;
