@@ -9,7 +9,7 @@ import unittest
 from pathlib import Path
 
 import support
-from support import PROGRAMS, SOURCE, WORK, files_below, run
+from support import PROGRAMS, WORK, files_below, run
 
 BARE = WORK / "bare.tar"
 ROOT = WORK / "bare"
@@ -71,9 +71,11 @@ class BareSystem(unittest.TestCase):
             self.assertIn("MIDIGetNumberOfSources", said, program)
 
     def test_2_package_passes_its_own_test(self):
-        test = ["--no-built-binaries", "--output-dir", str(WORK / "autopkgtest"), str(SOURCE), "--",
-                "chroot", str(ROOT)]
-        shutil.rmtree(WORK / "autopkgtest", ignore_errors=True)
+        for folder in (WORK / "autopkgtest", WORK / "sources"):
+            shutil.rmtree(folder, ignore_errors=True)
+        support.copy_sources(WORK / "sources")
+        test = ["--no-built-binaries", "--output-dir", str(WORK / "autopkgtest"),
+                str(WORK / "sources"), "--", "chroot", str(ROOT)]
         inside(test, wrapper="autopkgtest")
         summary = (WORK / "autopkgtest/summary").read_text(encoding="utf-8")
         self.assertRegex(summary, r"(?m)^demo +PASS$")

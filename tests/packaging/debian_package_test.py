@@ -13,17 +13,11 @@ from support import SOURCE, WORK, run
 PACKAGE = WORK / "debian"  # what other tests install
 
 
-def copy_sources(target):
-    for path in support.project_files():
-        (target / path).parent.mkdir(parents=True, exist_ok=True)
-        shutil.copy2(SOURCE / path, target / path)
-
-
 def build(folder):
     """Builds the package, tests left out, in a folder of its own; gives what the build printed."""
     shutil.rmtree(folder, ignore_errors=True)
     sources = folder / "keyloft"
-    copy_sources(sources)
+    support.copy_sources(sources)
     # The guest runs at the same time and wants the other processor.
     return run("dpkg-buildpackage", "--no-sign", cwd=sources,
                env={"DEB_BUILD_OPTIONS": "nocheck parallel=1",

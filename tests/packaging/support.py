@@ -51,6 +51,13 @@ def project_files():
     return sorted(files_below(SOURCE))
 
 
+def copy_sources(target):
+    """Copies these files; a work tree may hold gigabytes of builds beside them."""
+    for path in project_files():
+        (target / path).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy2(SOURCE / path, target / path)
+
+
 def version():
     """The project's version, from the one place where it is set."""
     text = (SOURCE / "CMakeLists.txt").read_text(encoding="utf-8")
