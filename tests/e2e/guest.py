@@ -33,6 +33,8 @@ class CannotRun(Exception):
 def check_host():
     if platform.machine() != "x86_64":
         raise CannotRun(f"the guest is x86-64, this host is {platform.machine()}")
+    if HERE.is_relative_to("/tmp"):
+        raise CannotRun(f"the guest has a /tmp of its own and does not see {HERE}")
     for program in ("qemu-system-x86_64", "busybox", "dpkg", "depmod", "apt-get"):
         if not shutil.which(program, path="/usr/sbin:/usr/bin:/sbin:/bin"):
             raise CannotRun(f"{program} is missing; script/bootstrap test installs it")
