@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "keyloft/action_button.h"
 #include "tests/screen/screen_fixture.h"
 
 #include <QFontDatabase>
@@ -83,6 +84,11 @@ TEST_F(ContentViewLanguage, ALongTranslationIsDrawnSmallerAndWhole) {
     QApplication::sendEvent(screen.get(), &restyled);
     EXPECT_EQ(apply()->width(), 147);
     EXPECT_EQ(screen->size(), QSize(700, 400));
+    const auto* button = find<ActionButton>(u"apply_button"_s);
+    const QFont font = button->text_font();
+    EXPECT_LT(font.pointSizeF(), button->font().pointSizeF());
+    EXPECT_GE(font.pointSizeF(), 8);
+    EXPECT_LE(QFontMetrics(font).horizontalAdvance(button->text()), button->text_rect().width());
 }
 
 /// Every character of a text has a glyph in one of the fonts that draw it.
