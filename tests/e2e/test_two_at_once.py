@@ -8,7 +8,7 @@ import wire
 from scenario import SCRATCH, Scenario
 from transcript import Transcript, echo
 
-OTHER = {"part": 4, "kind": "Note On", "channel": 3, "controller": 64}
+OTHER = {"part": 4, "kind": "Bend Change", "channel": 3, "controller": 64}
 OTHER_MESSAGE = wire.mapping(**OTHER)
 OTHER_SUCCESS = ("设置成功!", "旋钮4--设置成功!")
 
@@ -36,7 +36,7 @@ class TwoAtOnce(Scenario):
         self.assertIn(self.printed.sent("4AC5F4C4", echo(OTHER_MESSAGE)), self.two.new_output())
         held = self.simulated.tables()["4AC5F4C4"]["table"]
         self.assertCountEqual(held, [command.MAPPING, {
-            "part": 4, "type": "Note On", "channel": 3, "controller": 64}])
+            "part": 4, "type": "Bend Change", "channel": 3, "controller": 64}])
 
     def test_each_sees_the_machine_and_neither_sees_the_other(self):
         self.check_one_after_the_other()
