@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/midi_text.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <iconv.h>
@@ -10,12 +11,22 @@ namespace {
 constexpr char constant_mark = '='; // as CFSTR puts it in front
 constexpr char owned_mark = '#';
 constexpr std::uint32_t mac_roman = 0;
+
+/// How much of the text is plain ASCII, which is the same in Mac Roman.
+std::size_t ascii_length(std::string_view text) {
+    std::size_t length = 0;
+    while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80)
+        ++length;
+    return length;
+}
+
 } // namespace
 
 struct CFString {
     char mark = owned_mark; // has to be the first member: a constant has its mark there
     mutable std::atomic<std::uint32_t> users{1};
     std::string utf8;
+    std::size_t ascii; // length of the plain part in front: a name is looked at again and again
 };
 
 namespace {
@@ -81,21 +92,12 @@ std::size_t to_mac_roman(std::string_view utf8, char* out, std::size_t room, boo
     return written;
 }
 
-/// How much of the text is plain ASCII, which is the same in Mac Roman.
-std::size_t ascii_length(std::string_view text) {
-    std::size_t length = 0;
-    while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80)
-        ++length;
-    return length;
-}
-
 } // namespace
 
 CFStringRef make_text(std::string_view utf8) {
-    auto* text = new CFString;
     // A terminator ends a name for everybody who reads it.
-    text->utf8 = utf8.substr(0, utf8.find('\0'));
-    return text;
+    utf8 = utf8.substr(0, utf8.find('\0'));
+    return new CFString{.utf8 = std::string(utf8), .ascii = ascii_length(utf8)};
 }
 
 CFStringRef share_text(CFStringRef text) {
@@ -128,7 +130,7 @@ std::uint8_t CFStringGetCString(CFStringRef text, char* buffer, std::int64_t siz
     const std::string_view utf8 = view_text(text);
     const auto room = static_cast<std::size_t>(size - 1);
     // Machines have plain names: most often this is all there is to do.
-    std::size_t length = ascii_length(utf8.substr(0, room));
+    std::size_t length = std::min(is_constant(text) ? ascii_length(utf8) : text->ascii, room);
     std::memcpy(buffer, utf8.data(), length);
     bool whole = true;
     if (length < utf8.size())
