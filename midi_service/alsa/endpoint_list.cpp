@@ -2,6 +2,7 @@
 #include "midi_service/alsa/endpoint_list.h"
 
 #include <algorithm>
+#include <functional>
 #include <utility>
 
 namespace {
@@ -71,8 +72,9 @@ void EndpointList::remove(Address address) {
 void EndpointList::replace_all(std::span<const PortInfo> ports) {
     std::vector<Address> gone;
     for (const auto& [address, endpoint] : endpoints_) {
-        const auto now = std::ranges::find(ports, address, &PortInfo::address);
-        if (now == ports.end() || now->name != view_text(endpoint->text(TextProperty::name).get()))
+        const auto now = std::ranges::lower_bound(ports, address, std::less{}, &PortInfo::address);
+        if (now == ports.end() || now->address != address ||
+            now->name != view_text(endpoint->text(TextProperty::name).get()))
             gone.push_back(address);
     }
     for (const Address address : gone)

@@ -34,8 +34,8 @@ public:
     void put(const PortInfo& info);
     /// A port is gone, and with a client's last one the client's device.
     void remove(Address address);
-    /// These are all the ports there are, and what is known of others may be out of date: a port
-    /// that has another name now is taken for another one.
+    /// These are all the ports there are, in order, and what is known of others may be out of date:
+    /// a port that has another name now is taken for another one.
     void replace_all(std::span<const PortInfo> ports);
 
     /// The clients that own an endpoint, in order.

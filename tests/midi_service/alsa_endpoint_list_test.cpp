@@ -179,6 +179,15 @@ TEST(AlsaEndpointList, ReadingAnewKeepsWhatIsTheSame) {
     EXPECT_NE(after[1], before[2]) << "an endpoint under another name is another one";
 }
 
+TEST(AlsaEndpointList, PortThatWentIsNotTakenForTheNextOneOfItsName) {
+    EndpointList endpoints;
+    endpoints.put(port(24, 0, "twin"));
+    endpoints.put(port(25, 0, "twin"));
+    const auto before = list(endpoints, ObjectList::sources);
+    endpoints.replace_all(std::vector{port(25, 0, "twin")});
+    EXPECT_EQ(list(endpoints, ObjectList::sources), std::vector{before[1]});
+}
+
 TEST(AlsaEndpointList, AddressesAreThoseOfAllEndpointsInOrder) {
     EndpointList endpoints;
     endpoints.put(port(20, 1, "b"));
