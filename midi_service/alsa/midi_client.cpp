@@ -102,8 +102,10 @@ OSStatus MidiClient::send(MIDIPortRef reference, MIDIEndpointRef destination, Ad
     Port* port = find(reference);
     if (!is_open())
         return -ENODEV;
-    if (const int result = keep_subscribed(*port, destination, address); result < 0)
-        return to_status(result);
+    if (port->destination != destination) {
+        if (const int result = switch_to(*port, destination, address); result < 0)
+            return to_status(result);
+    }
     while (!messages.empty()) {
         auto message = messages.first(whole_message(messages));
         messages = messages.subspan(message.size());
@@ -114,7 +116,9 @@ OSStatus MidiClient::send(MIDIPortRef reference, MIDIEndpointRef destination, Ad
             message = message.subspan(piece.size());
         }
     }
-    return 0;
+    // The subscription goes with the destination, and what is sent then reaches nobody. Asking
+    // comes last, so that no message has to wait for the answer.
+    return is_subscribed(sequencer_.get(), own_address(*port), address) ? 0 : -ENODEV;
 }
 
 std::vector<Address> MidiClient::lost_endpoints() const {
@@ -151,10 +155,7 @@ Address MidiClient::own_address(const Port& port) const {
     return {static_cast<std::uint8_t>(snd_seq_client_id(sequencer_.get())), port.number};
 }
 
-int MidiClient::keep_subscribed(Port& port, MIDIEndpointRef destination, Address address) {
-    // A subscription ends with the destination, and another one may have its address by now.
-    if (port.destination == destination)
-        return is_subscribed(sequencer_.get(), own_address(port), address) ? 0 : -ENOENT;
+int MidiClient::switch_to(Port& port, MIDIEndpointRef destination, Address address) {
     if (port.destination != 0)
         static_cast<void>(
             unsubscribe(sequencer_.get(), own_address(port), port.destination_address));
@@ -172,8 +173,8 @@ int MidiClient::output(const Port& port, std::span<const std::uint8_t> piece) {
     snd_seq_event_t event;
     snd_seq_ev_clear(&event);
     snd_seq_ev_set_source(&event, port.number);
-    const Address to = port.destination_address;
-    snd_seq_ev_set_dest(&event, to.client, to.port);
+    // Not by its address, which may be another one's by now.
+    snd_seq_ev_set_subs(&event);
     snd_seq_ev_set_direct(&event);
     encode_event(piece, event);
     return snd_seq_event_output_direct(sequencer_.get(), &event);

@@ -54,7 +54,7 @@ private:
     [[nodiscard]] Port* find(MIDIPortRef port);
     [[nodiscard]] int create(snd_seq_t* sequencer, Port& port) const;
     [[nodiscard]] Address own_address(const Port& port) const;
-    [[nodiscard]] int keep_subscribed(Port& port, MIDIEndpointRef destination, Address address);
+    [[nodiscard]] int switch_to(Port& port, MIDIEndpointRef destination, Address address);
     [[nodiscard]] int output(const Port& port, std::span<const std::uint8_t> piece);
 
     MIDIClientRef reference_;

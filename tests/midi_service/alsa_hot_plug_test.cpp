@@ -3,6 +3,8 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <future>
+#include <utility>
 
 namespace {
 
@@ -39,13 +41,22 @@ TEST_F(AlsaHotPlug, PortThatComesBackUnderTheSameNumberIsAnotherOne) {
     const MIDIEndpointRef before = destination("4AC5F4C4");
     ASSERT_EQ(send(before, {0xF8}), 0);
     peer.reset();
-    peer = std::make_unique<AlsaPeer>("4AC5F4C4");
+    std::promise<Bytes> first_message;
+    peer = std::make_unique<AlsaPeer>(
+        "4AC5F4C4", [&, come = false](std::span<const std::uint8_t> bytes) mutable {
+            if (!std::exchange(come, true))
+                first_message.set_value({bytes.begin(), bytes.end()});
+        });
     ASSERT_EQ(peer->client(), number);
     EXPECT_EQ(send(before, {0xF8}), -ENODEV) << "not counted since";
     const MIDIEndpointRef after = destination("4AC5F4C4");
     EXPECT_NE(after, before);
     EXPECT_EQ(send(before, {0xF8}), -ENODEV);
-    EXPECT_EQ(send(after, {0xF8}), 0);
+    EXPECT_EQ(send(after, {0xFA}), 0);
+    auto arrived = first_message.get_future();
+    ASSERT_EQ(arrived.wait_for(std::chrono::seconds{10}), std::future_status::ready);
+    EXPECT_EQ(arrived.get(), Bytes{0xFA}) << "nothing that was meant for the one before";
+    peer.reset(); // its receiver first
 }
 
 TEST_F(AlsaHotPlug, DestinationStaysSubscribedUntilAnotherIsSentTo) {
