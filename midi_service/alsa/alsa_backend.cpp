@@ -74,6 +74,8 @@ void AlsaBackend::State::bring_up() {
         if (result == 0) {
             announcements.read_all(endpoints);
             name_check.open();
+            names_are_due = false; // just read
+            last_use = now();
         }
     }
     const std::lock_guard lock{clients_guard};
