@@ -10,12 +10,17 @@
 #include "keyloft/screen_accessible.h"
 #include "keyloft/text_fit.h"
 
+#include <QApplication>
 #include <QHBoxLayout>
+#include <QIcon>
 #include <QLineEdit>
 #include <QScopedValueRollback>
 #include <QShowEvent>
 #include <QStyleOptionFrame>
+#include <QTimer>
+#include <functional>
 #include <limits>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -69,7 +74,9 @@ int text_indent(const QLineEdit* field, const DropDown* menu) {
 
 } // namespace
 
-ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent) : QWidget(parent) {
+ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent)
+    : QWidget(parent),
+      snow_(std::bind_front(&toolkit_image, ImageResource{u"snow"_s, resourceBundle()})) {
     state_.emailFieldIsFocused = emailFieldIsFocused;
     install_screen_accessible();
     setFixedSize(content_width, content_height);
@@ -141,7 +148,7 @@ void ContentView::add_picture_and_buttons() {
 
 void ContentView::add_row(QVBoxLayout* rows, const QString& caption, QWidget* control,
                           const QString& name) {
-    auto* label = new Caption(caption);
+    auto* label = new Caption(caption, snow_);
     label->setObjectName(name + u"_caption"_s);
     label->setFixedWidth(caption_width);
     label->setBuddy(control);
@@ -248,6 +255,30 @@ void ContentView::arrange() {
         control->setFixedHeight(height);
     const int buttons_top = last_row_top + (row_height - height) / 2;
     right_->setContentsMargins(0, buttons_top - above_buttons - picture_size, 0, 0);
+}
+
+void ContentView::paintEvent(QPaintEvent* event) {
+    QWidget::paintEvent(event);
+    // A theme can have thousands of files to look for: the window need not wait for it.
+    if (!std::exchange(painted_, true))
+        QTimer::singleShot(0, this, &ContentView::take_theme_icons);
+}
+
+void ContentView::take_theme_icons() {
+    const QIcon snow =
+        QIcon::fromTheme(u"weather-snow-symbolic"_s, QIcon::fromTheme(u"weather-snow"_s));
+    if (!snow.isNull()) {
+        snow_.replace([snow](QSize size, qreal ratio) { return snow.pixmap(size, ratio); });
+        for (Caption* caption : captions_)
+            caption->update();
+    }
+    // The theme's own icon would be sent to the X server in every size, and 512 x 512 is a
+    // megabyte.
+    const QIcon program = QIcon::fromTheme(QGuiApplication::desktopFileName());
+    QIcon icon;
+    for (const int size : {16, 32, 48, 128})
+        icon.addPixmap(program.pixmap({size, size}, 1));
+    QApplication::setWindowIcon(icon);
 }
 
 void ContentView::showEvent(QShowEvent* event) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "keyloft/screen_controller.h"
+#include "keyloft/tinted_image.h"
 
 #include <QWidget>
 #include <vector>
@@ -34,6 +35,7 @@ protected:
     void showEvent(QShowEvent* event) override;
     void hideEvent(QHideEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
 
 private:
     using Field = std::string ScreenState::*;
@@ -56,8 +58,11 @@ private:
     void draw();
     /// Gives texts their sizes and controls their common height, after the font or style changed.
     void arrange();
+    /// Takes the icons of the desktop's theme where it has them.
+    void take_theme_icons();
     void leave();
 
+    TintedImage snow_; ///< the captions' icon
     ScreenState state_{};
     std::vector<Caption*> captions_{};
     std::vector<Menu> menus_{};
@@ -67,5 +72,6 @@ private:
     ResultAlert* alert_ = nullptr;
     QWidget* pressed_ = nullptr; ///< the button that the alert's dismissal goes back to
     bool running_ = false;       ///< an action is running
+    bool painted_ = false;       ///< at least once
     bool on_screen_ = false;     ///< the appear hook has run and the disappear hook has not
 };

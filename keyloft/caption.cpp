@@ -1,14 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "keyloft/caption.h"
 
-#include "keyloft/picture.h"
-
-#include <QIcon>
 #include <QPainter>
 #include <QTextLayout>
 #include <cmath>
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -63,9 +58,21 @@ Lines lines_of(const Caption& caption, const Caption::Setting& setting) {
             caption.width() - text_left(setting)};
 }
 
+QRectF place_of(const Lines& lines, const Caption& caption) {
+    return {QPointF(text_left(caption.setting()), (caption.height() - lines.size.height()) / 2),
+            lines.size};
+}
+
+QRectF place_of_icon(const Lines& lines, const Caption& caption) {
+    const double size = icon_size(caption.setting().font);
+    const double top = place_of(lines, caption).top();
+    return {0, std::round(top + (lines.line_height - size) / 2), size, size};
+}
+
 } // namespace
 
-Caption::Caption(const QString& text, QWidget* parent) : QLabel(text, parent) {
+Caption::Caption(const QString& text, TintedImage& icon, QWidget* parent)
+    : QLabel(text, parent), icon_(icon) {
     setTextFormat(Qt::PlainText);
 }
 
@@ -82,30 +89,20 @@ void Caption::set(const Setting& setting) {
 }
 
 QRectF Caption::text_rect() const {
-    const QSizeF size = lines_of(*this, setting_).size;
-    return {QPointF(text_left(setting_), (height() - size.height()) / 2), size};
+    return place_of(lines_of(*this, setting_), *this);
 }
 
 QRectF Caption::icon_rect() const {
-    const double size = icon_size(setting_.font);
-    const double line = lines_of(*this, setting_).line_height;
-    return {0, std::round(text_rect().top() + (line - size) / 2), size, size};
+    return place_of_icon(lines_of(*this, setting_), *this);
 }
 
 void Caption::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
     const QColor color = palette().color(foregroundRole());
     painter.setPen(color);
-
-    const QRectF icon = icon_rect();
-    const QSize size = icon.size().toSize();
-    const qreal ratio = devicePixelRatioF();
-    const QIcon theme =
-        QIcon::fromTheme(u"weather-snow-symbolic"_s, QIcon::fromTheme(u"weather-snow"_s));
-    QPixmap snow = theme.pixmap(size, ratio);
-    if (snow.isNull())
-        snow = toolkit_image({u"snow"_s, resourceBundle()}, size, ratio);
-    painter.drawPixmap(icon.topLeft(), tinted(snow, color));
-
-    lines_of(*this, setting_).layout.draw(&painter, text_rect().topLeft());
+    const Lines lines = lines_of(*this, setting_);
+    const QRectF icon = place_of_icon(lines, *this);
+    painter.drawPixmap(icon.topLeft(),
+                       icon_.drawn(icon.size().toSize(), devicePixelRatioF(), color));
+    lines.layout.draw(&painter, place_of(lines, *this).topLeft());
 }

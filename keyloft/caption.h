@@ -1,14 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "keyloft/tinted_image.h"
+
 #include <QLabel>
 
-/// A caption: the snow icon and a text, on one line or wrapped, whole at every font size. The icon
+/// A caption: an icon and a text, on one line or wrapped, whole at every font size. The icon
 /// is as high as the first line and stands beside it.
 class Caption : public QLabel {
     Q_OBJECT
 public:
-    explicit Caption(const QString& text, QWidget* parent = nullptr);
+    /// The icon is shared with other captions, and has to outlive this one's last paint event.
+    Caption(const QString& text, TintedImage& icon, QWidget* parent = nullptr);
 
     /// How the text is set: in which font, and whether the gloss in parentheses starts a line.
     struct Setting {
@@ -30,5 +33,6 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    TintedImage& icon_;
     Setting setting_{};
 };

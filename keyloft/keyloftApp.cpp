@@ -40,7 +40,6 @@ int keyloftApp::run(int argc, char** argv, const std::function<void(ContentView&
     QApplication::setApplicationName(u"keyloft"_s);
     QApplication::setApplicationDisplayName(u"keyloft"_s);
     QApplication::setDesktopFileName(u"org.keyloft.Keyloft"_s);
-    QApplication::setWindowIcon(QIcon::fromTheme(u"org.keyloft.Keyloft"_s));
 
     QTranslator translator;
     const QString catalogues = QString::fromStdString(bundle_path()) + u"/translations"_s;

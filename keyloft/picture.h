@@ -2,6 +2,7 @@
 #pragma once
 
 #include "keyloft/GeneratedAssetSymbols.h"
+#include "keyloft/tinted_image.h"
 
 #include <QWidget>
 
@@ -10,16 +11,11 @@
 class Picture : public QWidget {
     Q_OBJECT
 public:
-    explicit Picture(ImageResource resource, QWidget* parent = nullptr);
+    explicit Picture(const ImageResource& resource, QWidget* parent = nullptr);
 
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    ImageResource resource_;
-    QPixmap drawn_{};      ///< the tinted picture as last drawn
-    QColor drawn_color_{}; ///< its colour
+    TintedImage image_;
 };
-
-/// The picture's shape filled with a colour.
-[[nodiscard]] QPixmap tinted(QPixmap shape, const QColor& color);

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#include "keyloft/tinted_image.h"
+
+#include <QPainter>
+
+TintedImage::TintedImage(Shape shape) : shape_(std::move(shape)) {}
+
+const QPixmap& TintedImage::drawn(QSize size, qreal ratio, const QColor& color) {
+    if (drawn_.isNull() || size_ != size || drawn_.devicePixelRatio() != ratio || color_ != color) {
+        drawn_ = shape_(size, ratio);
+        size_ = size;
+        color_ = color;
+        if (!drawn_.isNull()) {
+            QPainter painter(&drawn_);
+            painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+            painter.fillRect(drawn_.rect(), color);
+        }
+    }
+    return drawn_;
+}
+
+void TintedImage::replace(Shape shape) {
+    shape_ = std::move(shape);
+    drawn_ = {};
+}
