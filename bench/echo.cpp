@@ -252,6 +252,7 @@ void ours(benchmark::State& state) {
 /// A program on alsa-lib without any service between: the floor of what goes over the sequencer.
 void loop(benchmark::State& state) {
     const Echo echo;
+    const FarEcho far_echo;
     AlsaPeer plain("plain", [](auto /*bytes*/) { arrival.note(); });
     snd_seq_addr_t address{};
     query_all_sources(plain.sequencer(), [&address](const auto& source, std::string_view name) {
@@ -259,6 +260,7 @@ void loop(benchmark::State& state) {
             address = source;
     });
     snd_seq_connect_from(plain.sequencer(), 0, address.client, address.port);
+    snd_seq_connect_to(plain.sequencer(), 0, address.client, address.port);
     snd_seq_event_t event;
     snd_seq_ev_clear(&event);
     snd_seq_ev_set_controller(&event, 0, message[1], message[2]);
@@ -332,6 +334,7 @@ int main(int argc, char** argv) {
         near_end = argv[2];
         far_end = argv[3];
         benchmark::RegisterBenchmark("usb/ours", ours)->Arg(0)->UseManualTime();
+        add("usb/loop", loop);
         add("usb/raw", raw);
     } else {
         benchmark::RegisterBenchmark("echo/ours", ours)

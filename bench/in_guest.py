@@ -19,10 +19,10 @@ def with_cable(program):
     gadget = gadgets.Gadget("cable", slot=5)
     gadget.plug()
     port = gadget.client().ports[0]
-    return shlex.join([program, port, f"hw:{gadget.near_card()},0", gadget.raw_device])
+    return f"{program} " + shlex.join([port, f"hw:{gadget.near_card()},0", gadget.raw_device])
 
 
-echo = next((argument for argument in sys.argv if argument.endswith("/echo_bench")), None)
+echo = next((argument for argument in sys.argv if "/echo_bench" in argument), None)
 if echo:
     sys.argv.append(with_cable(echo))
 rounds.main()

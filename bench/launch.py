@@ -17,6 +17,8 @@ SETTLED = 0.5  # a program whose memory did not grow for so long has started
 MAP_NOTIFY = 19
 SUBSTRUCTURE_NOTIFY = 1 << 19
 RAW_RECTANGLES = 0
+REVERT_TO_NONE = 0
+TAB, END = 0xFF09, 0xFF57
 
 
 class _Damage(ctypes.Structure):
@@ -40,6 +42,7 @@ class Screen:
         with os.fdopen(read_end, encoding="ascii") as number:
             self.name = ":" + number.readline().strip()
         self._x = ctypes.CDLL("libX11.so.6")
+        self._keyboard = ctypes.CDLL("libXtst.so.6")
         self._x.XOpenDisplay.restype = ctypes.c_void_p
         self._x.XDefaultRootWindow.restype = ctypes.c_ulong
         damage = ctypes.CDLL("libXdamage.so.1")
@@ -64,11 +67,22 @@ class Screen:
         while time.monotonic() - start < PATIENCE:
             while self._x.XPending(self._display):
                 self._x.XNextEvent(self._display, ctypes.byref(event))
-                mapped = mapped or event.type == MAP_NOTIFY
+                if event.type == MAP_NOTIFY:
+                    mapped = True
+                    self._window = event.damage  # where a map event has its window
                 if mapped and event.type == self._painted and event.width * event.height > 20_000:
                     return (time.monotonic() - start) * 1e6
             select.select([self._x.XConnectionNumber(self._display)], [], [], 1)
         raise SystemExit("script/bench: no window came")
+
+    def press(self, *keys):
+        """Gives the window the keyboard, and presses keys."""
+        self._x.XSetInputFocus(self._display, ctypes.c_ulong(self._window), REVERT_TO_NONE, 0)
+        for key in keys:
+            code = self._x.XKeysymToKeycode(self._display, ctypes.c_ulong(key))
+            for is_down in (1, 0):
+                self._keyboard.XTestFakeKeyEvent(self._display, code, is_down, ctypes.c_ulong(0))
+        self._x.XSync(self._display, 0)
 
     def stop(self):
         self._x.XCloseDisplay(self._display)
@@ -100,9 +114,12 @@ def _libraries(pid):
 
 
 def _switches(pid):
-    tasks = Path(f"/proc/{pid}/task").iterdir()
-    return sum(int(line.split()[1]) for task in tasks
-               for line in (task / "status").read_text().splitlines() if "ctxt_switches" in line)
+    """How often each thread of the program has gone to sleep, by its number; the window's is the
+    program's. (That others take the processor away says nothing of this program.)"""
+    return {int(task.name): int(line.split()[1])
+            for task in Path(f"/proc/{pid}/task").iterdir()
+            for line in (task / "status").read_text().splitlines()
+            if line.startswith("voluntary_ctxt_switches")}
 
 
 def _processor_us(pid):
@@ -134,13 +151,18 @@ def start_once(program, screen, environment):
     return figures
 
 
-def idle(program, screen, environment, seconds):
-    """The figures of a window that nobody touches."""
+def idle(program, screen, environment, seconds, *keys):
+    """The figures of a window that nobody touches after these keys were pressed."""
     process, _ = _start(program, screen, environment)
     _wait_until_settled(process.pid)
-    switches, processor = _switches(process.pid), _processor_us(process.pid)
+    if keys:
+        screen.press(*keys)
+        _wait_until_settled(process.pid)
+    before, processor = _switches(process.pid), _processor_us(process.pid)
     time.sleep(seconds)
-    figures = {"switches": _switches(process.pid) - switches,
+    after = _switches(process.pid)
+    figures = {"switches": sum(after.values()) - sum(before.values()),
+               "main_switches": after[process.pid] - before[process.pid],
                "cpu_us": _processor_us(process.pid) - processor}
     _stop(process)
     return figures
@@ -151,18 +173,29 @@ def _add(samples, name, figures):
         samples.setdefault("host " + name, {}).setdefault(metric, []).append(value)
 
 
+def _install(build, folder):
+    """Installs ours as a package does: with the icons that a window looks for, and their cache."""
+    subprocess.run(["cmake", "--install", build, "--prefix", folder], check=True,
+                   stdout=subprocess.DEVNULL)
+    if tool := shutil.which("gtk-update-icon-cache"):
+        subprocess.run([tool, "-f", "-q", "-t", f"{folder}/share/icons/hicolor"], check=True)
+
+
 def measure(names, build, rounds, short):
     """The figures of the benchmarks "start" and "idle"."""
-    ours = {"keyloft": build / "keyloft/keyloft", "demo": build / "demo/keyloft-demo"}
-    programs = dict(ours)
-    if not short:
-        programs["empty"] = build / "bench/empty_window"
-        programs |= {peer: found for peer in PEERS if (found := shutil.which(peer))}
     samples = {}
     screen = Screen()
-    with tempfile.TemporaryDirectory() as home:
+    with tempfile.TemporaryDirectory() as home, tempfile.TemporaryDirectory() as installed:
+        _install(build, installed)
+        ours = {"keyloft": f"{installed}/bin/keyloft", "demo": f"{installed}/bin/keyloft-demo"}
+        programs = dict(ours)
+        if not short:
+            programs["empty"] = build / "bench/empty_window"
+            programs["plain"] = build / "bench/plain_window"
+            programs |= {peer: found for peer in PEERS if (found := shutil.which(peer))}
         environment = {"DISPLAY": screen.name, "QT_QPA_PLATFORM": "xcb", "HOME": home,
-                       "XDG_RUNTIME_DIR": home, "PATH": os.environ["PATH"], "LANG": "C.UTF-8"}
+                       "XDG_RUNTIME_DIR": home, "PATH": os.environ["PATH"], "LANG": "C.UTF-8",
+                       "XDG_DATA_DIRS": f"{installed}/share:/usr/local/share:/usr/share"}
         if not Path("/dev/snd/seq").exists():
             environment["LD_PRELOAD"] = str(build / "bench/stub_sequencer.so")
         try:
@@ -174,9 +207,15 @@ def measure(names, build, rounds, short):
                         if number or short:
                             _add(samples, f"start/{name}", figures)
             if "idle" in names:
+                seconds = 2 if short else 10
                 for name, program in ours.items():
                     _add(samples, f"idle/{name}",
-                         idle(program, screen, environment, 2 if short else 10))
+                         idle(program, screen, environment, seconds))
+                # From the first menu to the first field, and behind its text.
+                for name in ("keyloft", "plain"):
+                    if name in programs:
+                        _add(samples, f"idle/{name} with caret",
+                             idle(programs[name], screen, environment, seconds, TAB, END))
         finally:
             screen.stop()
     return samples
