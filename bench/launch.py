@@ -30,17 +30,27 @@ class _Damage(ctypes.Structure):
                 ("rest", ctypes.c_long * 24)]
 
 
+def _server(command, option):
+    """Starts a server that writes where it can be reached to the file of this option; gives the
+    process and the place."""
+    read_end, write_end = os.pipe()
+    process = subprocess.Popen([*command, option.format(write_end)], pass_fds=[write_end],
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    os.close(write_end)
+    with os.fdopen(read_end, encoding="ascii") as place:
+        return process, place.readline().strip()
+
+
 class Screen:
-    """An X server of its own, and a watch on what is painted there."""
+    """An X server and a session bus, as on every desktop, and a watch on what is painted there."""
 
     def __init__(self):
-        read_end, write_end = os.pipe()
-        self._server = subprocess.Popen(
-            ["Xvfb", "-displayfd", str(write_end), "-noreset", "-nolisten", "tcp", "-screen", "0",
-             "1280x1024x24"], pass_fds=[write_end], stderr=subprocess.DEVNULL)
-        os.close(write_end)
-        with os.fdopen(read_end, encoding="ascii") as number:
-            self.name = ":" + number.readline().strip()
+        self._bus, self.bus = _server(["dbus-daemon", "--session", "--nofork"],
+                                      "--print-address={}")
+        self._server, number = _server(
+            ["Xvfb", "-noreset", "-nolisten", "tcp", "-screen", "0", "1280x1024x24", "-displayfd"],
+            "{}")
+        self.name = ":" + number
         self._x = ctypes.CDLL("libX11.so.6")
         self._keyboard = ctypes.CDLL("libXtst.so.6")
         self._x.XOpenDisplay.restype = ctypes.c_void_p
@@ -86,8 +96,9 @@ class Screen:
 
     def stop(self):
         self._x.XCloseDisplay(self._display)
-        self._server.terminate()
-        self._server.wait()
+        for process in (self._server, self._bus):
+            process.terminate()
+            process.wait()
 
 
 def _status(pid):
@@ -194,8 +205,9 @@ def measure(names, build, rounds, short):
             programs["plain"] = build / "bench/plain_window"
             programs |= {peer: found for peer in PEERS if (found := shutil.which(peer))}
         environment = {"DISPLAY": screen.name, "QT_QPA_PLATFORM": "xcb", "HOME": home,
-                       "XDG_RUNTIME_DIR": home, "PATH": os.environ["PATH"], "LANG": "C.UTF-8",
-                       "XDG_DATA_DIRS": f"{installed}/share:/usr/local/share:/usr/share"}
+                       "DBUS_SESSION_BUS_ADDRESS": screen.bus, "XDG_RUNTIME_DIR": home,
+                       "XDG_DATA_DIRS": f"{installed}/share:/usr/local/share:/usr/share",
+                       "PATH": os.environ["PATH"], "LANG": "C.UTF-8"}
         if not Path("/dev/snd/seq").exists():
             environment["LD_PRELOAD"] = str(build / "bench/stub_sequencer.so")
         try:
