@@ -9,8 +9,8 @@
 
 namespace {
 
-/// More than all the ports of a full sequencer take up; only what is used costs memory.
-constexpr std::size_t room_size = 1U << 20;
+/// Enough for ten thousand ports; only what is used costs memory.
+constexpr std::size_t usual_room = 1U << 20;
 
 struct Line {
     unsigned number;
@@ -68,14 +68,23 @@ NameCheck::~NameCheck() {
 void NameCheck::open() {
     file_ = ::open("/proc/asound/seq/clients", O_RDONLY | O_CLOEXEC);
     if (is_open())
-        room_ = std::make_unique_for_overwrite<char[]>(room_size);
+        make_room(usual_room);
 }
 
-std::vector<Address> NameCheck::renamed(const EndpointList& endpoints) const {
+void NameCheck::make_room(std::size_t size) {
+    room_ = std::make_unique_for_overwrite<char[]>(size);
+    room_size_ = size;
+}
+
+std::vector<Address> NameCheck::renamed(const EndpointList& endpoints) {
     if (!is_open())
         return {};
     // Reading from the start makes the kernel write the table anew, and give all of it at once.
-    const ssize_t length = pread(file_, room_.get(), room_size, 0);
+    ssize_t length = pread(file_, room_.get(), room_size_, 0);
+    while (length > 0 && static_cast<std::size_t>(length) == room_size_) {
+        make_room(2 * room_size_);
+        length = pread(file_, room_.get(), room_size_, 0);
+    }
     if (length <= 0)
         return {};
     return endpoints_named_otherwise({room_.get(), static_cast<std::size_t>(length)}, endpoints);

@@ -26,9 +26,12 @@ public:
     void open();
     [[nodiscard]] bool is_open() const { return file_ >= 0; }
     /// The endpoints to ask anew. None when the table is not open.
-    [[nodiscard]] std::vector<Address> renamed(const EndpointList& endpoints) const;
+    [[nodiscard]] std::vector<Address> renamed(const EndpointList& endpoints);
 
 private:
+    void make_room(std::size_t size);
+
     int file_ = -1;
     std::unique_ptr<char[]> room_; ///< for the table
+    std::size_t room_size_ = 0;
 };

@@ -87,7 +87,7 @@ TEST(AlsaNameCheck, TextThatIsNoTableMeansNothing) {
 TEST(AlsaNameCheck, WithoutATableNothingIsToBeAsked) {
     EndpointList endpoints;
     put(endpoints, 128, 0, "4AC5F4C4");
-    const NameCheck check;
+    NameCheck check;
     EXPECT_FALSE(check.is_open());
     EXPECT_EQ(check.renamed(endpoints), Addresses{});
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/midi_service/alsa_service_fixture.h"
 
+#include <deque>
+
 namespace {
 
 using AlsaRenaming = AlsaService;
@@ -36,6 +38,24 @@ TEST_F(AlsaRenaming, PortIsSeenAfterTheClientWasOpened) {
     peer.rename_port("4AC5F4C4");
     ASSERT_EQ(MIDIClientCreate(CFSTR("MIDI Client"), nullptr, nullptr, &client_), 0);
     EXPECT_NE(source("4AC5F4C4"), 0U);
+}
+
+TEST_F(AlsaRenaming, LastPortOfACrowdedSequencerIsSeenToo) {
+    // Together they make the kernel's table of names longer than a megabyte.
+    const std::string longest_name(63, 'x');
+    constexpr int most_ports = 254;
+    std::deque<AlsaPeer> crowd;
+    for (int i = 0; i < 56; ++i) {
+        crowd.emplace_back(longest_name);
+        for (int port = 1; port < most_ports; ++port)
+            crowd.back().add_port(longest_name);
+    }
+    AlsaPeer last("other");
+    const MIDIEndpointRef reference = source("other");
+    ASSERT_NE(reference, 0U);
+    end_press();
+    last.rename_port("4AC5F4C4");
+    EXPECT_EQ(source("4AC5F4C4"), reference);
 }
 
 TEST_F(AlsaRenaming, NameThatIsAskedForAgainIsTheNewest) {
