@@ -51,7 +51,8 @@ GOALS = [
          1200),
     Goal("command", "allocations on the send path", "host command/send", "allocations", 0),
     Goal("command", "allocations in the read callback", "host command/receive", "allocations", 0),
-    Goal("start", "first paint beside vmpk", "host start/keyloft", "us", 0.6, "host start/vmpk", ("host start/plain",)),
+    Goal("start", "first paint beside vmpk", "host start/keyloft", "us", 0.6, "host start/vmpk",
+         ("host start/plain",)),
     Goal("start", "first paint beside qmidiroute", "host start/keyloft", "us", 0.6,
          "host start/qmidiroute", ("host start/plain",)),
     Goal("start", "first paint beside qjackctl", "host start/keyloft", "us", 0.6,
@@ -119,7 +120,8 @@ def read(folder, place):
                 continue
             if "error_message" in entry:
                 raise SystemExit(f"script/bench: {entry['name']}: {entry['error_message']}")
-            name = place + " " + re.sub(r"/(iterations:\d+|repeats:\d+|manual_time|real_time)", "", entry["name"])
+            name = place + " " + re.sub(r"/(iterations:\d+|repeats:\d+|manual_time|real_time)", "",
+                                        entry["name"])
             figures = samples.setdefault(name, {})
             figures.setdefault("us", []).append(
                 entry["real_time"] * MICROSECONDS[entry["time_unit"]])
