@@ -6,9 +6,10 @@
 TintedImage::TintedImage(Shape shape) : shape_(std::move(shape)) {}
 
 const QPixmap& TintedImage::drawn(QSize size, qreal ratio, const QColor& color) {
-    if (drawn_.isNull() || size_ != size || drawn_.devicePixelRatio() != ratio || color_ != color) {
+    if (drawn_.isNull() || size_ != size || ratio_ != ratio || color_ != color) {
         drawn_ = shape_(size, ratio);
         size_ = size;
+        ratio_ = ratio;
         color_ = color;
         if (!drawn_.isNull()) {
             QPainter painter(&drawn_);

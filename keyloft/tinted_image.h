@@ -22,6 +22,8 @@ public:
 private:
     Shape shape_;
     QPixmap drawn_{};
-    QSize size_{}; ///< that was asked for
+    // What was asked for; a theme may have only a smaller one.
+    QSize size_{};
+    qreal ratio_ = 0;
     QColor color_{};
 };
