@@ -20,6 +20,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <thread>
+#include <utility>
 #include <vector>
 #ifdef KEYLOFT_BENCH_RTMIDI
 #include <rtmidi/RtMidi.h>
@@ -40,6 +41,8 @@ class Arrival {
 public:
     void note() {
         at_ = steady_clock::now();
+        receive_allocations = allocations - std::exchange(allocations_before_, allocations);
+        receive_calls = system_calls - std::exchange(calls_before_, system_calls);
         {
             const std::lock_guard lock{guard_};
             came_ = true;
@@ -57,10 +60,13 @@ public:
         return came ? std::optional{at_} : std::nullopt;
     }
 
-    std::uint64_t allocations_before = 0; ///< of the receiving thread, at the message before
-    std::uint64_t allocations = 0;        ///< of the receiving thread, for the last message
+    // Of the receiving thread, since the message before.
+    std::uint64_t receive_allocations = 0;
+    std::uint64_t receive_calls = 0;
 
 private:
+    std::uint64_t allocations_before_ = 0;
+    std::uint64_t calls_before_ = 0;
     steady_clock::time_point at_{};
     std::mutex guard_{};
     std::condition_variable changed_{};
@@ -85,17 +91,23 @@ void measure(benchmark::State& state, Send send) {
     std::vector<double> times;
     std::uint64_t most_sending = 0;
     std::uint64_t most_receiving = 0;
+    std::uint64_t calls = 0;
     there_and_back(send); // opens what has to be opened
+    there_and_back(send); // the receiving thread counts from here
     while (state.KeepRunning()) {
         const std::uint64_t before = allocations;
+        const std::uint64_t calls_before = system_calls;
         const double took = there_and_back(send);
         most_sending = std::max(most_sending, allocations - before);
-        most_receiving = std::max(most_receiving, arrival.allocations);
+        most_receiving = std::max(most_receiving, arrival.receive_allocations);
+        calls += system_calls - calls_before + arrival.receive_calls;
         times.push_back(took);
         state.SetIterationTime(took);
     }
     std::ranges::sort(times);
     state.counters["median_us"] = times[times.size() / 2] * 1e6;
+    state.counters["calls"] =
+        benchmark::Counter(static_cast<double>(calls), benchmark::Counter::kAvgIterations);
     state.counters["send_allocations"] = static_cast<double>(most_sending);
     state.counters["receive_allocations"] = static_cast<double>(most_receiving);
 }
@@ -206,8 +218,6 @@ private:
 };
 
 void take(const MIDIPacketList* /*list*/, void* /*port*/, void* /*source*/) {
-    arrival.allocations = allocations - arrival.allocations_before;
-    arrival.allocations_before = allocations;
     arrival.note();
 }
 

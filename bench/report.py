@@ -87,6 +87,8 @@ LIMITS = [
     ("hotplug", "guest hotplug/ours/1000", "calls", 1, 3),
     ("hotplug", "guest hotplug/ours/1000", "us", 0, 1e6),
     ("echo", "guest echo/ours/1000", "us", 0, 10e6),
+    ("echo", "guest echo/ours/16", "calls", 4, 5),
+    ("echo", "guest echo/ours/1000", "calls", 4, 5),
     ("echo", "guest echo/ours/1000", "send_allocations", 0, 0),
     ("echo", "guest echo/ours/1000", "receive_allocations", 0, 0),
     ("echo", "guest usb/ours/0", "us", 0, 10e6),
