@@ -11,7 +11,7 @@ import subprocess
 from pathlib import Path
 
 
-def run(programs, out, rounds, min_time, leave_out, once):
+def run(programs, out, rounds, min_time, leave_out, once=""):
     """Each program is a command. Regular expressions for benchmarks' names: `leave_out` for those
     that do not run, `once` for those that run in the first round alone."""
     for number in range(rounds):

@@ -268,7 +268,7 @@ void ContentView::take_theme_icons() {
     const QIcon snow =
         QIcon::fromTheme(u"weather-snow-symbolic"_s, QIcon::fromTheme(u"weather-snow"_s));
     if (!snow.isNull()) {
-        snow_.replace([snow](QSize size, qreal ratio) { return snow.pixmap(size, ratio); });
+        snow_ = TintedImage([snow](QSize size, qreal ratio) { return snow.pixmap(size, ratio); });
         for (Caption* caption : captions_)
             caption->update();
     }

@@ -19,8 +19,3 @@ const QPixmap& TintedImage::drawn(QSize size, qreal ratio, const QColor& color) 
     }
     return drawn_;
 }
-
-void TintedImage::replace(Shape shape) {
-    shape_ = std::move(shape);
-    drawn_ = {};
-}

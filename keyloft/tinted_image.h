@@ -16,8 +16,6 @@ public:
 
     /// The shape filled with a colour. Valid until the next call.
     [[nodiscard]] const QPixmap& drawn(QSize size, qreal ratio, const QColor& color);
-    /// Takes another shape from now on.
-    void replace(Shape shape);
 
 private:
     Shape shape_;

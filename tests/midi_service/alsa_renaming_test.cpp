@@ -5,21 +5,27 @@
 
 namespace {
 
-using AlsaRenaming = AlsaService;
-
 // A device count ends a press; the next count is that of another one.
 void end_press() {
     static_cast<void>(MIDIGetNumberOfDevices());
 }
 
+class AlsaRenaming : public AlsaService {
+protected:
+    /// A port takes a machine's name between two presses.
+    static void expect_new_name_at_the_next_press() {
+        AlsaPeer peer("other");
+        const MIDIEndpointRef reference = source("other");
+        ASSERT_NE(reference, 0U);
+        end_press();
+        peer.rename_port("4AC5F4C4");
+        EXPECT_EQ(source("4AC5F4C4"), reference);
+        EXPECT_EQ(destination("4AC5F4C4"), reference);
+    }
+};
+
 TEST_F(AlsaRenaming, PortThatTakesAMachinesNameIsSeenAtTheNextPress) {
-    AlsaPeer peer("other");
-    const MIDIEndpointRef reference = source("other");
-    ASSERT_NE(reference, 0U);
-    end_press();
-    peer.rename_port("4AC5F4C4");
-    EXPECT_EQ(source("4AC5F4C4"), reference);
-    EXPECT_EQ(destination("4AC5F4C4"), reference);
+    expect_new_name_at_the_next_press();
 }
 
 TEST_F(AlsaRenaming, PortThatLosesAMachinesNameIsSeenAtTheNextPress) {
@@ -50,12 +56,7 @@ TEST_F(AlsaRenaming, LastPortOfACrowdedSequencerIsSeenToo) {
         for (int port = 1; port < most_ports; ++port)
             crowd.back().add_port(longest_name);
     }
-    AlsaPeer last("other");
-    const MIDIEndpointRef reference = source("other");
-    ASSERT_NE(reference, 0U);
-    end_press();
-    last.rename_port("4AC5F4C4");
-    EXPECT_EQ(source("4AC5F4C4"), reference);
+    expect_new_name_at_the_next_press(); // of the port that is listed last
 }
 
 TEST_F(AlsaRenaming, NameThatIsAskedForAgainIsTheNewest) {

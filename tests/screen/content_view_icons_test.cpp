@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "keyloft/caption.h"
+#include "keyloft/tinted_image.h"
 #include "tests/screen/screen_fixture.h"
 
 #include <QApplication>
@@ -96,6 +97,26 @@ TEST_F(Icons, WindowWithoutAnIconInTheThemeHasNone) {
     open_screen();
     ASSERT_TRUE(QTest::qWaitFor([this] { return snow_coverage() == 1; }));
     EXPECT_TRUE(QApplication::windowIcon().isNull());
+}
+
+TEST(TintedImage, IsDrawnAnewOnlyWhenItHasToLookDifferent) {
+    int drawings = 0;
+    TintedImage image([&drawings](QSize size, qreal /*ratio*/) {
+        ++drawings;
+        QPixmap shape(size); // a theme's smaller picture: its ratio is not the one asked for
+        shape.fill(Qt::black);
+        return shape;
+    });
+    const auto draw = [&](int size, qreal ratio, const QColor& color) {
+        EXPECT_EQ(image.drawn({size, size}, ratio, color).toImage().pixelColor(0, 0), color);
+        return drawings;
+    };
+    EXPECT_EQ(draw(16, 2, Qt::red), 1);
+    EXPECT_EQ(draw(16, 2, Qt::red), 1);
+    EXPECT_EQ(draw(17, 2, Qt::red), 2);
+    EXPECT_EQ(draw(17, 1, Qt::red), 3);
+    EXPECT_EQ(draw(17, 1, Qt::blue), 4);
+    EXPECT_EQ(draw(17, 1, Qt::blue), 4);
 }
 
 /// Notes whether the theme had been read when something was painted for the first time.
