@@ -5,7 +5,7 @@
 
 #include "bench/allocations.h"
 #include "bench/probes.h"
-#include "machine/embedded_host.h"
+#include "simulation/embedded_host.h"
 
 #include <algorithm>
 #include <array>

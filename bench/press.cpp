@@ -6,7 +6,7 @@
 
 #include "bench/crowd.h"
 #include "keyloft/ContentView.h"
-#include "machine/embedded_host.h"
+#include "simulation/embedded_host.h"
 #include "midi_service/alsa/alsa_backend.h"
 
 #include <QApplication>

@@ -5,7 +5,7 @@
 // machine keeps has to be the numbers that were typed.
 #include "fuzz/target.h"
 #include "keyloft/screen_controller.h"
-#include "machine/embedded_host.h"
+#include "simulation/embedded_host.h"
 #include "midi_service/embedded/embedded_backend.h"
 #include "tests/screen/throwing_stop.h"
 #include "tests/support/device_state.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The command line of keyloft-machine. An input is one argument a line.
 #include "fuzz/target.h"
-#include "machine/firmware.h"
-#include "machine/host_arguments.h"
+#include "simulation/firmware.h"
+#include "simulation/host_arguments.h"
 
 #include <CLI/CLI.hpp>
 

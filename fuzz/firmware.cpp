@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Bytes into the simulated machine's firmware, cut anywhere, with any faults. What it keeps and
 // answers is computed from the list of messages that it got.
-#include "machine/firmware.h"
+#include "simulation/firmware.h"
 #include "fuzz/midi_model.h"
 
 #include <optional>

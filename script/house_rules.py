@@ -25,8 +25,8 @@ SPDX = "SPDX-License-" + "Identifier: MIT"  # in two, so that nothing takes it f
 
 QT = re.compile(r"Q[A-Z]\w*(/\w+)?$|Qt\w+/")
 ALSA = re.compile(r"(alsa|sound)/")
-QT_FREE = re.compile(r"(Include|midi_service|machine)/|keyloft/screen_controller\.")
-ALSA_FOLDERS = re.compile(r"midi_service/alsa/|machine/|tests/|bench/|fuzz/")
+QT_FREE = re.compile(r"(Include|midi_service|simulation)/|keyloft/screen_controller\.")
+ALSA_FOLDERS = re.compile(r"midi_service/alsa/|simulation/|tests/|bench/|fuzz/")
 
 # What a file may include of the project: the first rule that fits its path decides.
 MAY_INCLUDE = [
@@ -35,9 +35,9 @@ MAY_INCLUDE = [
     (r"keyloft/", r"keyloft/|Include/(main|set_device_name)\.h$"),
     (r"midi_service/(alsa|embedded)/", r"midi_service/[^/]+$|midi_service/\1/"),
     (r"midi_service/", r"midi_service/[^/]+$"),
-    (r"machine/firmware\.", r"machine/firmware\.h$"),
-    (r"machine/", r"machine/|midi_service/"),
-    (r"demo/", r"demo/|machine/|keyloft/|Include/|midi_service/"),
+    (r"simulation/firmware\.", r"simulation/firmware\.h$"),
+    (r"simulation/", r"simulation/|midi_service/"),
+    (r"demo/", r"demo/|simulation/|keyloft/|Include/|midi_service/"),
     (r"(tests|bench|fuzz)/", r""),
 ]
 

@@ -72,7 +72,7 @@ class Scenario(unittest.TestCase):
 
     def simulate(self, gadgets, *faults):
         """Lets machines answer for plugged gadgets."""
-        machines = Machines(self.program("machine/keyloft-raw-machine"), gadgets, SCRATCH, *faults)
+        machines = Machines(self.program("tests/e2e/keyloft-raw-machine"), gadgets, SCRATCH, *faults)
         self.addCleanup(machines.stop)
         return machines
 

@@ -7,9 +7,9 @@
 //
 // Each line is answered by what the machine holds, as JSON. The end of the input ends the program.
 
-#include "machine/host_text.h"
-#include "machine/journal.h"
-#include "machine/sequencer_codec.h"
+#include "simulation/host_text.h"
+#include "tests/e2e/journal.h"
+#include "simulation/sequencer_codec.h"
 
 #include <cstdio>
 #include <iostream>

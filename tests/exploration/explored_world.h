@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "machine/firmware.h"
+#include "simulation/firmware.h"
 #include "tests/exploration/stepping_backend.h"
 
 #include <memory>

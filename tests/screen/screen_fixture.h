@@ -2,7 +2,7 @@
 #pragma once
 
 #include "keyloft/ContentView.h"
-#include "machine/embedded_host.h"
+#include "simulation/embedded_host.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/virtual_pauses.h"
 

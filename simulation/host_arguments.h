@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "simulation/firmware.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+/// The device code that eight hexadecimal digits stand for; nothing when the text is not that.
+[[nodiscard]] std::optional<std::uint32_t> device_code(std::string_view text);
+
+/// What is wrong with a text as a device code, as a sentence; empty when nothing is.
+[[nodiscard]] std::string mistake_in_code(const std::string& text);
+
+/// Which machines there are to be, as command line arguments.
+class CodeArguments {
+public:
+    /// Adds the arguments to a program's. This object has to outlive the reading of them.
+    explicit CodeArguments(CLI::App& app);
+
+    /// The device codes that were asked for, at least one, once the arguments were read.
+    [[nodiscard]] std::vector<std::uint32_t> codes() const;
+
+private:
+    std::vector<std::string> names_{};
+    bool all_ = false;
+};
+
+/// The faults of machines as command line arguments.
+class FaultArguments {
+public:
+    /// Adds the arguments to a program's. This object has to outlive the reading of them.
+    explicit FaultArguments(CLI::App& app);
+
+    /// The faults that were asked for, once the arguments were read.
+    [[nodiscard]] MachineFaults faults() const;
+
+private:
+    bool silent_ = false;
+    bool wrong_ = false;
+    bool chatter_ = false;
+    unsigned delay_ms_ = 0;
+    unsigned wrong_byte_ = 2;
+    unsigned vanish_after_ = 0;
+    unsigned times_ = MachineFaults::always;
+};
+
+/// Reads the arguments. Gives the exit code when the program is to end with that: 0 after --help or
+/// --version, which print to standard output, 2 after a mistake, which is told on standard error.
+[[nodiscard]] std::optional<int> read_arguments(CLI::App& app, int count,
+                                                const char* const* arguments);

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include "simulation/host_loop.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <system_error>
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace {
+
+using Machines = std::span<const std::unique_ptr<MachineHost>>;
+using Clock = MachineHost::Clock;
+
+[[noreturn]] void fail(const char* what) {
+    throw HostError(std::string(what) +
+                    " does not work: " + std::generic_category().message(errno) + ".");
+}
+
+/// Waits until a descriptor has something or a machine has something to send.
+void wait(std::vector<pollfd>& polled, Machines machines) {
+    std::optional<Clock::time_point> due;
+    for (const auto& machine : machines) {
+        const auto next = machine->next_due();
+        if (next && (!due || *next < *due))
+            due = next;
+    }
+    timespec timeout{};
+    if (due) {
+        using std::chrono::nanoseconds;
+        const auto left = std::max(nanoseconds(*due - Clock::now()), nanoseconds(0));
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+        timeout.tv_sec = seconds.count();
+        timeout.tv_nsec = nanoseconds(left - seconds).count();
+    }
+    if (ppoll(polled.data(), polled.size(), due ? &timeout : nullptr, nullptr) >= 0)
+        return;
+    if (errno != EINTR)
+        fail("Waiting for input");
+    for (pollfd& each : polled)
+        each.revents = 0;
+}
+
+void power_cycle_all(Machines machines) {
+    for (const auto& machine : machines)
+        machine->power_cycle();
+}
+
+} // namespace
+
+HostLoop::HostLoop(int keys) : keyboard_(keys) {
+    sigset_t taken;
+    sigemptyset(&taken);
+    for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2, SIGCONT})
+        sigaddset(&taken, signal);
+    signals_ = signalfd(-1, &taken, SFD_CLOEXEC | SFD_NONBLOCK);
+    if (signals_ < 0)
+        fail("signalfd");
+    pthread_sigmask(SIG_BLOCK, &taken, &before_);
+}
+
+HostLoop::~HostLoop() {
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+    close(signals_);
+}
+
+void HostLoop::run(Machines machines, const std::function<void()>& report) {
+    while (true) {
+        std::vector<pollfd> polled = {{signals_, POLLIN, 0}, {keyboard_.descriptor(), POLLIN, 0}};
+        for (const auto& machine : machines)
+            polled.push_back({machine->descriptor(), POLLIN, 0});
+        wait(polled, machines);
+        for (std::size_t i = 0; i < machines.size(); ++i) {
+            if (polled[i + 2].revents != 0)
+                machines[i]->read();
+            machines[i]->send_due(Clock::now());
+        }
+        if (polled[0].revents != 0 && !take_signal(machines, report))
+            return;
+        if (polled[1].revents != 0 && !take_key(machines))
+            return;
+    }
+}
+
+/// Does what a signal asks for; whether to go on.
+bool HostLoop::take_signal(Machines machines, const std::function<void()>& report) {
+    signalfd_siginfo info{};
+    if (read(signals_, &info, sizeof info) != sizeof info)
+        return true;
+    switch (info.ssi_signo) {
+    case SIGUSR1:
+        power_cycle_all(machines);
+        return true;
+    case SIGUSR2:
+        report();
+        return true;
+    case SIGCONT:
+        keyboard_.look();
+        return true;
+    default:
+        return false;
+    }
+}
+
+/// Does what a key asks for; whether to go on.
+bool HostLoop::take_key(Machines machines) {
+    const auto key = keyboard_.read();
+    if (key == 'p')
+        power_cycle_all(machines);
+    return key != 'q';
+}

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "simulation/machine_host.h"
+
+#include <string>
+#include <string_view>
+
+/// "Note On", "Note Off", "Control Change" or "Bend Change", as the screen calls them.
+[[nodiscard]] std::string_view type_text(std::uint8_t type);
+
+/// What happened to a machine, such as "part 5: Control Change, channel 1, controller 7".
+[[nodiscard]] std::string event_text(const MachineHost& machine, const MachineEvent& event);
+
+/// What a machine holds, as one JSON object: its name under "machine", and under "table" and
+/// "saved" an array of mappings each, in ascending order of the parts.
+[[nodiscard]] std::string tables_json(const MachineHost& machine);

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+#include "simulation/machine_host.h"
+
+#include <algorithm>
+
+MachineHost::MachineHost(std::uint32_t code, MachineFaults faults, MachineWatcher& watcher,
+                         std::chrono::milliseconds gap)
+    : name_(machine_name(code)), firmware_(faults), watcher_(watcher), gap_(gap) {}
+
+std::optional<MachineHost::Clock::time_point> MachineHost::next_due() const {
+    if (pending_.empty())
+        return std::nullopt;
+    return std::max(pending_.begin()->first, free_);
+}
+
+void MachineHost::send_due(Clock::time_point now) {
+    while (!pending_.empty() && next_due() <= now) {
+        const MachineReply reply = pending_.extract(pending_.begin()).mapped();
+        const std::span<const std::uint8_t> message(reply.bytes.data(), reply.length);
+        write(message);
+        watcher_.sent(*this, message);
+        free_ = std::max(now, Clock::now()) + gap_; // the write itself takes its time
+    }
+}
+
+void MachineHost::power_cycle() {
+    pending_.clear();
+    pull();
+    const MachineEvent event = firmware_.power_cycle();
+    plug();
+    watcher_.happened(*this, event);
+}
+
+void MachineHost::take(std::span<const std::uint8_t> bytes) {
+    watcher_.received(*this, bytes);
+    const MachineAnswer answer = firmware_.receive(bytes);
+    // Counted from now, which is later than the message: an echo may be late, but never early.
+    const Clock::time_point now = Clock::now();
+    for (const MachineReply& reply : answer.replies)
+        pending_.emplace(now + std::chrono::milliseconds(reply.after_ms), reply);
+    if (firmware_.vanished()) {
+        pending_.clear();
+        pull();
+    }
+    for (const MachineEvent& event : answer.events)
+        watcher_.happened(*this, event);
+}
+
+void MachineHost::lose() {
+    pending_.clear();
+    watcher_.lost(*this);
+}

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "simulation/machine_host.h"
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+/// Writes down what machines receive, send and do, each with the time, as lines of JSON:
+///
+///     {"ns":1234567890,"machine":"4AC5F4C4","received":"F8F8"}
+///     {"ns":1234567890,"machine":"4AC5F4C4","sent":"B00705"}
+///     {"ns":1234567890,"machine":"4AC5F4C4","event":"part 5: Control Change, ..."}
+///
+/// The time is CLOCK_MONOTONIC in nanoseconds, taken when the line is written; each line is in the
+/// file as soon as the call returns.
+class Journal final : public MachineWatcher {
+public:
+    /// Appends to a file, or writes to standard output when `path` is empty. HostError.
+    explicit Journal(const std::string& path);
+
+    void happened(const MachineHost& machine, const MachineEvent& event) override;
+    void received(const MachineHost& machine, std::span<const std::uint8_t> bytes) override;
+    void sent(const MachineHost& machine, std::span<const std::uint8_t> bytes) override;
+    void lost(const MachineHost& machine) override;
+
+private:
+    void write(const MachineHost& machine, const char* key, const std::string& value);
+
+    struct Close {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+    std::unique_ptr<std::FILE, Close> file_; ///< null: standard output
+};

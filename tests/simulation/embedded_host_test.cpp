@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+#include "simulation/embedded_host.h"
+
+#include "midi_service/midi_text.h"
+#include "tests/simulation/firmware_sequence.h"
+
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <thread>
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::uint32_t code = 0x4AC5F4C4;
+const MappingTable mapped = {{5, {.type = 0xB0, .channel = 1, .controller = 7}}};
+const Bytes echo = {0xB0, 0x07, 0x05};
+
+/// An embedded service with one client that hears the first source and sends what it is asked to.
+class EmbeddedMachineTest : public testing::Test {
+protected:
+    void SetUp() override {
+        install_midi_backend(&service_);
+        ASSERT_EQ(MIDIClientCreate(CFSTR("client"), nullptr, nullptr, &client_), 0);
+        ASSERT_EQ(MIDIOutputPortCreate(client_, CFSTR("out"), &out_), 0);
+        ASSERT_EQ(MIDIInputPortCreate(client_, CFSTR("in"), &note_down, this, &in_), 0);
+    }
+
+    void TearDown() override { install_midi_backend(nullptr); }
+
+    void connect() {
+        ASSERT_EQ(MIDIGetNumberOfSources(), 1U);
+        ASSERT_EQ(MIDIPortConnectSource(in_, MIDIGetSource(0), nullptr), 0);
+    }
+
+    /// Sends bytes as one packet each message to the machine; the status of the last send.
+    OSStatus send(EmbeddedMachine& machine, const Bytes& bytes) {
+        alignas(MIDIPacketList) std::array<std::uint8_t, 1024> buffer{};
+        auto* list = reinterpret_cast<MIDIPacketList*>(buffer.data());
+        MIDIPacket* packet = MIDIPacketListInit(list);
+        MIDIPacketListAdd(list, buffer.size(), packet, 0, bytes.size(), bytes.data());
+        return MIDISend(out_, machine.reference(), list);
+    }
+
+    /// What the port received since the last call, one after the other.
+    Bytes take() {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(heard_, {});
+    }
+
+    std::string text(MIDIObjectRef object, CFStringRef property) {
+        CFStringRef value = nullptr;
+        EXPECT_EQ(MIDIObjectGetStringProperty(object, property, &value), 0);
+        return std::string(view_text(TextHandle(value).get()));
+    }
+
+    EmbeddedBackend service_{EmbeddedBackend::Time::manual};
+
+private:
+    static void note_down(const MIDIPacketList* list, void* context, void*) {
+        auto* test = static_cast<EmbeddedMachineTest*>(context);
+        const std::lock_guard lock(test->mutex_);
+        const MIDIPacket& packet = list->packet[0];
+        test->heard_.insert(test->heard_.end(), packet.data, packet.data + packet.length);
+    }
+
+    MIDIClientRef client_ = 0;
+    MIDIPortRef out_ = 0;
+    MIDIPortRef in_ = 0;
+    std::mutex mutex_;
+    Bytes heard_;
+};
+
+TEST_F(EmbeddedMachineTest, IsASourceADestinationAndADeviceUnderItsName) {
+    const EmbeddedMachine machine(service_, code);
+    ASSERT_EQ(MIDIGetNumberOfSources(), 1U);
+    ASSERT_EQ(MIDIGetNumberOfDestinations(), 1U);
+    ASSERT_EQ(MIDIGetNumberOfDevices(), 1U);
+    for (const MIDIObjectRef object : {MIDIGetSource(0), MIDIGetDestination(0), MIDIGetDevice(0)}) {
+        EXPECT_EQ(object, machine.reference());
+        EXPECT_EQ(text(object, kMIDIPropertyName), "4AC5F4C4 MIDI 1");
+        EXPECT_EQ(text(object, kMIDIPropertyModel), "4AC5F4C4");
+        EXPECT_EQ(text(object, kMIDIPropertyManufacturer), "keyloft");
+        std::int32_t offline = -1;
+        EXPECT_EQ(MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &offline), 0);
+        EXPECT_EQ(offline, 0);
+    }
+}
+
+TEST_F(EmbeddedMachineTest, EchoesAMillisecondAfterTheMessageAndNotSooner) {
+    EmbeddedMachine machine(service_, code);
+    connect();
+    ASSERT_EQ(send(machine, sequence(0xB0, 0x07, 0x05)), 0);
+    EXPECT_EQ(machine.table(), mapped);
+    service_.advance(std::chrono::microseconds(999));
+    EXPECT_EQ(take(), Bytes{});
+    service_.advance(std::chrono::microseconds(1));
+    EXPECT_EQ(take(), echo);
+}
+
+TEST_F(EmbeddedMachineTest, DelaysTheEchoOfASlowMachine) {
+    EmbeddedMachine machine(service_, code, {.slow = 1, .delay_ms = 250});
+    connect();
+    ASSERT_EQ(send(machine, sequence(0xB0, 0x07, 0x05)), 0);
+    service_.advance(milliseconds(250));
+    EXPECT_EQ(take(), Bytes{});
+    service_.advance(milliseconds(1));
+    EXPECT_EQ(take(), echo);
+}
+
+TEST_F(EmbeddedMachineTest, SendsChatterAroundTheEchoInOrder) {
+    EmbeddedMachine machine(service_, code, {.chatter = 1});
+    connect();
+    ASSERT_EQ(send(machine, sequence(0xB0, 0x07, 0x05)), 0);
+    service_.advance(milliseconds(1));
+    EXPECT_EQ(take(), (Bytes{0xF8, 0x91, 0x3C, 0x64, 0xB0, 0x07, 0x05, 0xF8, 0x81, 0x3C, 0x00}));
+}
+
+TEST_F(EmbeddedMachineTest, KeepsEveryByteThatReachedIt) {
+    EmbeddedMachine machine(service_, code);
+    const Bytes first = {0x90, 0x01, 0x00};
+    const Bytes second = sequence(0xAF, 0x7F, 0x7F);
+    ASSERT_EQ(send(machine, first), 0);
+    ASSERT_EQ(send(machine, second), 0);
+    Bytes all = first;
+    all.insert(all.end(), second.begin(), second.end());
+    EXPECT_EQ(machine.received(), all);
+}
+
+TEST_F(EmbeddedMachineTest, LosesWhatItHadNotSavedWhenThePlugIsPulled) {
+    EmbeddedMachine machine(service_, code);
+    ASSERT_EQ(send(machine, sequence(0xB0, 0x07, 0x05)), 0);
+    ASSERT_EQ(send(machine, sequence(0xAF, 0x7F, 0x7F)), 0);
+    ASSERT_EQ(send(machine, sequence(0xE0, 0x01, 0x06)), 0);
+    EXPECT_EQ(machine.table().size(), 2U);
+    EXPECT_EQ(machine.saved_table(), mapped);
+
+    const MIDIObjectRef before = machine.reference();
+    machine.unplug();
+    machine.unplug();
+    EXPECT_EQ(machine.reference(), 0U);
+    EXPECT_EQ(MIDIGetNumberOfSources(), 0U);
+    EXPECT_EQ(MIDIGetNumberOfDevices(), 0U);
+    machine.plug();
+    machine.plug();
+    EXPECT_EQ(MIDIGetNumberOfDestinations(), 1U);
+    EXPECT_NE(machine.reference(), before);
+    EXPECT_EQ(machine.table(), mapped);
+}
+
+TEST_F(EmbeddedMachineTest, SendsNothingAnyMoreWhenThePlugIsPulled) {
+    EmbeddedMachine machine(service_, code);
+    connect();
+    ASSERT_EQ(send(machine, sequence(0xB0, 0x07, 0x05)), 0);
+    machine.unplug();
+    service_.advance(milliseconds(10));
+    EXPECT_EQ(take(), Bytes{});
+}
+
+TEST_F(EmbeddedMachineTest, StandsAtTheEndOfTheListsWhenPluggedInAgain) {
+    EmbeddedMachine first(service_, code);
+    const EmbeddedMachine second(service_, 0x4AC6F4C4);
+    first.unplug();
+    first.plug();
+    ASSERT_EQ(MIDIGetNumberOfSources(), 2U);
+    EXPECT_EQ(MIDIGetSource(0), second.reference());
+    EXPECT_EQ(MIDIGetSource(1), first.reference());
+}
+
+TEST_F(EmbeddedMachineTest, VanishesInTheMiddleOfASequence) {
+    EmbeddedMachine machine(service_, code, {.vanish_after = 7});
+    connect();
+    const MIDIEndpointRef destination = machine.reference();
+    EXPECT_EQ(send(machine, sequence(0xB0, 0x07, 0x05)), 0);
+    EXPECT_EQ(machine.reference(), 0U);
+    EXPECT_EQ(MIDIGetNumberOfSources(), 0U);
+    std::int32_t offline = 0;
+    EXPECT_NE(MIDIObjectGetIntegerProperty(destination, kMIDIPropertyOffline, &offline), 0);
+    EXPECT_EQ(offline, 1);
+    service_.advance(milliseconds(10));
+    EXPECT_EQ(take(), Bytes{});
+    EXPECT_TRUE(machine.table().empty());
+}
+
+TEST_F(EmbeddedMachineTest, IsPulledOutWhileMessagesArrive) {
+    // The race is the point: whoever wins, nothing hangs and nothing touches a machine that is
+    // gone.
+    for (int round = 0; round < 200; ++round) {
+        EmbeddedMachine machine(service_, code, {.vanish_after = 40});
+        const Bytes bytes = sequence(0xB0, 0x07, 0x05);
+        std::thread puller([&machine] { machine.unplug(); });
+        int sent = 0;
+        while (send(machine, bytes) == 0)
+            ++sent;
+        puller.join();
+        EXPECT_LE(sent, 4);
+        EXPECT_EQ(machine.reference(), 0U);
+    }
+    EXPECT_EQ(MIDIGetNumberOfSources(), 0U);
+}
+
+} // namespace

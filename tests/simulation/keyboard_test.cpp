@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: MIT
+#include "simulation/host_loop.h"
+
+#include "tests/simulation/socket_machine.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <utility>
+
+#include <poll.h>
+#include <pty.h>
+#include <sys/wait.h>
+
+namespace {
+
+constexpr int patience_ms = 10000;
+
+/// A program that runs in a terminal of its own, whose user is the test.
+class Terminal {
+public:
+    explicit Terminal(int (*program)()) : child_(forkpty(&user_, nullptr, nullptr, nullptr)) {
+        if (child_ == 0)
+            _exit(program());
+    }
+    ~Terminal() {
+        if (child_ > 0)
+            kill(child_, SIGKILL);
+        if (user_ >= 0)
+            close(user_);
+    }
+    Terminal(const Terminal&) = delete;
+    Terminal& operator=(const Terminal&) = delete;
+
+    /// The terminal is gone for the program.
+    void hang_up() { close(std::exchange(user_, -1)); }
+
+    void type(const std::string& keys) const {
+        EXPECT_EQ(write(user_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
+    }
+
+    /// What the screen shows from here on, up to and including a text.
+    [[nodiscard]] std::string screen_until(const std::string& text) const {
+        std::string shown;
+        pollfd polled{user_, POLLIN, 0};
+        while (shown.find(text) == std::string::npos && poll(&polled, 1, patience_ms) == 1) {
+            char letter = 0;
+            if (read(user_, &letter, 1) != 1)
+                break;
+            shown += letter;
+        }
+        return shown;
+    }
+
+    /// The exit code of the program, when it has ended.
+    [[nodiscard]] int exit_code() {
+        int status = -1;
+        waitpid(std::exchange(child_, -1), &status, 0);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+private:
+    int user_ = -1;
+    pid_t child_;
+};
+
+/// A watcher that shows events on the terminal.
+class Show final : public MachineWatcher {
+public:
+    void happened(const MachineHost& machine, const MachineEvent& event) override {
+        dprintf(STDOUT_FILENO, "[%s]", event_text(machine, event).c_str());
+    }
+};
+
+int serve_in_terminal() {
+    termios before{};
+    termios after{};
+    tcgetattr(STDIN_FILENO, &before);
+    {
+        HostLoop loop(STDIN_FILENO);
+        Show show;
+        std::vector<std::unique_ptr<MachineHost>> machines;
+        machines.push_back(std::make_unique<SocketMachine>(MachineFaults{}, show));
+        dprintf(STDOUT_FILENO, loop.has_keys() ? "[ready]" : "[no keys]");
+        loop.run(machines, [] {});
+    }
+    tcgetattr(STDIN_FILENO, &after);
+    return before.c_lflag == after.c_lflag ? 0 : 3;
+}
+
+TEST(Keyboard, SwitchesOffAndOnWithPAndEndsWithQ) {
+    Terminal terminal(serve_in_terminal);
+    EXPECT_EQ(terminal.screen_until("[ready]"), "[ready]");
+    // Neither Enter nor an echo of the keys; other keys do nothing.
+    terminal.type("xp");
+    EXPECT_EQ(terminal.screen_until("]"), "[power cycle: back to 0 mappings]");
+    terminal.type("pq");
+    EXPECT_EQ(terminal.screen_until("]"), "[power cycle: back to 0 mappings]");
+    EXPECT_EQ(terminal.exit_code(), 0) << "3: the terminal was not given back as it was";
+}
+
+TEST(Keyboard, LeavesControlCToTheTerminal) {
+    Terminal terminal(serve_in_terminal);
+    EXPECT_EQ(terminal.screen_until("[ready]"), "[ready]");
+    terminal.type("\x03");
+    EXPECT_EQ(terminal.exit_code(), 0);
+}
+
+TEST(Keyboard, HasNoKeysWhereThereIsNoTerminal) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe(ends), 0);
+    const Keyboard pipe_end(ends[0]);
+    EXPECT_EQ(pipe_end.descriptor(), -1);
+    const Keyboard nothing(-1);
+    EXPECT_EQ(nothing.descriptor(), -1);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(Keyboard, HasNoKeysInATerminalThatIsNotItsOwn) {
+    int user = -1;
+    int terminal = -1;
+    ASSERT_EQ(openpty(&user, &terminal, nullptr, nullptr, nullptr), 0);
+    const Keyboard keyboard(terminal);
+    EXPECT_EQ(keyboard.descriptor(), -1);
+    close(user);
+    close(terminal);
+}
+
+int read_until_the_terminal_is_gone() {
+    signal(SIGHUP, SIG_IGN);
+    Keyboard keyboard(STDIN_FILENO);
+    dprintf(STDOUT_FILENO, keyboard.descriptor() == STDIN_FILENO ? "[ready]" : "[no keys]");
+    const bool has_key = keyboard.read().has_value();
+    return !has_key && keyboard.descriptor() == -1 ? 0 : 5;
+}
+
+TEST(Keyboard, HasNoKeysAnyMoreWhenTheTerminalIsGone) {
+    Terminal terminal(read_until_the_terminal_is_gone);
+    EXPECT_EQ(terminal.screen_until("[ready]"), "[ready]");
+    terminal.hang_up();
+    EXPECT_EQ(terminal.exit_code(), 0);
+}
+
+int serve_in_background() {
+    signal(SIGTTOU, SIG_IGN);
+    // The terminal goes to another process group, as when a shell runs a program with "&".
+    const pid_t other = fork();
+    if (other == 0) {
+        pause();
+        _exit(0);
+    }
+    setpgid(other, other);
+    tcsetpgrp(STDIN_FILENO, other);
+    signal(SIGTTOU, SIG_DFL);
+    Keyboard keyboard(STDIN_FILENO);
+    const bool in_background = keyboard.descriptor() == -1;
+    signal(SIGTTOU, SIG_IGN);
+    tcsetpgrp(STDIN_FILENO, getpgrp());
+    keyboard.look();
+    const bool in_foreground = keyboard.descriptor() == STDIN_FILENO;
+    kill(other, SIGKILL);
+    return in_background && in_foreground ? 0 : 4;
+}
+
+TEST(Keyboard, LeavesTheTerminalAloneInTheBackground) {
+    Terminal terminal(serve_in_background);
+    EXPECT_EQ(terminal.exit_code(), 0);
+}
+
+} // namespace

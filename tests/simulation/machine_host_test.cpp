@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#include "simulation/machine_host.h"
+
+#include "tests/simulation/socket_machine.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using Clock = MachineHost::Clock;
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+constexpr nanoseconds instant{1};
+
+/// Lets a machine read bytes from its cable.
+void give(SocketMachine& machine, const Bytes& bytes) {
+    ASSERT_EQ(::write(machine.far_end(), bytes.data(), bytes.size()),
+              static_cast<ssize_t>(bytes.size()));
+    machine.read();
+}
+
+/// What came out at the other end of the cable.
+Bytes taken(const SocketMachine& machine) {
+    Bytes bytes(256);
+    const ssize_t length = recv(machine.far_end(), bytes.data(), bytes.size(), MSG_DONTWAIT);
+    bytes.resize(length > 0 ? static_cast<std::size_t>(length) : 0);
+    return bytes;
+}
+
+const Bytes command = sequence(0xB0, 0x07, 0x05);
+const Bytes save = sequence(0xAF, 0x7F, 0x7F);
+const Bytes echo = {0xB0, 0x07, 0x05};
+
+TEST(MachineHost, EchoesNoSoonerThanAMillisecondAfterTheMessage) {
+    WatcherRecord record;
+    SocketMachine machine({}, record);
+    EXPECT_EQ(machine.next_due(), std::nullopt);
+    const auto before = Clock::now();
+    give(machine, command);
+    const auto due = machine.next_due().value();
+    EXPECT_GE(due, before + milliseconds(1));
+    EXPECT_LE(due, Clock::now() + milliseconds(1));
+    machine.send_due(due - instant);
+    EXPECT_EQ(taken(machine), Bytes{});
+    machine.send_due(due);
+    EXPECT_EQ(taken(machine), echo);
+    EXPECT_EQ(machine.next_due(), std::nullopt);
+}
+
+TEST(MachineHost, TellsItsWatcherWhatCameAndWentAndHappened) {
+    WatcherRecord record;
+    SocketMachine machine({}, record);
+    give(machine, command);
+    machine.send_due(machine.next_due().value());
+    give(machine, save);
+    Bytes all = command;
+    all.insert(all.end(), save.begin(), save.end());
+    EXPECT_EQ(record.input, all);
+    EXPECT_EQ(record.output, std::vector<Bytes>{echo});
+    EXPECT_EQ(record.events,
+              (std::vector<std::string>{"part 5: Control Change, channel 1, controller 7",
+                                        "saved: 1 mapping"}));
+}
+
+TEST(MachineHost, DelaysTheEchoOfASlowMachine) {
+    WatcherRecord record;
+    SocketMachine machine({.slow = 1, .delay_ms = 400}, record);
+    const auto before = Clock::now();
+    give(machine, command);
+    EXPECT_GE(machine.next_due().value(), before + milliseconds(401));
+}
+
+TEST(MachineHost, SendsABurstInOneGoWithoutAGap) {
+    WatcherRecord record;
+    SocketMachine machine({.chatter = 1}, record);
+    give(machine, command);
+    machine.send_due(machine.next_due().value());
+    EXPECT_EQ(taken(machine),
+              (Bytes{0xF8, 0x91, 0x3C, 0x64, 0xB0, 0x07, 0x05, 0xF8, 0x81, 0x3C, 0x00}));
+}
+
+TEST(MachineHost, KeepsTheGapBetweenItsMessages) {
+    WatcherRecord record;
+    SocketMachine machine({.chatter = 1}, record, milliseconds(1));
+    give(machine, command);
+    const std::vector<Bytes> expected = {
+        {0xF8}, {0x91, 0x3C, 0x64}, {0xB0, 0x07, 0x05}, {0xF8}, {0x81, 0x3C, 0x00}};
+    for (const Bytes& message : expected) {
+        const auto due = machine.next_due().value();
+        machine.send_due(due - instant);
+        EXPECT_EQ(taken(machine), Bytes{});
+        // Also when the loop comes late, only one message goes out.
+        machine.send_due(due + milliseconds(50));
+        EXPECT_EQ(taken(machine), message);
+        if (machine.next_due()) {
+            EXPECT_EQ(machine.next_due(), due + milliseconds(51));
+        }
+    }
+    EXPECT_EQ(machine.next_due(), std::nullopt);
+}
+
+TEST(MachineHost, LeavesWhenItVanishesAndSendsNothingMore) {
+    WatcherRecord record;
+    SocketMachine machine({.vanish_after = 15}, record);
+    give(machine, command);
+    EXPECT_TRUE(machine.next_due().has_value());
+    give(machine, command);
+    EXPECT_EQ(machine.descriptor(), -1);
+    EXPECT_EQ(machine.next_due(), std::nullopt);
+    EXPECT_EQ(record.events.back(), "vanished");
+    EXPECT_EQ(taken(machine), Bytes{});
+}
+
+TEST(MachineHost, TellsThatItsConnectionWasTakenAwayAndSendsNothingMore) {
+    WatcherRecord record;
+    SocketMachine machine({}, record);
+    give(machine, command);
+    EXPECT_TRUE(machine.next_due().has_value());
+    machine.cut();
+    machine.read();
+    EXPECT_EQ(record.events.back(), "lost");
+    EXPECT_EQ(machine.descriptor(), -1);
+    EXPECT_EQ(machine.next_due(), std::nullopt);
+    machine.power_cycle();
+    EXPECT_GE(machine.descriptor(), 0);
+}
+
+TEST(MachineHost, IsBackWithTheSavedTableAfterAPowerCycle) {
+    WatcherRecord record;
+    SocketMachine machine({}, record);
+    give(machine, command);
+    give(machine, save);
+    give(machine, sequence(0x90, 0x01, 0x06));
+    record.events.clear();
+    machine.power_cycle();
+    EXPECT_EQ(machine.plugs(), 2U);
+    EXPECT_EQ(machine.next_due(), std::nullopt);
+    EXPECT_EQ(record.events, std::vector<std::string>{"power cycle: back to 1 mapping"});
+    EXPECT_EQ(machine.firmware().table(), (MappingTable{{5, {0xB0, 1, 7}}}));
+}
+
+TEST(MachineHost, ComesBackAfterItVanished) {
+    WatcherRecord record;
+    SocketMachine machine({.vanish_after = 1}, record);
+    give(machine, {0xF8});
+    EXPECT_EQ(machine.descriptor(), -1);
+    machine.power_cycle();
+    EXPECT_GE(machine.descriptor(), 0);
+    give(machine, command);
+    machine.send_due(machine.next_due().value());
+    EXPECT_EQ(taken(machine), echo);
+}
+
+} // namespace

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "simulation/host_text.h"
+#include "simulation/machine_host.h"
+#include "tests/simulation/firmware_sequence.h"
+
+#include <utility>
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+/// Writes down what a machine's watcher is told.
+class WatcherRecord final : public MachineWatcher {
+public:
+    void happened(const MachineHost& machine, const MachineEvent& event) override {
+        events.push_back(event_text(machine, event));
+    }
+    void received(const MachineHost&, std::span<const std::uint8_t> bytes) override {
+        input.insert(input.end(), bytes.begin(), bytes.end());
+    }
+    void sent(const MachineHost&, std::span<const std::uint8_t> bytes) override {
+        output.emplace_back(bytes.begin(), bytes.end());
+    }
+    void lost(const MachineHost&) override { events.emplace_back("lost"); }
+
+    std::vector<std::string> events;
+    Bytes input;
+    std::vector<Bytes> output;
+};
+
+/// A machine whose cable is a socket; the other end is the test's.
+class SocketMachine final : public MachineHost {
+public:
+    SocketMachine(MachineFaults faults, MachineWatcher& watcher,
+                  std::chrono::milliseconds gap = std::chrono::milliseconds(0))
+        : MachineHost(0x4AC5F4C4, faults, watcher, gap) {
+        SocketMachine::plug();
+    }
+    ~SocketMachine() override {
+        SocketMachine::pull();
+        for (const int end : far_ends_)
+            close(end);
+    }
+
+    /// The other end of the cable that the machine was plugged in with last.
+    [[nodiscard]] int far_end() const { return far_ends_.back(); }
+    [[nodiscard]] std::size_t plugs() const { return far_ends_.size(); }
+    /// Takes the cable away from the machine.
+    void cut() const { shutdown(far_end(), SHUT_RDWR); }
+
+    [[nodiscard]] std::string place() const override { return "socket"; }
+    [[nodiscard]] int descriptor() const override { return near_end_; }
+    void read() override {
+        Bytes bytes(256);
+        const ssize_t length = ::read(near_end_, bytes.data(), bytes.size());
+        if (length > 0) {
+            take(std::span(bytes).first(static_cast<std::size_t>(length)));
+        } else {
+            SocketMachine::pull();
+            lose();
+        }
+    }
+
+private:
+    void plug() override {
+        int ends[2] = {-1, -1};
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+            throw HostError("There is no socket.");
+        near_end_ = ends[0];
+        far_ends_.push_back(ends[1]);
+    }
+    void pull() override { close(std::exchange(near_end_, -1)); }
+    void write(std::span<const std::uint8_t> message) override {
+        if (::write(near_end_, message.data(), message.size()) !=
+            static_cast<ssize_t>(message.size()))
+            throw HostError("The socket is full.");
+    }
+
+    int near_end_ = -1;
+    std::vector<int> far_ends_; ///< kept open, so that a test sees that the other end was closed
+};
