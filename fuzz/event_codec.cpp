@@ -3,8 +3,8 @@
 // codec and by the simulated machine's, which goes through the system's own.
 #include "midi_service/alsa/event_codec.h"
 #include "fuzz/midi_model.h"
-#include "simulation/sequencer_codec.h"
 #include "midi_service/midi_message.h"
+#include "simulation/sequencer_codec.h"
 
 #include <cstring>
 

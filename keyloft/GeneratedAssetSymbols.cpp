@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "keyloft/GeneratedAssetSymbols.h"
 
-#include "keyloft/screen_controller.h"
+#include "keyloft/fatal_stop.h"
 
 #include <QFile>
 #include <QHash>
@@ -71,7 +71,7 @@ QColor toolkit_color(const ColorResource& resource) {
 
 QImage platform_image(const ImageResource& resource) {
     if (!QFile::exists(path(resource)))
-        fatal_stop(nothing_found);
+        fatal_stop(nothing_found, FatalReason::no_entry);
     QSvgRenderer picture(path(resource));
     return rendered(picture, picture.defaultSize());
 }
@@ -79,6 +79,6 @@ QImage platform_image(const ImageResource& resource) {
 QColor platform_color(const ColorResource& resource) {
     const QColor color = toolkit_color(resource);
     if (!color.isValid())
-        fatal_stop(nothing_found);
+        fatal_stop(nothing_found, FatalReason::no_entry);
     return color;
 }

@@ -3,6 +3,7 @@
 
 #include "Include/main.h"
 #include "Include/set_device_name.h"
+#include "keyloft/fatal_stop.h"
 
 #include <charconv>
 #include <cstdio>
@@ -49,7 +50,7 @@ std::uint8_t c_arg_transfer_UInt8_2 = 0;
 std::uint8_t c_arg_transfer_UInt8_3 = 0;
 std::uint8_t c_arg_transfer_UInt8_4 = 0;
 
-[[gnu::weak]] void fatal_stop(const char* message) {
+[[gnu::weak]] void fatal_stop(const char* message, FatalReason) {
     std::fflush(stdout);
     std::fprintf(stderr, "%s\n", message);
     std::abort();
@@ -68,9 +69,9 @@ std::string bundle_path() {
 namespace {
 
 template<typename Value>
-Value unwrap(const std::optional<Value>& value) {
+Value unwrap(const std::optional<Value>& value, FatalReason reason) {
     if (!value)
-        fatal_stop(nil_message);
+        fatal_stop(nil_message, reason);
     return *value;
 }
 
@@ -121,8 +122,8 @@ struct MappingTexts {
     std::string part;
 };
 
-std::int64_t read_field(const std::string& text) {
-    return unwrap(parse_number<std::int64_t>(text, 10));
+std::int64_t read_field(const std::string& text, FatalReason reason) {
+    return unwrap(parse_number<std::int64_t>(text, 10), reason);
 }
 
 std::string read_type(const std::string& text) {
@@ -148,10 +149,13 @@ std::string read_type(const std::string& text) {
 
 MappingTexts read_fields(const ScreenState& screen) {
     MappingTexts texts;
-    texts.controller = padded(hex_text(read_field(screen.message_controller_number_code_string)));
-    texts.channel = hex_text_less_one(read_field(screen.message_channel_menu_string));
+    texts.controller = padded(hex_text(
+        read_field(screen.message_controller_number_code_string, FatalReason::controller)));
+    texts.channel =
+        hex_text_less_one(read_field(screen.message_channel_menu_string, FatalReason::channel));
     texts.type = read_type(screen.message_type_menu_string);
-    texts.part = padded(hex_text(read_field(screen.hardware_part_number_code_string)));
+    texts.part =
+        padded(hex_text(read_field(screen.hardware_part_number_code_string, FatalReason::part)));
     return texts;
 }
 
@@ -159,7 +163,8 @@ MappingTexts read_fields(const ScreenState& screen) {
 std::string without_last(std::string text, int characters) {
     while (characters > 0) {
         if (text.empty())
-            fatal_stop("The path of the application's resources is too short");
+            fatal_stop("The path of the application's resources is too short",
+                       FatalReason::no_entry);
         const bool starts_character = (static_cast<unsigned char>(text.back()) & 0xC0) != 0x80;
         text.pop_back();
         characters -= starts_character ? 1 : 0;
@@ -182,7 +187,8 @@ std::uint8_t sum_of_answers() {
     for (const std::uint8_t answer : device_connect_state_retval)
         sum += answer;
     if (sum > UINT8_MAX)
-        fatal_stop("The sum of the machines' answers does not fit into 8 bits");
+        fatal_stop("The sum of the machines' answers does not fit into 8 bits",
+                   FatalReason::no_entry);
     return static_cast<std::uint8_t>(sum);
 }
 
@@ -217,20 +223,20 @@ void select_by_menu(const std::string& text) {
     std::printf("set_device_name(0x%08X);\n", code);
 }
 
-std::uint8_t unsigned_byte(const std::string& text) {
-    return unwrap(parse_number<std::uint8_t>(text, 16));
+std::uint8_t unsigned_byte(const std::string& text, FatalReason reason) {
+    return unwrap(parse_number<std::uint8_t>(text, 16), reason);
 }
 
 void prepare_command(const MappingTexts& texts) {
-    c_arg_transfer_UInt8_1 = unsigned_byte(texts.part);
+    c_arg_transfer_UInt8_1 = unsigned_byte(texts.part, FatalReason::part);
     // Channel 0 and below give no number: the status of the command before stays.
     const auto status = parse_number<std::int64_t>(texts.type + texts.channel, 16);
     if (status && *status > UINT8_MAX)
-        fatal_stop(nil_message);
+        fatal_stop(nil_message, FatalReason::channel);
     if (status)
         c_arg_transfer_UInt8_2 = static_cast<std::uint8_t>(*status);
-    c_arg_transfer_UInt8_3 = unsigned_byte(texts.controller);
-    c_arg_transfer_UInt8_4 = unsigned_byte(texts.controller);
+    c_arg_transfer_UInt8_3 = unsigned_byte(texts.controller, FatalReason::controller);
+    c_arg_transfer_UInt8_4 = unsigned_byte(texts.controller, FatalReason::controller);
 }
 
 /// The machines that answered the last probe, one a line.

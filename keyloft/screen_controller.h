@@ -50,7 +50,7 @@ struct ScreenState {
 
 /// The apply button: converts the fields, probes the sixteen machines, chooses one, sends it the
 /// mapping and fills in the alert. Blocks for at least 311 ms when the machine is there. A field
-/// that is no whole number, or out of range, ends the program through fatal_stop().
+/// that is no whole number, or out of range, ends the program: see fatal_stop.h.
 void apply_action(ScreenState& screen);
 
 /// The save button: sends the save command to the current machine and fills in the alert.
@@ -68,7 +68,3 @@ void ClearDeviceMathingRetval();
 /// The folder of the application's resources, `<folder of the executable>/../share/keyloft`: an
 /// absolute path, not normalised.
 [[nodiscard]] std::string bundle_path();
-
-/// Ends the program: writes out standard output, prints the message on standard error and aborts.
-/// Weak, so that a program can bring its own; it must not return.
-[[noreturn]] void fatal_stop(const char* message);

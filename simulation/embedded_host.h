@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "simulation/firmware.h"
 #include "midi_service/embedded/embedded_backend.h"
+#include "simulation/firmware.h"
 
 #include <cstdint>
 #include <mutex>

@@ -8,8 +8,8 @@
 // Each line is answered by what the machine holds, as JSON. The end of the input ends the program.
 
 #include "simulation/host_text.h"
-#include "tests/e2e/journal.h"
 #include "simulation/sequencer_codec.h"
+#include "tests/e2e/journal.h"
 
 #include <cstdio>
 #include <iostream>

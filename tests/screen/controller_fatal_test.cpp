@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "keyloft/fatal_stop.h"
 #include "tests/screen/controller_fixture.h"
 
 #include <csignal>
@@ -125,7 +126,7 @@ TEST_F(FatalStopDeath, SumOfAnswersAbove255AbortsAfterTheProbe) {
 }
 
 TEST_F(FatalStopDeath, StopWithAMessageOfItsOwnPrintsIt) {
-    EXPECT_EXIT(fatal_stop("no such luck"), testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT(fatal_stop("no such luck", FatalReason::no_entry), testing::KilledBySignal(SIGABRT),
                 testing::HasSubstr("no such luck"));
 }
 

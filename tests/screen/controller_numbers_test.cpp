@@ -2,6 +2,8 @@
 #include "tests/screen/controller_fixture.h"
 #include "tests/screen/throwing_stop.h"
 
+#include <optional>
+
 using namespace std::string_literals;
 
 namespace {
@@ -37,43 +39,45 @@ protected:
         return apply();
     }
 
-    /// The program stops, and not one device was touched.
-    void expect_early_stop(Field field, const std::string& text, const std::string& output) {
-        fake_device = {};
+    /// Which entry the program has to name when this field stops it.
+    static FatalReason reason_of(Field field) {
+        if (field == part)
+            return FatalReason::part;
+        return field == channel ? FatalReason::channel : FatalReason::controller;
+    }
+
+    /// The program stops because of this field, with this output before it.
+    void expect_stop(Field field, const std::string& text, const std::string& output) {
         screen_ = {};
         screen_.*field = text;
         CapturedOutput captured;
-        std::string message;
+        std::optional<FatalStop> caught;
         try {
             apply_action(screen_);
         } catch (const FatalStop& stop) {
-            message = stop.what();
+            caught = stop;
         }
-        EXPECT_EQ(message, nil_message) << '"' << text << '"';
         EXPECT_EQ(captured.take(), output) << '"' << text << '"';
-        EXPECT_TRUE(fake_device.calls.empty());
         EXPECT_FALSE(screen_.showAlert);
+        ASSERT_TRUE(caught) << '"' << text << '"';
+        EXPECT_STREQ(caught->what(), nil_message) << '"' << text << '"';
+        EXPECT_EQ(caught->reason, reason_of(field)) << '"' << text << '"';
+    }
+
+    /// The program stops, and not one device was touched.
+    void expect_early_stop(Field field, const std::string& text, const std::string& output) {
+        fake_device = {};
+        expect_stop(field, text, output);
+        EXPECT_TRUE(fake_device.calls.empty());
     }
 
     /// The program stops behind the probe and the choice, before the command.
     void expect_late_stop(Field field, const std::string& text) {
         fake_device = {};
-        screen_ = {};
-        screen_.*field = text;
         fake_device.answers[5] = 1;
-        CapturedOutput captured;
-        std::string message;
-        try {
-            apply_action(screen_);
-        } catch (const FatalStop& stop) {
-            message = stop.what();
-        }
-        EXPECT_EQ(message, nil_message) << '"' << text << '"';
-        EXPECT_EQ(captured.take(), "CONTROL_CHANGE\n" + probe_transcript() +
-                                       "<set_device_name 4AC5F4C4>\n"
-                                       "-5--set_device_name(0x4AC5F4C4);\n")
-            << '"' << text << '"';
-        EXPECT_FALSE(screen_.showAlert);
+        expect_stop(field, text,
+                    "CONTROL_CHANGE\n" + probe_transcript() +
+                        "<set_device_name 4AC5F4C4>\n-5--set_device_name(0x4AC5F4C4);\n");
         EXPECT_EQ(screen_.machine_type_menu_string, "4AC5F4C4");
     }
 };
