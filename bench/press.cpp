@@ -6,8 +6,8 @@
 
 #include "bench/crowd.h"
 #include "keyloft/ContentView.h"
-#include "simulation/embedded_host.h"
 #include "midi_service/alsa/alsa_backend.h"
+#include "simulation/embedded_host.h"
 
 #include <QApplication>
 #include <QDialog>

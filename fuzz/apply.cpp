@@ -5,8 +5,8 @@
 // machine keeps has to be the numbers that were typed.
 #include "fuzz/target.h"
 #include "keyloft/screen_controller.h"
-#include "simulation/embedded_host.h"
 #include "midi_service/embedded/embedded_backend.h"
+#include "simulation/embedded_host.h"
 #include "tests/screen/throwing_stop.h"
 #include "tests/support/device_state.h"
 #include "tests/support/virtual_pauses.h"
