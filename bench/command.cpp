@@ -5,7 +5,7 @@
 
 #include "bench/allocations.h"
 #include "bench/probes.h"
-#include "simulation/embedded_host.h"
+#include "simulation/embedded_connection.h"
 
 #include <algorithm>
 #include <array>

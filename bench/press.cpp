@@ -7,7 +7,7 @@
 #include "bench/crowd.h"
 #include "keyloft/ContentView.h"
 #include "midi_service/alsa/alsa_backend.h"
-#include "simulation/embedded_host.h"
+#include "simulation/embedded_connection.h"
 
 #include <QApplication>
 #include <QDialog>

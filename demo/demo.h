@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "simulation/embedded_host.h"
+#include "simulation/embedded_connection.h"
 
 #include <functional>
 

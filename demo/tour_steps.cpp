@@ -2,7 +2,7 @@
 #include "demo/tour_steps.h"
 
 #include "keyloft/ContentView.h"
-#include "simulation/embedded_host.h"
+#include "simulation/embedded_connection.h"
 
 #include <QAbstractItemView>
 #include <QComboBox>

@@ -6,7 +6,7 @@
 #include "fuzz/target.h"
 #include "keyloft/screen_controller.h"
 #include "midi_service/embedded/embedded_backend.h"
-#include "simulation/embedded_host.h"
+#include "simulation/embedded_connection.h"
 #include "tests/screen/throwing_stop.h"
 #include "tests/support/device_state.h"
 #include "tests/support/virtual_pauses.h"

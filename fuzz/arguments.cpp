@@ -2,7 +2,7 @@
 // The command line of keyloft-machine. An input is one argument a line.
 #include "fuzz/target.h"
 #include "simulation/firmware.h"
-#include "simulation/host_arguments.h"
+#include "simulation/machine_arguments.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/host_arguments.h"
-#include "simulation/host_loop.h"
-#include "simulation/host_text.h"
-#include "simulation/sequencer_host.h"
+#include "simulation/machine_arguments.h"
+#include "simulation/machine_loop.h"
+#include "simulation/machine_text.h"
+#include "simulation/sequencer_connection.h"
 
 #include <CLI/CLI.hpp>
 
@@ -23,13 +23,13 @@ bool wants_colour() {
 /// Shows what happens as lines on standard output.
 class Show final : public MachineWatcher {
 public:
-    void happened(const MachineHost& machine, const MachineEvent& event) override {
+    void happened(const ConnectedMachine& machine, const MachineEvent& event) override {
         line(machine, event_text(machine, event));
         if (event.kind == MachineEvent::Kind::power_cycle)
             line(machine, machine.place());
     }
 
-    void line(const MachineHost& machine, const std::string& text) const {
+    void line(const ConnectedMachine& machine, const std::string& text) const {
         std::printf("%s%s%s  %s\n", colour_ ? "\x1b[1;36m" : "", machine.name().c_str(),
                     colour_ ? "\x1b[0m" : "", text.c_str());
     }
@@ -40,9 +40,9 @@ private:
 
 /// Puts the machines on the sequencer and serves them until the end is asked for.
 void serve(const std::vector<std::uint32_t>& codes, const MachineFaults& faults) {
-    HostLoop loop(STDIN_FILENO);
+    MachineLoop loop(STDIN_FILENO);
     Show show;
-    std::vector<std::unique_ptr<MachineHost>> machines;
+    std::vector<std::unique_ptr<ConnectedMachine>> machines;
     machines.reserve(codes.size());
     for (const std::uint32_t code : codes)
         machines.push_back(std::make_unique<SequencerMachine>(code, faults, show));

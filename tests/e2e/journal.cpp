@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/e2e/journal.h"
 
-#include "simulation/host_text.h"
+#include "simulation/machine_text.h"
 
 #include <cerrno>
 #include <system_error>
@@ -25,28 +25,28 @@ Journal::Journal(const std::string& path) {
         return;
     file_.reset(std::fopen(path.c_str(), "ae"));
     if (!file_)
-        throw HostError("The journal " + path +
-                        " cannot be written: " + std::generic_category().message(errno) + ".");
+        throw MachineError("The journal " + path +
+                           " cannot be written: " + std::generic_category().message(errno) + ".");
 }
 
-void Journal::happened(const MachineHost& machine, const MachineEvent& event) {
+void Journal::happened(const ConnectedMachine& machine, const MachineEvent& event) {
     write(machine, "event", event_text(machine, event));
 }
 
-void Journal::received(const MachineHost& machine, std::span<const std::uint8_t> bytes) {
+void Journal::received(const ConnectedMachine& machine, std::span<const std::uint8_t> bytes) {
     write(machine, "received", hexadecimal(bytes));
 }
 
-void Journal::sent(const MachineHost& machine, std::span<const std::uint8_t> bytes) {
+void Journal::sent(const ConnectedMachine& machine, std::span<const std::uint8_t> bytes) {
     write(machine, "sent", hexadecimal(bytes));
 }
 
-void Journal::lost(const MachineHost& machine) {
+void Journal::lost(const ConnectedMachine& machine) {
     write(machine, "event", "lost");
 }
 
-void Journal::write(const MachineHost& machine, const char* key, const std::string& value) {
-    const auto now = MachineHost::Clock::now().time_since_epoch();
+void Journal::write(const ConnectedMachine& machine, const char* key, const std::string& value) {
+    const auto now = ConnectedMachine::Clock::now().time_since_epoch();
     const auto ns = std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
     std::FILE* const out = file_ ? file_.get() : stdout;
     std::fprintf(out, "{\"ns\":%lld,\"machine\":\"%s\",\"%s\":\"%s\"}\n",

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "simulation/machine_host.h"
+#include "simulation/connected_machine.h"
 
 #include <cstdio>
 #include <memory>
@@ -17,16 +17,16 @@
 /// file as soon as the call returns.
 class Journal final : public MachineWatcher {
 public:
-    /// Appends to a file, or writes to standard output when `path` is empty. HostError.
+    /// Appends to a file, or writes to standard output when `path` is empty. MachineError.
     explicit Journal(const std::string& path);
 
-    void happened(const MachineHost& machine, const MachineEvent& event) override;
-    void received(const MachineHost& machine, std::span<const std::uint8_t> bytes) override;
-    void sent(const MachineHost& machine, std::span<const std::uint8_t> bytes) override;
-    void lost(const MachineHost& machine) override;
+    void happened(const ConnectedMachine& machine, const MachineEvent& event) override;
+    void received(const ConnectedMachine& machine, std::span<const std::uint8_t> bytes) override;
+    void sent(const ConnectedMachine& machine, std::span<const std::uint8_t> bytes) override;
+    void lost(const ConnectedMachine& machine) override;
 
 private:
-    void write(const MachineHost& machine, const char* key, const std::string& value);
+    void write(const ConnectedMachine& machine, const char* key, const std::string& value);
 
     struct Close {
         void operator()(std::FILE* file) const { std::fclose(file); }

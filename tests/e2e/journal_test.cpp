@@ -34,12 +34,12 @@ protected:
 TEST_F(JournalTest, HasALineForEachRunAndEventWithTheTime) {
     Journal journal(path_);
     SocketMachine machine({}, journal);
-    const auto start = MachineHost::Clock::now().time_since_epoch();
+    const auto start = ConnectedMachine::Clock::now().time_since_epoch();
     const Bytes command = sequence(0xB0, 0x07, 0x05);
     ASSERT_EQ(write(machine.far_end(), command.data(), command.size()), 16);
     machine.read();
     machine.send_due(machine.next_due().value());
-    const auto end = MachineHost::Clock::now().time_since_epoch();
+    const auto end = ConnectedMachine::Clock::now().time_since_epoch();
 
     const std::vector<std::string> expected = {
         R"("machine":"4AC5F4C4","received":"F8F8F8F8F8F8900705800705B00705F8"})",
@@ -92,7 +92,7 @@ TEST_F(JournalTest, SaysWhyItCannotBeWritten) {
     try {
         const Journal journal("/nonexistent/journal");
         FAIL() << "opened";
-    } catch (const HostError& error) {
+    } catch (const MachineError& error) {
         EXPECT_STREQ(error.what(), "The journal /nonexistent/journal cannot be written: "
                                    "No such file or directory.");
     }

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/host_arguments.h"
-#include "simulation/host_loop.h"
-#include "simulation/host_text.h"
+#include "simulation/machine_arguments.h"
+#include "simulation/machine_loop.h"
+#include "simulation/machine_text.h"
 #include "tests/e2e/journal.h"
-#include "tests/e2e/raw_host.h"
+#include "tests/e2e/raw_connection.h"
 
 #include <CLI/CLI.hpp>
 
@@ -37,9 +37,9 @@ std::string mistake_in_place(const std::string& text) {
 /// Serves the machines until the end is asked for, and says what they hold then.
 void serve(const std::vector<std::string>& places, const MachineFaults& faults,
            const std::string& journal_path) {
-    HostLoop loop(-1);
+    MachineLoop loop(-1);
     Journal journal(journal_path);
-    std::vector<std::unique_ptr<MachineHost>> machines;
+    std::vector<std::unique_ptr<ConnectedMachine>> machines;
     machines.reserve(places.size());
     for (const std::string& text : places) {
         Place place = place_in(text);

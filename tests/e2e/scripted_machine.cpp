@@ -7,7 +7,7 @@
 //
 // Each line is answered by what the machine holds, as JSON. The end of the input ends the program.
 
-#include "simulation/host_text.h"
+#include "simulation/machine_text.h"
 #include "simulation/sequencer_codec.h"
 #include "tests/e2e/journal.h"
 
@@ -21,13 +21,13 @@ namespace {
 
 void check(int result) {
     if (result < 0)
-        throw HostError(snd_strerror(result));
+        throw MachineError(snd_strerror(result));
 }
 
-class ScriptedMachine final : public MachineHost {
+class ScriptedMachine final : public ConnectedMachine {
 public:
     ScriptedMachine(const std::string& client, const std::string& port, MachineWatcher& watcher)
-        : MachineHost(0, {}, watcher, std::chrono::milliseconds(0)) {
+        : ConnectedMachine(0, {}, watcher, std::chrono::milliseconds(0)) {
         snd_seq_t* opened = nullptr;
         check(snd_seq_open(&opened, "default", SND_SEQ_OPEN_DUPLEX, SND_SEQ_NONBLOCK));
         sequencer_.reset(opened);
@@ -97,7 +97,7 @@ void obey(const std::string& line, ScriptedMachine& machine) {
     else if (word == "port")
         machine.rename_port(rest);
     else if (word != "tables")
-        throw HostError("\"" + line + "\" is no direction");
+        throw MachineError("\"" + line + "\" is no direction");
     std::puts(tables_json(machine).c_str());
 }
 
@@ -108,7 +108,7 @@ void serve(ScriptedMachine& machine) {
         (void)poll(polled.data(), polled.size(), machine.next_due() ? 1 : -1);
         if (polled[1].revents != 0)
             machine.read();
-        machine.send_due(MachineHost::Clock::now());
+        machine.send_due(ConnectedMachine::Clock::now());
         if (std::string line; polled[0].revents != 0) {
             if (!std::getline(std::cin, line))
                 return;
@@ -123,7 +123,7 @@ int main(int argc, char** argv) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     try {
         if (argc != 4)
-            throw HostError("usage: keyloft-scripted-machine CLIENT PORT JOURNAL");
+            throw MachineError("usage: keyloft-scripted-machine CLIENT PORT JOURNAL");
         Journal journal(argv[3]);
         ScriptedMachine machine(argv[1], argv[2], journal);
         std::puts("{\"ready\":true}");

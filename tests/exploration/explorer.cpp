@@ -2,7 +2,7 @@
 #include "tests/exploration/explorer.h"
 
 #include "keyloft/screen_controller.h"
-#include "simulation/embedded_host.h"
+#include "simulation/embedded_connection.h"
 #include "tests/exploration/expected_press.h"
 #include "tests/exploration/live_allocations.h"
 #include "tests/support/device_state.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "keyloft/screen_controller.h"
-#include "simulation/embedded_host.h"
+#include "simulation/embedded_connection.h"
 #include "tests/exploration/live_allocations.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/virtual_pauses.h"

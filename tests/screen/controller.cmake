@@ -26,11 +26,11 @@ keyloft_part(test_press_fixture press_fixture.cpp LINK GTest::gtest)
 foreach(subject IN ITEMS start apply save)
   keyloft_test(press_${subject}_test press_${subject}_test.cpp
     LINK test_press_fixture screen_controller device_layer midi_service midi_embedded
-      machine_firmware machine_embedded_host test_captured_output test_virtual_pauses)
+      simulation_firmware simulation_embedded test_captured_output test_virtual_pauses)
 endforeach()
 keyloft_test(press_threads_test press_threads_test.cpp
-  LINK test_press_fixture screen_controller device_layer midi_service midi_embedded machine_firmware
-    machine_embedded_host test_captured_output test_virtual_pauses test_watchdog)
+  LINK test_press_fixture screen_controller device_layer midi_service midi_embedded simulation_firmware
+    simulation_embedded test_captured_output test_virtual_pauses test_watchdog)
 
 # What the address sanitizer does not see: values that nobody wrote.
 if(NOT CMAKE_CXX_FLAGS MATCHES "-m32|-f")

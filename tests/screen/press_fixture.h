@@ -2,7 +2,7 @@
 #pragma once
 
 #include "keyloft/screen_controller.h"
-#include "simulation/embedded_host.h"
+#include "simulation/embedded_connection.h"
 #include "tests/support/captured_output.h"
 
 #include <cstdint>

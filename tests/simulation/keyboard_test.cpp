@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/host_loop.h"
+#include "simulation/machine_loop.h"
 
 #include "tests/simulation/socket_machine.h"
 
@@ -67,7 +67,7 @@ private:
 /// A watcher that shows events on the terminal.
 class Show final : public MachineWatcher {
 public:
-    void happened(const MachineHost& machine, const MachineEvent& event) override {
+    void happened(const ConnectedMachine& machine, const MachineEvent& event) override {
         dprintf(STDOUT_FILENO, "[%s]", event_text(machine, event).c_str());
     }
 };
@@ -77,9 +77,9 @@ int serve_in_terminal() {
     termios after{};
     tcgetattr(STDIN_FILENO, &before);
     {
-        HostLoop loop(STDIN_FILENO);
+        MachineLoop loop(STDIN_FILENO);
         Show show;
-        std::vector<std::unique_ptr<MachineHost>> machines;
+        std::vector<std::unique_ptr<ConnectedMachine>> machines;
         machines.push_back(std::make_unique<SocketMachine>(MachineFaults{}, show));
         dprintf(STDOUT_FILENO, loop.has_keys() ? "[ready]" : "[no keys]");
         loop.run(machines, [] {});

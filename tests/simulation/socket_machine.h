@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "simulation/host_text.h"
-#include "simulation/machine_host.h"
+#include "simulation/connected_machine.h"
+#include "simulation/machine_text.h"
 #include "tests/simulation/firmware_sequence.h"
 
 #include <utility>
@@ -13,16 +13,16 @@
 /// Writes down what a machine's watcher is told.
 class WatcherRecord final : public MachineWatcher {
 public:
-    void happened(const MachineHost& machine, const MachineEvent& event) override {
+    void happened(const ConnectedMachine& machine, const MachineEvent& event) override {
         events.push_back(event_text(machine, event));
     }
-    void received(const MachineHost&, std::span<const std::uint8_t> bytes) override {
+    void received(const ConnectedMachine&, std::span<const std::uint8_t> bytes) override {
         input.insert(input.end(), bytes.begin(), bytes.end());
     }
-    void sent(const MachineHost&, std::span<const std::uint8_t> bytes) override {
+    void sent(const ConnectedMachine&, std::span<const std::uint8_t> bytes) override {
         output.emplace_back(bytes.begin(), bytes.end());
     }
-    void lost(const MachineHost&) override { events.emplace_back("lost"); }
+    void lost(const ConnectedMachine&) override { events.emplace_back("lost"); }
 
     std::vector<std::string> events;
     Bytes input;
@@ -30,11 +30,11 @@ public:
 };
 
 /// A machine whose cable is a socket; the other end is the test's.
-class SocketMachine final : public MachineHost {
+class SocketMachine final : public ConnectedMachine {
 public:
     SocketMachine(MachineFaults faults, MachineWatcher& watcher,
                   std::chrono::milliseconds gap = std::chrono::milliseconds(0))
-        : MachineHost(0x4AC5F4C4, faults, watcher, gap) {
+        : ConnectedMachine(0x4AC5F4C4, faults, watcher, gap) {
         SocketMachine::plug();
     }
     ~SocketMachine() override {
@@ -66,7 +66,7 @@ private:
     void plug() override {
         int ends[2] = {-1, -1};
         if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
-            throw HostError("There is no socket.");
+            throw MachineError("There is no socket.");
         near_end_ = ends[0];
         far_ends_.push_back(ends[1]);
     }
@@ -74,7 +74,7 @@ private:
     void write(std::span<const std::uint8_t> message) override {
         if (::write(near_end_, message.data(), message.size()) !=
             static_cast<ssize_t>(message.size()))
-            throw HostError("The socket is full.");
+            throw MachineError("The socket is full.");
     }
 
     int near_end_ = -1;

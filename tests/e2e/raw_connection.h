@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "simulation/machine_host.h"
+#include "simulation/connected_machine.h"
 
 #include <alsa/asoundlib.h>
 
@@ -9,12 +9,12 @@
 
 /// A simulated machine on a raw MIDI port, such as the one of a USB gadget, which is the far end of
 /// a cable to the host. It lives on when the port goes away.
-class RawMachine final : public MachineHost {
+class RawMachine final : public ConnectedMachine {
 public:
     /// `device`: the port, such as "hw:1,0". `gadget`: the UDC attribute of the gadget that the
     /// port belongs to, or nothing; the machine unbinds the gadget there when it leaves and binds
     /// it to the same controller when it comes back, which is what pulling a plug means to the
-    /// host. HostError: the port cannot be opened.
+    /// host. MachineError: the port cannot be opened.
     RawMachine(std::uint32_t code, std::string device, std::string gadget, MachineFaults faults,
                MachineWatcher& watcher);
 

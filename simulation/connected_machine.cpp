@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/machine_host.h"
+#include "simulation/connected_machine.h"
 
 #include <algorithm>
 
-MachineHost::MachineHost(std::uint32_t code, MachineFaults faults, MachineWatcher& watcher,
-                         std::chrono::milliseconds gap)
+ConnectedMachine::ConnectedMachine(std::uint32_t code, MachineFaults faults,
+                                   MachineWatcher& watcher, std::chrono::milliseconds gap)
     : name_(machine_name(code)), firmware_(faults), watcher_(watcher), gap_(gap) {}
 
-std::optional<MachineHost::Clock::time_point> MachineHost::next_due() const {
+std::optional<ConnectedMachine::Clock::time_point> ConnectedMachine::next_due() const {
     if (pending_.empty())
         return std::nullopt;
     return std::max(pending_.begin()->first, free_);
 }
 
-void MachineHost::send_due(Clock::time_point now) {
+void ConnectedMachine::send_due(Clock::time_point now) {
     while (!pending_.empty() && next_due() <= now) {
         const MachineReply reply = pending_.extract(pending_.begin()).mapped();
         const std::span<const std::uint8_t> message(reply.bytes.data(), reply.length);
@@ -23,7 +23,7 @@ void MachineHost::send_due(Clock::time_point now) {
     }
 }
 
-void MachineHost::power_cycle() {
+void ConnectedMachine::power_cycle() {
     pending_.clear();
     pull();
     const MachineEvent event = firmware_.power_cycle();
@@ -31,7 +31,7 @@ void MachineHost::power_cycle() {
     watcher_.happened(*this, event);
 }
 
-void MachineHost::take(std::span<const std::uint8_t> bytes) {
+void ConnectedMachine::take(std::span<const std::uint8_t> bytes) {
     watcher_.received(*this, bytes);
     const MachineAnswer answer = firmware_.receive(bytes);
     // Counted from now, which is later than the message: an echo may be late, but never early.
@@ -46,7 +46,7 @@ void MachineHost::take(std::span<const std::uint8_t> bytes) {
         watcher_.happened(*this, event);
 }
 
-void MachineHost::lose() {
+void ConnectedMachine::lose() {
     pending_.clear();
     watcher_.lost(*this);
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/sequencer_host.h"
+#include "simulation/sequencer_connection.h"
 
 #include "tests/simulation/socket_machine.h"
 
@@ -24,13 +24,13 @@ std::string advice(int error) {
     WatcherRecord record;
     try {
         const SequencerMachine machine(0x4AC5F4C4, {}, record);
-    } catch (const HostError& mistake) {
+    } catch (const MachineError& mistake) {
         return mistake.what();
     }
     return "none";
 }
 
-TEST(SequencerHost, SaysWhatToDoWhenThereIsNoSequencer) {
+TEST(SequencerMachine, SaysWhatToDoWhenThereIsNoSequencer) {
     EXPECT_EQ(advice(ENOENT),
               "This computer has no ALSA sequencer (there is no /dev/snd/seq): load "
               "it with \"sudo modprobe snd-seq\".");
@@ -39,7 +39,7 @@ TEST(SequencerHost, SaysWhatToDoWhenThereIsNoSequencer) {
                                  "leads nowhere): load it with \"sudo modprobe snd-seq\".");
 }
 
-TEST(SequencerHost, NamesTheGroupToJoin) {
+TEST(SequencerMachine, NamesTheGroupToJoin) {
     for (const int error : {EACCES, EPERM})
         EXPECT_THAT(advice(error),
                     testing::MatchesRegex("This user may not open the ALSA sequencer: join the "
@@ -47,7 +47,7 @@ TEST(SequencerHost, NamesTheGroupToJoin) {
                                           "again\\."));
 }
 
-TEST(SequencerHost, SaysWhatElseIsWrong) {
+TEST(SequencerMachine, SaysWhatElseIsWrong) {
     EXPECT_EQ(advice(ENOMEM),
               "The ALSA sequencer has no client left: end a program that uses MIDI.");
     EXPECT_EQ(advice(EIO), "The ALSA sequencer does not work: Input/output error. See "

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/host_loop.h"
+#include "simulation/machine_loop.h"
 
 #include "tests/simulation/socket_machine.h"
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-using Clock = MachineHost::Clock;
+using Clock = ConnectedMachine::Clock;
 constexpr int patience_ms = 10000;
 
 Bytes read_from(int descriptor, std::size_t length) {
@@ -38,7 +38,7 @@ void signal_myself(int signal) {
 
 /// Two machines in a loop on this thread, and a thread that does something to them and ends it. The
 /// loop holds back the signals before there is the second thread, so that it alone takes them.
-class HostLoopTest : public testing::Test {
+class MachineLoopTest : public testing::Test {
 protected:
     void serve(const std::function<void()>& driver) {
         std::thread thread([&driver] {
@@ -54,16 +54,16 @@ protected:
         return dynamic_cast<SocketMachine&>(*machines_.back());
     }
 
-    HostLoop loop_{-1};
+    MachineLoop loop_{-1};
     WatcherRecord record_;
-    std::vector<std::unique_ptr<MachineHost>> machines_;
+    std::vector<std::unique_ptr<ConnectedMachine>> machines_;
     std::counting_semaphore<> reported_{0};
 };
 
 const Bytes command = sequence(0xB0, 0x07, 0x05);
 const Bytes echo = {0xB0, 0x07, 0x05};
 
-TEST_F(HostLoopTest, ServesAllMachines) {
+TEST_F(MachineLoopTest, ServesAllMachines) {
     const int first = add().far_end();
     const int second = add().far_end();
     serve([&] {
@@ -76,7 +76,7 @@ TEST_F(HostLoopTest, ServesAllMachines) {
     EXPECT_EQ(machines_[1]->firmware().table(), (MappingTable{{2, {0x90, 2, 1}}}));
 }
 
-TEST_F(HostLoopTest, SendsLateEchoesWhenTheyAreDue) {
+TEST_F(MachineLoopTest, SendsLateEchoesWhenTheyAreDue) {
     const int cable = add({.slow = 1, .delay_ms = 30}).far_end();
     serve([&] {
         const auto before = Clock::now();
@@ -86,7 +86,7 @@ TEST_F(HostLoopTest, SendsLateEchoesWhenTheyAreDue) {
     });
 }
 
-TEST_F(HostLoopTest, SwitchesAllMachinesOffAndOnAtASignal) {
+TEST_F(MachineLoopTest, SwitchesAllMachinesOffAndOnAtASignal) {
     const int first = add().far_end();
     add({.vanish_after = 1});
     serve([&] {
@@ -103,7 +103,7 @@ TEST_F(HostLoopTest, SwitchesAllMachinesOffAndOnAtASignal) {
                                         "power cycle: back to 0 mappings"}));
 }
 
-TEST_F(HostLoopTest, GoesOnWhenItIsContinued) {
+TEST_F(MachineLoopTest, GoesOnWhenItIsContinued) {
     const int cable = add().far_end();
     serve([&] {
         signal_myself(SIGCONT);
@@ -113,7 +113,7 @@ TEST_F(HostLoopTest, GoesOnWhenItIsContinued) {
     EXPECT_EQ(machines_[0]->firmware().table().size(), 1U);
 }
 
-TEST_F(HostLoopTest, EndsAtAnInterrupt) {
+TEST_F(MachineLoopTest, EndsAtAnInterrupt) {
     add();
     signal_myself(SIGINT); // waits until the loop takes it
     loop_.run(machines_, [] {});
@@ -139,19 +139,19 @@ private:
 std::string error_of(const std::function<void()>& action) {
     try {
         action();
-    } catch (const HostError& error) {
+    } catch (const MachineError& error) {
         return error.what();
     }
     return "none";
 }
 
-TEST(HostLoop, SaysWhatDoesNotWork) {
+TEST(MachineLoop, SaysWhatDoesNotWork) {
     EXPECT_EQ(error_of([] {
                   const FewDescriptors none(0);
-                  const HostLoop loop(-1);
+                  const MachineLoop loop(-1);
               }),
               "signalfd does not work: Too many open files.");
-    HostLoop loop(-1);
+    MachineLoop loop(-1);
     EXPECT_EQ(error_of([&loop] {
                   const FewDescriptors one(1);
                   loop.run({}, [] {});
@@ -165,10 +165,10 @@ bool holds_back(int signal) {
     return sigismember(&held, signal) == 1;
 }
 
-TEST(HostLoop, HoldsSignalsBackFromItsStartToItsEnd) {
+TEST(MachineLoop, HoldsSignalsBackFromItsStartToItsEnd) {
     for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2}) {
         EXPECT_FALSE(holds_back(signal));
-        const HostLoop loop(-1);
+        const MachineLoop loop(-1);
         EXPECT_TRUE(holds_back(signal));
     }
     EXPECT_FALSE(holds_back(SIGTERM));

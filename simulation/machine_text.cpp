@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/host_text.h"
+#include "simulation/machine_text.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ std::string_view type_text(std::uint8_t type) {
     }
 }
 
-std::string event_text(const MachineHost& machine, const MachineEvent& event) {
+std::string event_text(const ConnectedMachine& machine, const MachineEvent& event) {
     switch (event.kind) {
     case MachineEvent::Kind::mapping:
         return "part " + std::to_string(event.part) + ": " +
@@ -51,7 +51,7 @@ std::string event_text(const MachineHost& machine, const MachineEvent& event) {
     return "vanished";
 }
 
-std::string tables_json(const MachineHost& machine) {
+std::string tables_json(const ConnectedMachine& machine) {
     return R"({"machine":")" + machine.name() + R"(","table":)" +
            table_json(machine.firmware().table()) + R"(,"saved":)" +
            table_json(machine.firmware().saved_table()) + "}";

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/host_text.h"
+#include "simulation/machine_text.h"
 
 #include "tests/simulation/socket_machine.h"
 
@@ -13,7 +13,7 @@ void give(SocketMachine& machine, const Bytes& bytes) {
     machine.read();
 }
 
-TEST(HostText, NamesEachMappingAsTheScreenDoes) {
+TEST(MachineText, NamesEachMappingAsTheScreenDoes) {
     WatcherRecord record;
     SocketMachine machine({}, record);
     give(machine, sequence(0x80, 0x00, 0x00));
@@ -27,7 +27,7 @@ TEST(HostText, NamesEachMappingAsTheScreenDoes) {
                                         "part 5: Bend Change, channel 16, controller 7"}));
 }
 
-TEST(HostText, CountsWhatIsSaved) {
+TEST(MachineText, CountsWhatIsSaved) {
     WatcherRecord record;
     SocketMachine machine({}, record);
     give(machine, sequence(0xAF, 0x7F, 0x7F));
@@ -38,7 +38,7 @@ TEST(HostText, CountsWhatIsSaved) {
     EXPECT_EQ(record.events.back(), "saved: 2 mappings");
 }
 
-TEST(HostText, GivesBothTablesAsJson) {
+TEST(MachineText, GivesBothTablesAsJson) {
     WatcherRecord record;
     SocketMachine machine({}, record);
     EXPECT_EQ(tables_json(machine), R"({"machine":"4AC5F4C4","table":[],"saved":[]})");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/host_arguments.h"
+#include "simulation/machine_arguments.h"
 
 #include <CLI/CLI.hpp>
 

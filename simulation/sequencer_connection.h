@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "simulation/machine_host.h"
+#include "simulation/connected_machine.h"
 #include "simulation/sequencer_codec.h"
 
 #include <memory>
@@ -9,9 +9,9 @@
 /// A simulated machine as a client of this computer's ALSA sequencer: named by its code, with one
 /// port for both directions that other clients may subscribe to. It takes what is sent to its port
 /// by whatever way, and sends to whoever has subscribed.
-class SequencerMachine final : public MachineHost {
+class SequencerMachine final : public ConnectedMachine {
 public:
-    /// Joins the sequencer; HostError when there is none or it has no room.
+    /// Joins the sequencer; MachineError when there is none or it has no room.
     SequencerMachine(std::uint32_t code, MachineFaults faults, MachineWatcher& watcher);
 
     /// While it is there: such as "client 128 of the sequencer", the number by which other programs

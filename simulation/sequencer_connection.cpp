@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/sequencer_host.h"
+#include "simulation/sequencer_connection.h"
 
 #include <cerrno>
 #include <system_error>
@@ -29,22 +29,23 @@ std::string group_of_the_node() {
 [[noreturn]] void fail(int error) {
     switch (error) {
     case ENOENT:
-        throw HostError("This computer has no ALSA sequencer (there is no /dev/snd/seq): load it "
-                        "with \"sudo modprobe snd-seq\".");
+        throw MachineError(
+            "This computer has no ALSA sequencer (there is no /dev/snd/seq): load it "
+            "with \"sudo modprobe snd-seq\".");
     case ENXIO:
     case ENODEV:
-        throw HostError("The driver of the ALSA sequencer is not loaded (/dev/snd/seq leads "
-                        "nowhere): load it with \"sudo modprobe snd-seq\".");
+        throw MachineError("The driver of the ALSA sequencer is not loaded (/dev/snd/seq leads "
+                           "nowhere): load it with \"sudo modprobe snd-seq\".");
     case EACCES:
     case EPERM:
-        throw HostError("This user may not open the ALSA sequencer: join the group \"" +
-                        group_of_the_node() + "\", which owns /dev/snd/seq, and log in again.");
+        throw MachineError("This user may not open the ALSA sequencer: join the group \"" +
+                           group_of_the_node() + "\", which owns /dev/snd/seq, and log in again.");
     case ENOMEM:
-        throw HostError("The ALSA sequencer has no client left: end a program that uses MIDI.");
+        throw MachineError("The ALSA sequencer has no client left: end a program that uses MIDI.");
     default:
-        throw HostError(std::string("The ALSA sequencer does not work: ") +
-                        std::generic_category().message(error) +
-                        ". See \"journalctl -k\" for what the kernel says about it.");
+        throw MachineError(std::string("The ALSA sequencer does not work: ") +
+                           std::generic_category().message(error) +
+                           ". See \"journalctl -k\" for what the kernel says about it.");
     }
 }
 
@@ -57,7 +58,7 @@ void check(int result) {
 
 SequencerMachine::SequencerMachine(std::uint32_t code, MachineFaults faults,
                                    MachineWatcher& watcher)
-    : MachineHost(code, faults, watcher, std::chrono::milliseconds(0)) {
+    : ConnectedMachine(code, faults, watcher, std::chrono::milliseconds(0)) {
     SequencerMachine::plug();
 }
 

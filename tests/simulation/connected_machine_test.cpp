@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/machine_host.h"
+#include "simulation/connected_machine.h"
 
 #include "tests/simulation/socket_machine.h"
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-using Clock = MachineHost::Clock;
+using Clock = ConnectedMachine::Clock;
 using std::chrono::milliseconds;
 using std::chrono::nanoseconds;
 
@@ -32,7 +32,7 @@ const Bytes command = sequence(0xB0, 0x07, 0x05);
 const Bytes save = sequence(0xAF, 0x7F, 0x7F);
 const Bytes echo = {0xB0, 0x07, 0x05};
 
-TEST(MachineHost, EchoesNoSoonerThanAMillisecondAfterTheMessage) {
+TEST(ConnectedMachine, EchoesNoSoonerThanAMillisecondAfterTheMessage) {
     WatcherRecord record;
     SocketMachine machine({}, record);
     EXPECT_EQ(machine.next_due(), std::nullopt);
@@ -48,7 +48,7 @@ TEST(MachineHost, EchoesNoSoonerThanAMillisecondAfterTheMessage) {
     EXPECT_EQ(machine.next_due(), std::nullopt);
 }
 
-TEST(MachineHost, TellsItsWatcherWhatCameAndWentAndHappened) {
+TEST(ConnectedMachine, TellsItsWatcherWhatCameAndWentAndHappened) {
     WatcherRecord record;
     SocketMachine machine({}, record);
     give(machine, command);
@@ -63,7 +63,7 @@ TEST(MachineHost, TellsItsWatcherWhatCameAndWentAndHappened) {
                                         "saved: 1 mapping"}));
 }
 
-TEST(MachineHost, DelaysTheEchoOfASlowMachine) {
+TEST(ConnectedMachine, DelaysTheEchoOfASlowMachine) {
     WatcherRecord record;
     SocketMachine machine({.slow = 1, .delay_ms = 400}, record);
     const auto before = Clock::now();
@@ -71,7 +71,7 @@ TEST(MachineHost, DelaysTheEchoOfASlowMachine) {
     EXPECT_GE(machine.next_due().value(), before + milliseconds(401));
 }
 
-TEST(MachineHost, SendsABurstInOneGoWithoutAGap) {
+TEST(ConnectedMachine, SendsABurstInOneGoWithoutAGap) {
     WatcherRecord record;
     SocketMachine machine({.chatter = 1}, record);
     give(machine, command);
@@ -80,7 +80,7 @@ TEST(MachineHost, SendsABurstInOneGoWithoutAGap) {
               (Bytes{0xF8, 0x91, 0x3C, 0x64, 0xB0, 0x07, 0x05, 0xF8, 0x81, 0x3C, 0x00}));
 }
 
-TEST(MachineHost, KeepsTheGapBetweenItsMessages) {
+TEST(ConnectedMachine, KeepsTheGapBetweenItsMessages) {
     WatcherRecord record;
     SocketMachine machine({.chatter = 1}, record, milliseconds(1));
     give(machine, command);
@@ -100,7 +100,7 @@ TEST(MachineHost, KeepsTheGapBetweenItsMessages) {
     EXPECT_EQ(machine.next_due(), std::nullopt);
 }
 
-TEST(MachineHost, LeavesWhenItVanishesAndSendsNothingMore) {
+TEST(ConnectedMachine, LeavesWhenItVanishesAndSendsNothingMore) {
     WatcherRecord record;
     SocketMachine machine({.vanish_after = 15}, record);
     give(machine, command);
@@ -112,7 +112,7 @@ TEST(MachineHost, LeavesWhenItVanishesAndSendsNothingMore) {
     EXPECT_EQ(taken(machine), Bytes{});
 }
 
-TEST(MachineHost, TellsThatItsConnectionWasTakenAwayAndSendsNothingMore) {
+TEST(ConnectedMachine, TellsThatItsConnectionWasTakenAwayAndSendsNothingMore) {
     WatcherRecord record;
     SocketMachine machine({}, record);
     give(machine, command);
@@ -126,7 +126,7 @@ TEST(MachineHost, TellsThatItsConnectionWasTakenAwayAndSendsNothingMore) {
     EXPECT_GE(machine.descriptor(), 0);
 }
 
-TEST(MachineHost, IsBackWithTheSavedTableAfterAPowerCycle) {
+TEST(ConnectedMachine, IsBackWithTheSavedTableAfterAPowerCycle) {
     WatcherRecord record;
     SocketMachine machine({}, record);
     give(machine, command);
@@ -140,7 +140,7 @@ TEST(MachineHost, IsBackWithTheSavedTableAfterAPowerCycle) {
     EXPECT_EQ(machine.firmware().table(), (MappingTable{{5, {0xB0, 1, 7}}}));
 }
 
-TEST(MachineHost, ComesBackAfterItVanished) {
+TEST(ConnectedMachine, ComesBackAfterItVanished) {
     WatcherRecord record;
     SocketMachine machine({.vanish_after = 1}, record);
     give(machine, {0xF8});

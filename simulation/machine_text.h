@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "simulation/machine_host.h"
+#include "simulation/connected_machine.h"
 
 #include <string>
 #include <string_view>
@@ -10,8 +10,8 @@
 [[nodiscard]] std::string_view type_text(std::uint8_t type);
 
 /// What happened to a machine, such as "part 5: Control Change, channel 1, controller 7".
-[[nodiscard]] std::string event_text(const MachineHost& machine, const MachineEvent& event);
+[[nodiscard]] std::string event_text(const ConnectedMachine& machine, const MachineEvent& event);
 
 /// What a machine holds, as one JSON object: its name under "machine", and under "table" and
 /// "saved" an array of mappings each, in ascending order of the parts.
-[[nodiscard]] std::string tables_json(const MachineHost& machine);
+[[nodiscard]] std::string tables_json(const ConnectedMachine& machine);

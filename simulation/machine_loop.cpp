@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/host_loop.h"
+#include "simulation/machine_loop.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -12,12 +12,12 @@
 
 namespace {
 
-using Machines = std::span<const std::unique_ptr<MachineHost>>;
-using Clock = MachineHost::Clock;
+using Machines = std::span<const std::unique_ptr<ConnectedMachine>>;
+using Clock = ConnectedMachine::Clock;
 
 [[noreturn]] void fail(const char* what) {
-    throw HostError(std::string(what) +
-                    " does not work: " + std::generic_category().message(errno) + ".");
+    throw MachineError(std::string(what) +
+                       " does not work: " + std::generic_category().message(errno) + ".");
 }
 
 /// Waits until a descriptor has something or a machine has something to send.
@@ -51,7 +51,7 @@ void power_cycle_all(Machines machines) {
 
 } // namespace
 
-HostLoop::HostLoop(int keys) : keyboard_(keys) {
+MachineLoop::MachineLoop(int keys) : keyboard_(keys) {
     sigset_t taken;
     sigemptyset(&taken);
     for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2, SIGCONT})
@@ -62,12 +62,12 @@ HostLoop::HostLoop(int keys) : keyboard_(keys) {
     pthread_sigmask(SIG_BLOCK, &taken, &before_);
 }
 
-HostLoop::~HostLoop() {
+MachineLoop::~MachineLoop() {
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     close(signals_);
 }
 
-void HostLoop::run(Machines machines, const std::function<void()>& report) {
+void MachineLoop::run(Machines machines, const std::function<void()>& report) {
     while (true) {
         std::vector<pollfd> polled = {{signals_, POLLIN, 0}, {keyboard_.descriptor(), POLLIN, 0}};
         for (const auto& machine : machines)
@@ -86,7 +86,7 @@ void HostLoop::run(Machines machines, const std::function<void()>& report) {
 }
 
 /// Does what a signal asks for; whether to go on.
-bool HostLoop::take_signal(Machines machines, const std::function<void()>& report) {
+bool MachineLoop::take_signal(Machines machines, const std::function<void()>& report) {
     signalfd_siginfo info{};
     if (read(signals_, &info, sizeof info) != sizeof info)
         return true;
@@ -106,7 +106,7 @@ bool HostLoop::take_signal(Machines machines, const std::function<void()>& repor
 }
 
 /// Does what a key asks for; whether to go on.
-bool HostLoop::take_key(Machines machines) {
+bool MachineLoop::take_key(Machines machines) {
     const auto key = keyboard_.read();
     if (key == 'p')
         power_cycle_all(machines);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tests/e2e/raw_host.h"
+#include "tests/e2e/raw_connection.h"
 
 #include <cerrno>
 #include <fstream>
@@ -19,12 +19,12 @@ void say_nothing(const char*, int, const char*, int, const char*, ...) {}
 
 RawMachine::RawMachine(std::uint32_t code, std::string device, std::string gadget,
                        MachineFaults faults, MachineWatcher& watcher)
-    : MachineHost(code, faults, watcher, frame), device_(std::move(device)),
+    : ConnectedMachine(code, faults, watcher, frame), device_(std::move(device)),
       gadget_(std::move(gadget)) {
     const int result = open();
     if (result < 0)
-        throw HostError("The raw MIDI port " + device_ + " cannot be opened: " +
-                        snd_strerror(result) + ". \"amidi -l\" lists the ports there are.");
+        throw MachineError("The raw MIDI port " + device_ + " cannot be opened: " +
+                           snd_strerror(result) + ". \"amidi -l\" lists the ports there are.");
 }
 
 int RawMachine::descriptor() const {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/embedded_host.h"
+#include "simulation/embedded_connection.h"
 
 #include <chrono>
 #include <utility>

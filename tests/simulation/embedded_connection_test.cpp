@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/embedded_host.h"
+#include "simulation/embedded_connection.h"
 
 #include "midi_service/midi_text.h"
 #include "tests/simulation/firmware_sequence.h"
