@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+// The confirmed sequence as the tests expect it, written out independently of the product.
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// The ten events that carry one message, in order.
+inline std::vector<Bytes> sequence_events(std::uint8_t status, std::uint8_t data1,
+                                          std::uint8_t data2) {
+    const auto on = static_cast<std::uint8_t>(0x90 | (status & 0x0F));
+    const auto off = static_cast<std::uint8_t>(0x80 | (status & 0x0F));
+    return {{0xF8},
+            {0xF8},
+            {0xF8},
+            {0xF8},
+            {0xF8},
+            {0xF8},
+            {on, data1, data2},
+            {off, data1, data2},
+            {status, data1, data2},
+            {0xF8}};
+}
+
+/// The same as the bytes on the cable.
+inline Bytes sequence(std::uint8_t status, std::uint8_t data1, std::uint8_t data2) {
+    Bytes bytes;
+    for (const Bytes& event : sequence_events(status, data1, data2))
+        bytes.insert(bytes.end(), event.begin(), event.end());
+    return bytes;
+}
+
+/// The pauses in microseconds: before the burst, before each of the other four events, and after
+/// the last one.
+inline const std::vector<unsigned> sequence_pauses = {2000, 1000, 2000, 2000, 2000, 2000};
+
+/// The pauses of a whole command: a sequence, the wait for the echo and, without an echo, the
+/// sequence again.
+inline std::vector<unsigned> command_pauses(bool repeated) {
+    std::vector<unsigned> pauses = sequence_pauses;
+    pauses.push_back(300'000);
+    if (repeated)
+        pauses.insert(pauses.end(), sequence_pauses.begin(), sequence_pauses.end());
+    return pauses;
+}
