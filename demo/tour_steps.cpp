@@ -127,7 +127,7 @@ bool run_tour(ContentView& screen, EmbeddedMachine& machine, const QDir& folder)
     tour.type(u"message_controller_number_code_string"_s, u"64"_s);
     tour.look(u"filled-in"_s);
 
-    const MappingTable asked = {{12, {0x90, 3, 64}}};
+    const MappingTable asked = {{12, protocol::MessageType::note_on, 3, 64}};
     tour.press(u"apply_button"_s);
     tour.read_alert(u"设置成功!"_s, u"旋钮12--设置成功!"_s);
     tour.look(u"applied"_s);

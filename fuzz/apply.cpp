@@ -6,6 +6,7 @@
 #include "fuzz/target.h"
 #include "keyloft/screen_controller.h"
 #include "midi_service/embedded/embedded_backend.h"
+#include "protocol/device_code.h"
 #include "simulation/embedded_connection.h"
 #include "tests/screen/throwing_stop.h"
 #include "tests/support/device_state.h"
@@ -164,7 +165,7 @@ void check_result(const World& world, const ScreenState& screen, const Press& pr
         text = "设置失败,检查连接状态\n[当前可选-选项-连接列表]\n";
         for (const auto& [digit, present] : world.machines)
             text += (digit == world.machines.begin()->first ? "" : "\n") +
-                    machine_name(0x4AC0F4C4 + (digit << 16));
+                    protocol::code_text(protocol::family_code(digit));
     }
     require(screen.showmessage == text, "the alert says what became of it");
     require(screen.showmessage_title == (succeeds ? "设置成功!" : "设置失败!"),
@@ -188,11 +189,13 @@ void check_press(const World& world, const Press& press, const EmbeddedMachine* 
             "the machine gets the sequence");
     if (status == 0)
         return;
-    const KeyMapping mapping{.type = static_cast<std::uint8_t>(status & 0xF0),
-                             .channel = static_cast<std::uint8_t>((status & 0x0F) + 1),
-                             .controller = controller};
+    const protocol::KeyMapping mapping{.part = part,
+                                       .type = static_cast<protocol::MessageType>(status & 0xF0),
+                                       .channel = (status & 0x0F) + 1,
+                                       .controller = controller};
     const MappingTable table = machine->table();
-    require(table.contains(part) && table.at(part) == mapping, "the mapping is what was typed");
+    const auto found = table.find(mapping);
+    require(found != table.end() && *found == mapping, "the mapping is what was typed");
     require(world.machines.size() == 1 || machine == world.machines.at(15).get(),
             "no machine but the chosen one");
 }

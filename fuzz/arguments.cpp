@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The command line of keyloft-machine. An input is one argument a line.
 #include "fuzz/target.h"
+#include "protocol/device_code.h"
 #include "simulation/firmware.h"
 #include "simulation/machine_arguments.h"
 
@@ -47,11 +48,11 @@ void check_codes(const std::vector<std::uint32_t>& codes, const std::vector<std:
     require(!codes.empty(), "there is always a machine");
     const bool are_all = codes.size() == 16 && codes[0] == 0x4AC0F4C4 && codes[15] == 0x4ACFF4C4;
     for (const std::uint32_t code : codes) {
-        const std::string name = machine_name(code);
+        const std::string name = protocol::code_text(code);
         const auto is_named = [&name](const std::string& line) {
             return upper_case(line).ends_with(name);
         };
-        require(device_code(name) == code, "a machine's name is its code");
+        require(protocol::parse_code(name) == code, "a machine's name is its code");
         require(are_all || code == 0x4AC5F4C4 || std::ranges::any_of(lines, is_named),
                 "each machine was asked for");
     }
@@ -74,10 +75,10 @@ void check_faults(const MachineFaults& faults, const std::vector<std::string>& l
 
 void check_texts(const std::vector<std::string>& lines) {
     for (const std::string& line : lines) {
-        require(device_code(line).has_value() == is_code(line), "a code is eight digits");
+        require(protocol::parse_code(line).has_value() == is_code(line), "a code is eight digits");
         require(mistake_in_code(line).empty() == is_code(line), "anything else is a mistake");
-        if (const auto code = device_code(line))
-            require(machine_name(*code) == upper_case(line), "the code is its digits");
+        if (const auto code = protocol::parse_code(line))
+            require(protocol::code_text(*code) == upper_case(line), "the code is its digits");
     }
 }
 

@@ -111,13 +111,18 @@ public:
     std::vector<Bytes> taken{}; ///< messages that counted, since the last power cycle or before it
 
 private:
+    void set(const protocol::KeyMapping& mapping) {
+        table.erase(mapping);
+        table.insert(mapping);
+    }
+
     void take(const Bytes& message) {
         const auto type = static_cast<std::uint8_t>(message[0] & 0xF0);
         if (message == Bytes{0xAF, 0x7F, 0x7F})
             saved = table;
         else if (type == 0x80 || type == 0x90 || type == 0xB0 || type == 0xE0)
-            table[message[2]] = {type, static_cast<std::uint8_t>((message[0] & 0x0F) + 1),
-                                 message[1]};
+            set({message[2], static_cast<protocol::MessageType>(type), (message[0] & 0x0F) + 1,
+                 message[1]});
         else
             return;
         taken.push_back(message);

@@ -35,9 +35,9 @@ MAY_INCLUDE = [
     (r"keyloft/", r"keyloft/|Include/(main|set_device_name)\.h$"),
     (r"midi_service/(alsa|embedded)/", r"midi_service/[^/]+$|midi_service/\1/"),
     (r"midi_service/", r"midi_service/[^/]+$"),
-    (r"simulation/firmware\.", r"simulation/firmware\.h$"),
-    (r"simulation/", r"simulation/|midi_service/"),
-    (r"demo/", r"demo/|simulation/|keyloft/|Include/|midi_service/"),
+    (r"simulation/firmware\.", r"simulation/firmware\.h$|protocol/mapping\.h$"),
+    (r"simulation/", r"simulation/|protocol/|midi_service/"),
+    (r"demo/", r"demo/|simulation/|keyloft/|Include/|midi_service/|protocol/"),
     (r"(tests|bench|fuzz)/", r""),
 ]
 

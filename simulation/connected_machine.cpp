@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "simulation/connected_machine.h"
 
+#include "protocol/device_code.h"
+
 #include <algorithm>
 
 ConnectedMachine::ConnectedMachine(std::uint32_t code, MachineFaults faults,
                                    MachineWatcher& watcher, std::chrono::milliseconds gap)
-    : name_(machine_name(code)), firmware_(faults), watcher_(watcher), gap_(gap) {}
+    : name_(protocol::code_text(code)), firmware_(faults), watcher_(watcher), gap_(gap) {}
 
 std::optional<ConnectedMachine::Clock::time_point> ConnectedMachine::next_due() const {
     if (pending_.empty())

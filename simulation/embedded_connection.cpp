@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "simulation/embedded_connection.h"
 
+#include "protocol/device_code.h"
+
 #include <chrono>
 #include <utility>
 
 EmbeddedMachine::EmbeddedMachine(EmbeddedBackend& service, std::uint32_t code, MachineFaults faults)
-    : service_(service), name_(machine_name(code)), firmware_(faults) {
+    : service_(service), name_(protocol::code_text(code)), firmware_(faults) {
     plug();
 }
 

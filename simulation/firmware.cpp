@@ -2,16 +2,15 @@
 #include "simulation/firmware.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 
 constexpr std::uint8_t timing_clock = 0xF8;
 constexpr unsigned burst = 6;
-constexpr std::array<std::uint8_t, 3> save_command = {0xAF, 0x7F, 0x7F};
+constexpr protocol::Message save_command = {0xAF, 0x7F, 0x7F};
 
-/// Bytes of the message that a status byte opens. 1 also for what is skipped up to the next status:
-/// the ends of system-exclusive data and the undefined ones.
+/// Bytes of the message that a status byte opens. System-exclusive data and the undefined statuses
+/// count as messages of one byte: the data bytes behind them are skipped.
 std::size_t length_of(std::uint8_t status) {
     if (status == 0xF2)
         return 3;
@@ -20,10 +19,6 @@ std::size_t length_of(std::uint8_t status) {
     if (status >= 0xF0)
         return 1;
     return (status & 0xE0) == 0xC0 ? 2 : 3;
-}
-
-bool is_mapping_type(unsigned type) {
-    return type == 0x80 || type == 0x90 || type == 0xB0 || type == 0xE0;
 }
 
 /// Uses up one occurrence of a fault, if there is one left.
@@ -36,12 +31,6 @@ bool take(unsigned& count) {
 }
 
 } // namespace
-
-std::string machine_name(std::uint32_t code) {
-    std::array<char, 9> digits{};
-    std::snprintf(digits.data(), digits.size(), "%08X", static_cast<unsigned>(code));
-    return digits.data();
-}
 
 Firmware::Firmware(MachineFaults faults) : faults_(faults) {}
 
@@ -75,20 +64,20 @@ void Firmware::read(std::uint8_t byte, MachineAnswer& answer) {
     const std::size_t whole = length_of(message_[0]);
     if (length_ < whole)
         return;
-    // The status of a channel message stays for data bytes that come without one.
+    // Running status: data bytes without a status belong to the last channel message's.
     length_ = message_[0] < 0xF0 ? 1 : 0;
     handle({message_.data(), whole}, answer);
 }
 
 void Firmware::begin(std::uint8_t status, MachineAnswer& answer) {
     if (status >= 0xF8) {
-        // A real-time message does not touch the one that it comes in the middle of.
+        // Real-time bytes may come in the middle of a message and leave it as it is.
         handle({&status, 1}, answer);
         return;
     }
     message_[0] = status;
     length_ = length_of(status) > 1 ? 1 : 0;
-    // The end of system-exclusive data belongs to the message that its beginning stood for.
+    // F7 is not a message: it ends the one that F0 began.
     if (length_ == 0 && status != 0xF7)
         handle({message_.data(), 1}, answer);
 }
@@ -110,13 +99,13 @@ void Firmware::handle(std::span<const std::uint8_t> message, MachineAnswer& answ
     clocks_ = 0;
 }
 
-/// Takes the sequence one message further; whether the message is the one that was announced.
+/// Follows the sequence by one message. True for the message at its end, the one that counts.
 bool Firmware::advance(std::span<const std::uint8_t> message) {
     const Stage stage = stage_;
     stage_ = Stage::idle;
     if (message.size() != 3)
         return false;
-    // A new burst begins a new sequence, whatever had become of the one before it.
+    // A new burst begins a new sequence, even in the middle of another.
     if (clocks_ == burst && (message[0] & 0xF0) == 0x90) {
         std::ranges::copy(message, note_on_.begin());
         stage_ = Stage::note_on;
@@ -129,22 +118,19 @@ bool Firmware::advance(std::span<const std::uint8_t> message) {
     return stage == Stage::note_off && agrees;
 }
 
-/// Does what the message says; whether it says anything.
+/// Saves or sets a mapping. False if the message means neither.
 bool Firmware::apply(MachineAnswer& answer) {
     if (message_ == save_command) {
         saved_ = table_;
         answer.events.push_back({.kind = MachineEvent::Kind::save});
         return true;
     }
-    const unsigned type = message_[0] & 0xF0U;
-    if (!is_mapping_type(type))
+    const auto mapping = protocol::mapping_of(message_);
+    if (!mapping)
         return false;
-    const KeyMapping mapping = {.type = static_cast<std::uint8_t>(type),
-                                .channel = static_cast<std::uint8_t>((message_[0] & 0x0F) + 1),
-                                .controller = message_[1]};
-    table_[message_[2]] = mapping;
-    answer.events.push_back(
-        {.kind = MachineEvent::Kind::mapping, .part = message_[2], .mapping = mapping});
+    table_.erase(*mapping); // the mapping that the part had so far
+    table_.insert(*mapping);
+    answer.events.push_back({.kind = MachineEvent::Kind::mapping, .mapping = *mapping});
     return true;
 }
 
@@ -159,7 +145,7 @@ void Firmware::echo(MachineAnswer& answer) {
         answer.replies.push_back(reply);
         return;
     }
-    // On another channel than the message, or a note could pass for its echo.
+    // On another channel than the message: a note of its own channel could pass for the echo.
     const auto channel = static_cast<std::uint8_t>((message_[0] & 0x0F) ^ 1);
     const auto on = static_cast<std::uint8_t>(0x90 | channel);
     const auto off = static_cast<std::uint8_t>(0x80 | channel);

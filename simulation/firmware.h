@@ -1,74 +1,71 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <array>
+#include "protocol/mapping.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <set>
 #include <span>
-#include <string>
 #include <vector>
 
-/// What one hardware part (a key, knob or fader) sends.
-struct KeyMapping {
-    std::uint8_t type;       ///< 0x80 note off, 0x90 note on, 0xB0 control change, 0xE0 bend
-    std::uint8_t channel;    ///< 1 to 16
-    std::uint8_t controller; ///< 0 to 127
-    bool operator==(const KeyMapping&) const = default;
+struct ByPart {
+    bool operator()(const protocol::KeyMapping& one, const protocol::KeyMapping& other) const {
+        return one.part < other.part;
+    }
 };
 
-/// The mappings by hardware part code, 0 to 127.
-using MappingTable = std::map<std::uint8_t, KeyMapping>;
+/// The mappings that a machine holds, one for each mapped part, in ascending order of the parts.
+using MappingTable = std::set<protocol::KeyMapping, ByPart>;
 
-/// Faults that real cables and firmware have, each switched on by its number.
+/// The faults of a machine, as real cables and firmware have them. Each counts the echoes that it
+/// spoils: 0 is none, `always` is all.
 struct MachineFaults {
     static constexpr unsigned always = ~0U;
-    unsigned silent = 0;     ///< so many echoes do not come
-    unsigned slow = 0;       ///< so many echoes come `delay_ms` later
-    unsigned delay_ms = 0;   ///< milliseconds
-    unsigned wrong = 0;      ///< so many echoes have byte `wrong_byte` changed
-    unsigned wrong_byte = 2; ///< 1 to 3
-    unsigned chatter = 0;    ///< so many echoes come between clocks and notes of the machine's own
-    unsigned vanish_after = 0; ///< the machine goes, once, with the n-th message it receives,
-                               ///< which it does not read any more; 0: never
+    unsigned silent = 0;       ///< suppress the next n echoes
+    unsigned slow = 0;         ///< delay the next n echoes by `delay_ms`
+    unsigned delay_ms = 0;     ///< milliseconds
+    unsigned wrong = 0;        ///< change byte `wrong_byte` of the next n echoes
+    unsigned wrong_byte = 2;   ///< 1 to 3
+    unsigned chatter = 0;      ///< send clocks and notes around the next n echoes
+    unsigned vanish_after = 0; ///< the n-th message received unplugs the machine, unread, once;
+                               ///< 0: never
 };
 
 /// Something that the machine's owner would like to see.
 struct MachineEvent {
     enum class Kind : std::uint8_t { mapping, save, power_cycle, vanish };
     Kind kind;
-    std::uint8_t part = 0; ///< of a mapping
-    KeyMapping mapping{};  ///< of a mapping
+    protocol::KeyMapping mapping{}; ///< only of the kind `mapping`
 };
 
 /// One message that the machine sends.
 struct MachineReply {
     unsigned after_ms; ///< counted from the message it answers, at least 1: a USB frame
-    std::array<std::uint8_t, 3> bytes;
+    protocol::Message bytes;
     std::size_t length; ///< 1 to 3
 };
 
-/// What became of some bytes.
+/// What the machine makes of the bytes that it read.
 struct MachineAnswer {
     std::vector<MachineReply> replies{};
     std::vector<MachineEvent> events{};
 };
 
-/// The eight upper-case hexadecimal digits that the names of the machine with this code begin with.
-[[nodiscard]] std::string machine_name(std::uint32_t code);
-
 /// The machine's side of the configuration protocol. A message counts when it comes behind at least
 /// six timing clocks in a row, a note on and a note off with the message's channel and data bytes.
-/// A note off, note on, control change or bend then maps the part in its second data byte to its
-/// type, channel and first data byte; AF 7F 7F saves. The machine echoes what counts. Running
-/// status is understood, real-time bytes may come anywhere, also between the messages of a
-/// sequence, and system-exclusive data are skipped. One thread.
+/// It then sets a mapping, or saves if it is AF 7F 7F, and the machine echoes it. Running status is
+/// understood, real-time bytes may come anywhere, also between the messages of a sequence, and
+/// system-exclusive data are skipped. One thread.
+///
+/// This is the judge of the programs that send the sequence. It therefore recognises the sequence
+/// with code of its own instead of comparing with what those programs are built from.
 class Firmware {
 public:
     explicit Firmware(MachineFaults faults = {});
 
-    /// Reads bytes as they come over the cable: any number, cut anywhere. A machine that has
-    /// vanished reads nothing, and what it had still to send is lost.
+    /// Reads any number of bytes from the cable, cut anywhere. A machine that has vanished reads
+    /// nothing and sends nothing.
     [[nodiscard]] MachineAnswer receive(std::span<const std::uint8_t> bytes);
 
     /// Goes back to the saved table and forgets a sequence that had begun. A machine that has
@@ -95,9 +92,9 @@ private:
     MappingTable saved_;
     bool vanished_ = false;
 
-    std::array<std::uint8_t, 3> message_{}; ///< the message that is being read, status first
-    std::size_t length_ = 0;                ///< bytes of it so far; 0: data bytes belong to nothing
-    unsigned clocks_ = 0;                   ///< timing clocks in a row
+    protocol::Message message_{}; ///< the message that is being read, status first
+    std::size_t length_ = 0;      ///< bytes of it so far; 0: data bytes belong to nothing
+    unsigned clocks_ = 0;         ///< timing clocks in a row
     Stage stage_ = Stage::idle;
-    std::array<std::uint8_t, 3> note_on_{}; ///< the note on of the sequence
+    protocol::Message note_on_{}; ///< the note on of the sequence
 };

@@ -1,22 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "simulation/machine_arguments.h"
 
+#include "protocol/device_code.h"
+
 #include <CLI/CLI.hpp>
 
-#include <charconv>
 #include <iostream>
 
-std::optional<std::uint32_t> device_code(std::string_view text) {
-    std::uint32_t code = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, code, 16);
-    if (text.size() != 8 || error != std::errc{} || stop != end)
-        return std::nullopt;
-    return code;
-}
-
 std::string mistake_in_code(const std::string& text) {
-    if (device_code(text))
+    if (protocol::parse_code(text))
         return {};
     return "\"" + text +
            "\" is not a device code: it has eight hexadecimal digits, such as 4AC5F4C4";
@@ -32,13 +24,13 @@ CodeArguments::CodeArguments(CLI::App& app) {
 
 std::vector<std::uint32_t> CodeArguments::codes() const {
     std::vector<std::uint32_t> codes;
-    codes.reserve(names_.size() + 16);
+    codes.reserve(names_.size() + protocol::family_size);
     for (const std::string& name : names_)
-        codes.push_back(device_code(name).value());
-    for (std::uint32_t i = 0; all_ && i < 16; ++i)
-        codes.push_back(0x4AC0F4C4 + (i << 16));
+        codes.push_back(protocol::parse_code(name).value());
+    for (std::uint32_t i = 0; all_ && i < protocol::family_size; ++i)
+        codes.push_back(protocol::family_code(i));
     if (codes.empty())
-        codes.push_back(0x4AC5F4C4);
+        codes.push_back(protocol::family_code(5));
     return codes;
 }
 

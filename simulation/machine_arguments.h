@@ -5,15 +5,11 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace CLI {
 class App;
 }
-
-/// The device code that eight hexadecimal digits stand for; nothing when the text is not that.
-[[nodiscard]] std::optional<std::uint32_t> device_code(std::string_view text);
 
 /// What is wrong with a text as a device code, as a sentence; empty when nothing is.
 [[nodiscard]] std::string mistake_in_code(const std::string& text);

@@ -4,10 +4,6 @@
 #include "simulation/connected_machine.h"
 
 #include <string>
-#include <string_view>
-
-/// "Note On", "Note Off", "Control Change" or "Bend Change", as the screen calls them.
-[[nodiscard]] std::string_view type_text(std::uint8_t type);
 
 /// What happened to a machine, such as "part 5: Control Change, channel 1, controller 7".
 [[nodiscard]] std::string event_text(const ConnectedMachine& machine, const MachineEvent& event);

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "protocol/device_code.h"
 #include "simulation/machine_arguments.h"
 #include "simulation/machine_loop.h"
 #include "simulation/machine_text.h"
@@ -43,7 +44,7 @@ void serve(const std::vector<std::string>& places, const MachineFaults& faults,
     machines.reserve(places.size());
     for (const std::string& text : places) {
         Place place = place_in(text);
-        machines.push_back(std::make_unique<RawMachine>(device_code(place.code).value(),
+        machines.push_back(std::make_unique<RawMachine>(protocol::parse_code(place.code).value(),
                                                         std::move(place.device),
                                                         std::move(place.gadget), faults, journal));
     }

@@ -146,7 +146,7 @@ TEST_F(ContentViewAccessible, TheWholeJobGoesThroughTheTree) {
     press(search(alert_node(), QAccessible::Button, u"确定"_s));
     ASSERT_TRUE(QTest::qWaitFor([this] { return alert() == nullptr; }));
 
-    const MappingTable asked = {{12, {0x90, 3, 64}}};
+    const MappingTable asked = {{12, protocol::MessageType::note_on, 3, 64}};
     EXPECT_EQ(machine.table(), asked);
     EXPECT_EQ(machine.saved_table(), asked);
 }

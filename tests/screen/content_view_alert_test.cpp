@@ -24,7 +24,7 @@ TEST_F(ContentViewAlert, AnAppliedMappingIsReportedWithTitleAndText) {
     EXPECT_EQ(alert_message(), u"旋钮12--设置成功!"_s);
     EXPECT_EQ(alert()->windowTitle(), u"设置成功!"_s);
     EXPECT_TRUE(screen->state().showAlert);
-    EXPECT_EQ(machine.table(), (MappingTable{{12, {0xB0, 1, 0}}}));
+    EXPECT_EQ(machine.table(), (MappingTable{{12, protocol::MessageType::control_change, 1, 0}}));
 }
 
 TEST_F(ContentViewAlert, TheMenuShowsTheMachineThatAnswered) {
@@ -159,7 +159,7 @@ TEST_F(ContentViewAlert, APressWhileAnActionRunsDoesNothing) {
     apply()->click();
     EXPECT_GT(presses, 0);
     before_pause = nullptr;
-    EXPECT_EQ(machine.table(), (MappingTable{{0, {0xB0, 1, 0}}}));
+    EXPECT_EQ(machine.table(), (MappingTable{{0, protocol::MessageType::control_change, 1, 0}}));
     EXPECT_TRUE(machine.saved_table().empty());
     const std::vector<std::uint8_t> once = {0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0x90, 0,
                                             0,    0x80, 0,    0,    0xB0, 0,    0,    0xF8};

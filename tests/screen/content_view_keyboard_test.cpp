@@ -65,7 +65,7 @@ TEST_F(ContentViewKeyboard, TheWholeJobNeedsNoMouse) {
     ASSERT_TRUE(QTest::qWaitFor([this] { return alert_button(1)->hasFocus(); }));
     key(Qt::Key_Return);
     EXPECT_EQ(alert(), nullptr);
-    const MappingTable asked = {{12, {0x90, 3, 64}}};
+    const MappingTable asked = {{12, protocol::MessageType::note_on, 3, 64}};
     EXPECT_EQ(machine.table(), asked);
 
     ASSERT_TRUE(QTest::qWaitFor([this] { return apply()->hasFocus(); }));

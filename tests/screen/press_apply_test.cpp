@@ -28,7 +28,7 @@ TEST_F(ApplyPress, OneMachineIsFoundSetAndConfirmed) {
     expect_alert("设置成功!", "旋钮0--设置成功!");
     EXPECT_EQ(screen_.machine_type_menu_string, "4AC5F4C4");
     EXPECT_EQ(machine.received(), sequence(0xB0, 0, 0)) << "no probe reaches it";
-    EXPECT_EQ(machine.table(), (MappingTable{{0, {0xB0, 1, 0}}}));
+    EXPECT_EQ(machine.table(), (MappingTable{{0, protocol::MessageType::control_change, 1, 0}}));
     EXPECT_TRUE(machine.saved_table().empty());
     EXPECT_EQ(recorded_pauses, sequence_pauses(true));
 }
@@ -51,7 +51,8 @@ TEST_F(ApplyPress, EachTypeReachesTheMachineAsItWasChosen) {
         EXPECT_EQ(apply(), row.line + probe_lines({10}) + automatic_lines(10, {10}) +
                                command_lines(10, {10}, echo_lines(status, 127, 12) + success_line) +
                                "0\n");
-        EXPECT_EQ(machine.table(), (MappingTable{{12, {row.nibble, 16, 127}}}));
+        EXPECT_EQ(machine.table(),
+                  (MappingTable{{12, static_cast<protocol::MessageType>(row.nibble), 16, 127}}));
     }
 }
 
@@ -74,7 +75,7 @@ TEST_F(ApplyPress, OneLostEchoIsMadeGoodByTheRepetition) {
     const EmbeddedMachine machine(service_, 0x4AC5F4C4, {.silent = 1});
     EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
                            command_lines(5, {5}, failure_line + echo_lines(0xB0, 0, 0)) + "0\n");
-    EXPECT_EQ(machine.table(), (MappingTable{{0, {0xB0, 1, 0}}}));
+    EXPECT_EQ(machine.table(), (MappingTable{{0, protocol::MessageType::control_change, 1, 0}}));
 }
 
 TEST_F(ApplyPress, WrongSecondByteIsNoConfirmation) {
@@ -154,7 +155,7 @@ TEST_F(ApplyPress, InvalidMenuTextSendsToTheMachineThatWasProbedLast) {
                            "0\n");
     expect_alert("设置成功!", "旋钮0--设置成功!");
     EXPECT_EQ(five.received(), Bytes{});
-    EXPECT_EQ(last.table(), (MappingTable{{0, {0xB0, 1, 0}}}));
+    EXPECT_EQ(last.table(), (MappingTable{{0, protocol::MessageType::control_change, 1, 0}}));
 }
 
 TEST_F(ApplyPress, MachinePulledBetweenTwoPressesIsGoneAtTheNext) {

@@ -33,7 +33,7 @@ TEST_F(SavePress, MappingIsKeptByTheMachineThroughAPowerCycle) {
     static_cast<void>(apply());
     EXPECT_TRUE(machine.saved_table().empty());
     EXPECT_TRUE(save().ends_with("设置成功了 \r\n0\n"));
-    const MappingTable expected{{12, {0xB0, 1, 34}}};
+    const MappingTable expected{{12, protocol::MessageType::control_change, 1, 34}};
     EXPECT_EQ(machine.saved_table(), expected);
     machine.unplug();
     machine.plug();

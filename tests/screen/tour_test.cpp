@@ -17,7 +17,7 @@ TEST_F(Tour, SucceedsWhenTheMachineHoldsAndHasSavedWhatWasAskedFor) {
     EmbeddedMachine machine(service, machine_5);
     open_screen();
     EXPECT_TRUE(run_tour(*screen, machine, pictures));
-    EXPECT_EQ(machine.saved_table(), (MappingTable{{12, {0x90, 3, 64}}}));
+    EXPECT_EQ(machine.saved_table(), (MappingTable{{12, protocol::MessageType::note_on, 3, 64}}));
 }
 
 TEST_F(Tour, LeavesAPictureOfEachState) {

@@ -137,7 +137,8 @@ TEST(ConnectedMachine, IsBackWithTheSavedTableAfterAPowerCycle) {
     EXPECT_EQ(machine.plugs(), 2U);
     EXPECT_EQ(machine.next_due(), std::nullopt);
     EXPECT_EQ(record.events, std::vector<std::string>{"power cycle: back to 1 mapping"});
-    EXPECT_EQ(machine.firmware().table(), (MappingTable{{5, {0xB0, 1, 7}}}));
+    EXPECT_EQ(machine.firmware().table(),
+              (MappingTable{{5, protocol::MessageType::control_change, 1, 7}}));
 }
 
 TEST(ConnectedMachine, ComesBackAfterItVanished) {

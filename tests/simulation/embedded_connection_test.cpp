@@ -14,7 +14,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr std::uint32_t code = 0x4AC5F4C4;
-const MappingTable mapped = {{5, {.type = 0xB0, .channel = 1, .controller = 7}}};
+const MappingTable mapped = {{5, protocol::MessageType::control_change, 1, 7}};
 const Bytes echo = {0xB0, 0x07, 0x05};
 
 /// An embedded service with one client that hears the first source and sends what it is asked to.

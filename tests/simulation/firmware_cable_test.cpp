@@ -9,7 +9,7 @@
 
 namespace {
 
-const MappingTable mapped = {{5, {.type = 0xB0, .channel = 3, .controller = 7}}};
+const MappingTable mapped = {{5, protocol::MessageType::control_change, 3, 7}};
 
 TEST(FirmwareCable, ReadsASequenceCutAnywhere) {
     const Bytes bytes = sequence(0xB2, 0x07, 0x05);
@@ -43,7 +43,7 @@ TEST(FirmwareCable, UnderstandsRunningStatus) {
                                                    0x05, 0x80, 0x07, 0x05, 0x07, 0x05, 0xF8}});
     ASSERT_EQ(answer.replies.size(), 1U);
     EXPECT_EQ(answer.replies[0].bytes, (std::array<std::uint8_t, 3>{0x80, 0x07, 0x05}));
-    EXPECT_EQ(machine.table(), (MappingTable{{5, {0x80, 1, 7}}}));
+    EXPECT_EQ(machine.table(), (MappingTable{{5, protocol::MessageType::note_off, 1, 7}}));
 }
 
 TEST(FirmwareCable, KeepsTheRunningStatusOverClocks) {

@@ -7,7 +7,7 @@
 
 namespace {
 
-const MappingTable mapped = {{5, {.type = 0xB0, .channel = 1, .controller = 7}}};
+const MappingTable mapped = {{5, protocol::MessageType::control_change, 1, 7}};
 
 MachineAnswer command(Firmware& machine) {
     return machine.receive(sequence(0xB0, 0x07, 0x05));

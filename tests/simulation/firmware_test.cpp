@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr KeyMapping control_7 = {.type = 0xB0, .channel = 1, .controller = 7};
+constexpr protocol::KeyMapping control_7 = {5, protocol::MessageType::control_change, 1, 7};
 
 /// The messages of an answer, one after the other.
 std::vector<Bytes> messages(const MachineAnswer& answer) {
@@ -38,21 +38,15 @@ const Bytes clocks_6(6, 0xF8);
 const Bytes pair_07_05 = {0x90, 0x07, 0x05, 0x80, 0x07, 0x05};
 const Bytes message_07_05 = {0xB0, 0x07, 0x05};
 
-TEST(MachineName, HasEightUpperCaseDigits) {
-    EXPECT_EQ(machine_name(0x4AC5F4C4), "4AC5F4C4");
-    EXPECT_EQ(machine_name(0xABCDEF), "00ABCDEF");
-}
-
 TEST(Firmware, MapsThePartInTheSecondDataByteAndEchoes) {
     Firmware machine;
     const MachineAnswer answer = machine.receive(sequence(0xB0, 0x07, 0x05));
     EXPECT_EQ(messages(answer), echo_b0_07_05);
     EXPECT_EQ(answer.replies.at(0).after_ms, 1U);
-    EXPECT_EQ(machine.table(), (MappingTable{{5, control_7}}));
+    EXPECT_EQ(machine.table(), (MappingTable{control_7}));
     EXPECT_TRUE(machine.saved_table().empty());
     ASSERT_EQ(answer.events.size(), 1U);
     EXPECT_EQ(answer.events[0].kind, MachineEvent::Kind::mapping);
-    EXPECT_EQ(answer.events[0].part, 5);
     EXPECT_EQ(answer.events[0].mapping, control_7);
 }
 
@@ -63,10 +57,8 @@ TEST(Firmware, UnderstandsTheFourTypesOnAllChannels) {
             const auto status = static_cast<std::uint8_t>(type | nibble);
             EXPECT_EQ(messages(machine.receive(sequence(status, 0x7F, 0x00))),
                       (std::vector<Bytes>{{status, 0x7F, 0x00}}));
-            const KeyMapping mapping = {.type = static_cast<std::uint8_t>(type),
-                                        .channel = static_cast<std::uint8_t>(nibble + 1),
-                                        .controller = 127};
-            EXPECT_EQ(machine.table(), (MappingTable{{0, mapping}}));
+            EXPECT_EQ(machine.table(), (MappingTable{{0, static_cast<protocol::MessageType>(type),
+                                                      static_cast<int>(nibble) + 1, 127}}));
         }
     }
 }
@@ -76,7 +68,8 @@ TEST(Firmware, KeepsOneMappingForEachPart) {
     (void)machine.receive(sequence(0xE2, 0x01, 0x05));
     (void)machine.receive(sequence(0x90, 0x02, 0x06));
     (void)machine.receive(sequence(0xB0, 0x07, 0x05));
-    EXPECT_EQ(machine.table(), (MappingTable{{5, control_7}, {6, {0x90, 1, 2}}}));
+    EXPECT_EQ(machine.table(),
+              (MappingTable{control_7, {6, protocol::MessageType::note_on, 1, 2}}));
 }
 
 TEST(Firmware, LeavesOtherTypesAlone) {
@@ -91,7 +84,7 @@ TEST(Firmware, TakesANoteOnWithVelocity0AsANoteOn) {
     Firmware machine;
     EXPECT_EQ(messages(machine.receive(sequence(0x90, 0x07, 0x00))),
               (std::vector<Bytes>{{0x90, 0x07, 0x00}}));
-    EXPECT_EQ(machine.table(), (MappingTable{{0, {0x90, 1, 7}}}));
+    EXPECT_EQ(machine.table(), (MappingTable{{0, protocol::MessageType::note_on, 1, 7}}));
 }
 
 TEST(Firmware, SavesAndComesBackWithTheSavedTable) {
@@ -101,12 +94,12 @@ TEST(Firmware, SavesAndComesBackWithTheSavedTable) {
     EXPECT_EQ(messages(answer), (std::vector<Bytes>{{0xAF, 0x7F, 0x7F}}));
     ASSERT_EQ(answer.events.size(), 1U);
     EXPECT_EQ(answer.events[0].kind, MachineEvent::Kind::save);
-    EXPECT_EQ(machine.saved_table(), (MappingTable{{5, control_7}}));
+    EXPECT_EQ(machine.saved_table(), (MappingTable{control_7}));
 
     (void)machine.receive(sequence(0x80, 0x01, 0x06));
     EXPECT_EQ(machine.table().size(), 2U);
     EXPECT_EQ(machine.power_cycle().kind, MachineEvent::Kind::power_cycle);
-    EXPECT_EQ(machine.table(), (MappingTable{{5, control_7}}));
+    EXPECT_EQ(machine.table(), (MappingTable{control_7}));
 }
 
 TEST(Firmware, ForgetsAtAPowerCycleASequenceThatHadBegun) {

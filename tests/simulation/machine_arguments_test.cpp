@@ -27,15 +27,6 @@ std::vector<std::uint32_t> codes_of(std::vector<const char*> words) {
 
 constexpr unsigned always = MachineFaults::always;
 
-TEST(DeviceCode, IsEightHexadecimalDigits) {
-    EXPECT_EQ(device_code("4AC5F4C4"), 0x4AC5F4C4U);
-    EXPECT_EQ(device_code("4ac5f4c4"), 0x4AC5F4C4U);
-    EXPECT_EQ(device_code("FFFFFFFF"), 0xFFFFFFFFU);
-    for (const char* text : {"", "4AC5F4C", "4AC5F4C41", "4AC5F4CG", " 4AC5F4C", "+4AC5F4C",
-                             "-4AC5F4C", "0x4AC5F4", "4AC5F4C4\n"})
-        EXPECT_EQ(device_code(text), std::nullopt) << text;
-}
-
 TEST(CodeArguments, AreTheMachinesInTheirOrder) {
     EXPECT_EQ(codes_of({}), std::vector{0x4AC5F4C4U});
     EXPECT_EQ(codes_of({"4ACAF4C4", "4ac1f4c4"}), (std::vector{0x4ACAF4C4U, 0x4AC1F4C4U}));

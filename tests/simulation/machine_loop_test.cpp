@@ -72,8 +72,10 @@ TEST_F(MachineLoopTest, ServesAllMachines) {
         write_to(second, sequence(0x91, 0x01, 0x02));
         EXPECT_EQ(read_from(second, 3), (Bytes{0x91, 0x01, 0x02}));
     });
-    EXPECT_EQ(machines_[0]->firmware().table(), (MappingTable{{5, {0xB0, 1, 7}}}));
-    EXPECT_EQ(machines_[1]->firmware().table(), (MappingTable{{2, {0x90, 2, 1}}}));
+    EXPECT_EQ(machines_[0]->firmware().table(),
+              (MappingTable{{5, protocol::MessageType::control_change, 1, 7}}));
+    EXPECT_EQ(machines_[1]->firmware().table(),
+              (MappingTable{{2, protocol::MessageType::note_on, 2, 1}}));
 }
 
 TEST_F(MachineLoopTest, SendsLateEchoesWhenTheyAreDue) {
