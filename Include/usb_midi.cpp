@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "Include/usb_midi.h"
 
+#include "protocol/device_code.h"
+#include "protocol/sequence.h"
+
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
-#include <initializer_list>
 #include <iterator>
 #include <optional>
+#include <span>
 #include <unistd.h>
 
 std::uint8_t debug_flag;
@@ -36,17 +39,15 @@ std::atomic<std::uint8_t> midi_pack_setup_data[64];
 
 namespace {
 
-constexpr std::uint64_t not_found = 0xFFFFFFFF; // 32 bits of ones in every 64-bit index
-constexpr std::size_t compared = 8;             // bytes of a name that have to agree
+using protocol::code_digits;
+
+constexpr std::uint64_t not_found = 0xFFFFFFFF; // 32 bits of ones, in a 64-bit index
 constexpr std::uint32_t mac_roman = 0;
-constexpr std::uint8_t timing_clock = 0xF8;
-constexpr std::uint8_t note_on = 0x90;
-constexpr std::uint8_t note_off = 0x80;
 constexpr std::uint8_t confirmed = 185;
 constexpr std::uint8_t presence_probe = 0xFF; // a type that only looks for the machine
 
-/// For "%x", which takes the low 32 bits of a count or an index.
-unsigned hex(std::uint64_t value) {
+/// A count or an index as "%x" prints it: its low 32 bits.
+unsigned low_32_bits(std::uint64_t value) {
     return static_cast<unsigned>(value);
 }
 
@@ -74,7 +75,7 @@ constexpr NamingRule naming_rules[] = {
 constexpr std::uint32_t fixed_code = 0x44CACC10;
 
 std::uint16_t half_of(const char* digits) {
-    // No digit is checked: 255 for a character that is none goes in as it is.
+    // Digits are not validated: the 255 of a non-digit is OR-ed in unmasked.
     std::uint32_t half = 0;
     for (std::size_t i = 0; i < 4; ++i)
         half |= static_cast<std::uint32_t>(CharToHex(static_cast<std::uint8_t>(digits[i])))
@@ -83,7 +84,7 @@ std::uint16_t half_of(const char* digits) {
 }
 
 std::uint64_t connect_under_new_name() {
-    device_name[compared] = '\0';
+    device_name[code_digits] = '\0';
     set_usb_id();
     return midi_source_connect();
 }
@@ -118,9 +119,9 @@ std::uint64_t set_device_name(std::uint32_t code) {
             std::snprintf(device_name, sizeof device_name, rule.format, middle);
     }
     printf("Generated device_name: %s\n", device_name);
-    // Only now, so that the line above shows no name for this code.
+    // After the line above, which shows an empty name for this code.
     if (code == fixed_code)
-        std::memcpy(device_name, "44CACC10", compared);
+        std::memcpy(device_name, "44CACC10", code_digits);
     return connect_under_new_name();
 }
 
@@ -133,14 +134,15 @@ void set_usb_id() {
 std::uint64_t set_device_name_with_hexcode(std::uint32_t code) {
     printf("set_device_name %x \r\n", code);
     std::memset(device_name, 0, sizeof device_name);
-    char digits[compared + 1] = {};
+    char digits[code_digits + 1] = {};
     std::snprintf(digits, sizeof digits, "%X", code);
-    std::memcpy(device_name, digits, compared);
+    std::memcpy(device_name, digits, code_digits);
     return connect_under_new_name();
 }
 
 std::uint8_t midi_device_name_judge() {
-    return std::memcmp(name, model, compared) == 0 && std::memcmp(name, device_name, compared) == 0;
+    return std::memcmp(name, model, code_digits) == 0 &&
+           std::memcmp(name, device_name, code_digits) == 0;
 }
 
 void debug_printf(const char* text) {
@@ -152,14 +154,14 @@ void debug_printf(const char* text) {
 
 namespace {
 
-/// Asks for a text. A query that fails without an answer must not leave the handle of a text that
-/// was released long ago.
+/// Asks for a text. The handle is cleared first: a query may fail without touching it, and it still
+/// holds the last text, which is released.
 void query(MIDIObjectRef object, CFStringRef property, CFStringRef& handle) {
     handle = nullptr;
     MIDIObjectGetStringProperty(object, property, &handle);
 }
 
-/// Converts a text that there is, and releases it; without one the buffer keeps what it held.
+/// Converts a text and releases it. Without a text the buffer keeps its contents.
 void convert(CFStringRef handle, char (&buffer)[64]) {
     if (!handle)
         return;
@@ -172,12 +174,12 @@ void read_endpoint_name(MIDIEndpointRef endpoint) {
     convert(pname, jname);
 }
 
-/// Whether the endpoint's name starts with the device name. Cuts `jname` to what was compared; what
-/// stands behind an earlier terminator is compared like any other byte.
+/// Whether the endpoint's name starts with the device name. Cuts `jname` to the eight bytes that
+/// are compared; those after an earlier terminator count too.
 bool carries_device_name(MIDIEndpointRef endpoint) {
     read_endpoint_name(endpoint);
-    jname[compared] = '\0';
-    return std::memcmp(jname, device_name, compared) == 0;
+    jname[code_digits] = '\0';
+    return std::memcmp(jname, device_name, code_digits) == 0;
 }
 
 /// An endpoint that does not say counts as online.
@@ -200,7 +202,7 @@ std::int32_t midi_init() {
     std::memset(offline_flag, 0, sizeof offline_flag);
     std::memset(jname, 0, sizeof jname);
     std::memset(midiout_databuffer, 0, sizeof midiout_databuffer);
-    // Where there is no MIDI, every later call finds nothing; so these statuses tell no more.
+    // Statuses ignored: without MIDI every later call finds nothing, which says the same.
     MIDIClientCreate(CFSTR("MIDI Client"), nullptr, nullptr, &client);
     MIDIOutputPortCreate(client, CFSTR("Output port"), &gOutPort);
     return MIDIInputPortCreate(client, CFSTR("Input port"), MyReadProc, nullptr, &inPort);
@@ -208,7 +210,7 @@ std::int32_t midi_init() {
 
 std::uint64_t midi_source_connect() {
     const ItemCount sources = MIDIGetNumberOfSources();
-    printf("MIDIGetNumberOfSources %x \r\n", hex(sources));
+    printf("MIDIGetNumberOfSources %x \r\n", low_32_bits(sources));
     std::uint64_t found = not_found;
     for (ItemCount i = 0; i < sources; ++i) {
         const MIDIEndpointRef source = MIDIGetSource(i);
@@ -222,7 +224,7 @@ std::uint64_t midi_source_connect() {
         realtime_connect_state_flag = 0;
         return not_found;
     }
-    printf("midi init success ,number code %x \r\n", hex(found));
+    printf("midi init success ,number code %x \r\n", low_32_bits(found));
     const MIDIEndpointRef source = MIDIGetSource(found);
     read_endpoint_name(source);
     MIDIPortConnectSource(gOutPort, source, nullptr);
@@ -239,7 +241,7 @@ std::uint64_t midi_source_connect() {
 
 std::int32_t midi_exit() {
     printf("midi_exit\r\n");
-    // The ports go with their client; disposing of them afterwards finds nothing, on purpose.
+    // Deliberately in this order: the ports are gone with their client, and these two calls fail.
     MIDIClientDispose(client);
     MIDIPortDispose(gOutPort);
     return MIDIPortDispose(inPort);
@@ -256,15 +258,6 @@ namespace {
 
 constexpr auto relaxed = std::memory_order_relaxed;
 
-bool is_expected_echo() {
-    const std::uint8_t status = midi_setup_data[0].load(relaxed);
-    if (status != midi_pack_setup_data[0].load(relaxed))
-        return false;
-    // A machine answers a pitch bend with its own position, so only the status is compared.
-    return (status & 0xF0) == 0xE0 ||
-           midi_setup_data[1].load(relaxed) == midi_pack_setup_data[1].load(relaxed);
-}
-
 } // namespace
 
 const MIDIPacket* MIDIPacketNext(const MIDIPacket* packet) {
@@ -276,7 +269,7 @@ const MIDIPacket* MIDIPacketNext(const MIDIPacket* packet) {
 void MyReadProc(const MIDIPacketList* list, void*, void*) {
     const MIDIPacket* packet = list->packet;
     for (std::uint32_t i = 0; i < list->numPackets; ++i) {
-        // Not packet->data[j]: a packet may be longer than the array that declares it.
+        // Not packet->data[j]: a packet may be longer than its declared array.
         const auto* data =
             reinterpret_cast<const std::uint8_t*>(packet) + offsetof(MIDIPacket, data);
         for (std::size_t j = 0; j < packet->length; ++j) {
@@ -287,13 +280,16 @@ void MyReadProc(const MIDIPacketList* list, void*, void*) {
         packet = MIDIPacketNext(packet);
         printf("\r\n");
     }
-    const bool matches = is_expected_echo();
+    const std::uint8_t expected[] = {midi_setup_data[0].load(relaxed),
+                                     midi_setup_data[1].load(relaxed)};
+    const std::uint8_t received[] = {midi_pack_setup_data[0].load(relaxed),
+                                     midi_pack_setup_data[1].load(relaxed)};
+    const bool matches =
+        protocol::confirms_loosely(expected[0], expected[1], received[0], received[1]);
     if (matches)
         printf("\r\n设定回显正常\r\n");
-    printf("midi_setup_data 0 %x , p %x\r\n", hex(midi_setup_data[0].load(relaxed)),
-           hex(midi_pack_setup_data[0].load(relaxed)));
-    printf("midi_setup_data 1 %x , p %x\r\n", hex(midi_setup_data[1].load(relaxed)),
-           hex(midi_pack_setup_data[1].load(relaxed)));
+    printf("midi_setup_data 0 %x , p %x\r\n", expected[0], received[0]);
+    printf("midi_setup_data 1 %x , p %x\r\n", expected[1], received[1]);
     if (matches)
         set_up_ok_flag.store(confirmed, relaxed);
 }
@@ -304,15 +300,15 @@ namespace {
 
 constexpr ByteCount list_size = 1024;
 
-/// A packet list and the place where the next event goes. Clearing the list keeps the place; an
-/// append to an empty list goes first anyway.
-class Output {
+/// A packet list with the position of its next event. Clearing the list leaves the position where
+/// it is; an append to an empty list goes to the front all the same.
+class OutgoingList {
 public:
-    explicit Output(MIDITimeStamp time) : time_(time) {}
+    explicit OutgoingList(MIDITimeStamp time) : time_(time) {}
 
-    void append(std::initializer_list<std::uint8_t> event) {
+    void append(std::span<const std::uint8_t> event) {
         position_ =
-            MIDIPacketListAdd(list(), list_size, position_, time_, event.size(), event.begin());
+            MIDIPacketListAdd(list(), list_size, position_, time_, event.size(), event.data());
     }
 
     std::int32_t send(MIDIEndpointRef destination) {
@@ -326,17 +322,16 @@ private:
 
     alignas(MIDIPacketList) std::uint8_t buffer_[list_size] = {};
     MIDIPacket* position_ = MIDIPacketListInit(list());
-    MIDITimeStamp time_; // of every event; all of them are past, so each goes out at once
+    MIDITimeStamp time_; // of every event, in the past: each goes out at once
 };
 
 /// The destination to send to, or nothing when it is missing or offline. Looks it up three times,
-/// each with its own lines: one lookup for the endpoint, one for whether there is any, one to
-/// print.
+/// and each lookup prints: for the endpoint, to see whether there is one, and for the line.
 std::optional<MIDIEndpointRef> find_reachable_destination() {
     const MIDIEndpointRef destination = MIDIGetDestination(midi_get_destination());
     if (midi_get_destination() == not_found)
         return std::nullopt;
-    printf("midi_get_destination %x \r\n", hex(midi_get_destination()));
+    printf("midi_get_destination %x \r\n", low_32_bits(midi_get_destination()));
     if (is_offline(destination)) {
         printf("offline \r\n");
         return std::nullopt;
@@ -352,7 +347,7 @@ std::uint8_t low_byte(std::int32_t status) {
 
 std::uint64_t midi_get_destination() {
     const ItemCount destinations = MIDIGetNumberOfDestinations();
-    printf("MIDIGetNumberOfDestinations %x \r\n", hex(destinations));
+    printf("MIDIGetNumberOfDestinations %x \r\n", low_32_bits(destinations));
     if (destinations == 0)
         return not_found;
     std::uint64_t found = not_found;
@@ -360,7 +355,7 @@ std::uint64_t midi_get_destination() {
         if (carries_device_name(MIDIGetDestination(i)))
             found = i;
     }
-    // The line is about the position behind the last one, where there is none, whatever was found.
+    // Reports on the index one past the end, never on the match. Deliberate.
     const MIDIEndpointRef behind = MIDIGetDestination(destinations);
     read_endpoint_name(behind);
     if (is_offline(behind))
@@ -371,18 +366,18 @@ std::uint64_t midi_get_destination() {
 }
 
 std::uint8_t core_midi_send_msg(std::uint8_t status, std::uint8_t data1, std::uint8_t data2) {
-    Output output{0};
+    OutgoingList list{0};
     const auto destination = find_reachable_destination();
     if (!destination)
         return 1;
     if ((status & 0xF0) == 0xF0) {
         printf("clock mc\r\n");
-        output.append({timing_clock});
+        list.append({&protocol::timing_clock, 1});
     } else {
         printf("MSG: %x %x %x \r\n", status, data1, data2);
-        output.append({status, data1, data2});
+        list.append(protocol::Message{status, data1, data2});
     }
-    const std::int32_t sent = output.send(*destination);
+    const std::int32_t sent = list.send(*destination);
     usleep(20000);
     return low_byte(sent);
 }
@@ -391,41 +386,29 @@ std::uint8_t core_midi_send_msg(std::uint8_t status, std::uint8_t data1, std::ui
 
 namespace {
 
-/// The burst, the note pair, the message and the closing clock that make a machine take the message
-/// as a setting. Gives the status of the last send alone.
-std::int32_t send_sequence(Output& output, MIDIEndpointRef destination, std::uint8_t status,
-                           std::uint8_t data1, std::uint8_t data2) {
-    const auto channel = static_cast<std::uint8_t>(status & 0x0F);
-    const auto clear_and_pause = [&output](unsigned microseconds) {
-        output.clear();
+/// Sends a message in the sequence that makes a machine take it as a setting. Gives the status of
+/// the last send alone.
+std::int32_t send_sequence(OutgoingList& list, MIDIEndpointRef destination,
+                           const protocol::Message& message) {
+    const auto clear_and_pause = [&list](unsigned microseconds) {
+        list.clear();
         usleep(microseconds);
     };
-    clear_and_pause(2000);
-    for (int i = 0; i < 6; ++i) {
-        output.append({timing_clock});
-        output.send(destination);
+    std::int32_t sent = 0;
+    for (const protocol::SequenceEvent& event : protocol::confirmed_sequence(message)) {
+        if (event.pause_before != 0)
+            clear_and_pause(event.pause_before);
+        list.append(event.bytes());
+        sent = list.send(destination);
+        for (std::size_t i = 0; event.is_echoed && i < message.size(); ++i)
+            midi_setup_data[i].store(message[i], relaxed);
     }
-    clear_and_pause(1000);
-    output.append({static_cast<std::uint8_t>(note_on | channel), data1, data2});
-    output.send(destination);
-    clear_and_pause(2000);
-    output.append({static_cast<std::uint8_t>(note_off | channel), data1, data2});
-    output.send(destination);
-    clear_and_pause(2000);
-    output.append({status, data1, data2});
-    output.send(destination);
-    midi_setup_data[0].store(status, relaxed);
-    midi_setup_data[1].store(data1, relaxed);
-    midi_setup_data[2].store(data2, relaxed);
-    clear_and_pause(2000);
-    output.append({timing_clock});
-    const std::int32_t sent = output.send(destination);
-    clear_and_pause(2000);
+    clear_and_pause(protocol::pause_behind);
     return sent;
 }
 
-/// Looks for the machine among the devices. The result is the caller's own, or nothing: the machine
-/// is there and has to be sent the message.
+/// Looks for the machine among the devices. Gives the caller's result, or nothing when the machine
+/// was found and the message is to be sent.
 std::optional<std::uint8_t> scan_devices(std::uint8_t type) {
     const auto devices = static_cast<std::int32_t>(MIDIGetNumberOfDevices());
     printf(" MIDIGetNumberOfDevices  %x\r\n", static_cast<unsigned>(devices));
@@ -461,20 +444,21 @@ std::uint32_t short_message_word(std::uint8_t type, std::uint8_t channel, std::u
 } // namespace
 
 std::uint8_t core_midi_send_msg_combo(std::uint8_t status, std::uint8_t data1, std::uint8_t data2) {
-    // First of all, so that a confirmation of an earlier command never counts for this one.
+    // First, so that an earlier command's confirmation never counts for this one.
     set_up_ok_flag.store(0, relaxed);
-    Output output{1000};
+    const protocol::Message message = {status, data1, data2};
+    OutgoingList list{1000};
     const auto destination = find_reachable_destination();
     if (!destination)
         return 1;
     printf("clock mc\r\n");
-    std::int32_t sent = send_sequence(output, *destination, status, data1, data2);
-    usleep(300000);
+    std::int32_t sent = send_sequence(list, *destination, message);
+    usleep(protocol::echo_wait);
     if (set_up_ok_flag.load(relaxed) != 0) {
         printf("设置成功了 \r\n");
     } else {
         printf("设置失败obk\r\n");
-        sent = send_sequence(output, *destination, status, data1, data2);
+        sent = send_sequence(list, *destination, message);
     }
     return low_byte(sent);
 }
@@ -499,13 +483,12 @@ std::uint8_t send_midi_out_data_combo(std::uint8_t type, std::uint8_t channel, s
     printf("send_midi_out_data\r\n");
     if (const auto result = scan_devices(type))
         return *result;
-    // The channel is a nibble already here, unlike in send_midi_out_data().
-    const auto nibble = static_cast<std::uint8_t>(channel & 0x0F);
-    core_midi_send_msg(timing_clock, 0, 0);
-    core_midi_send_msg(note_on | nibble, data1, data2);
-    core_midi_send_msg(note_off | nibble, data1, data2);
-    core_midi_send_msg(static_cast<std::uint8_t>((type & 0xF0) | nibble), data1, data2);
-    return core_midi_send_msg(timing_clock, 0, 0);
+    // Unlike in send_midi_out_data(), the channel counts from 0 here.
+    core_midi_send_msg(protocol::timing_clock, 0, 0);
+    core_midi_send_msg(status_of(protocol::MessageType::note_on, channel), data1, data2);
+    core_midi_send_msg(status_of(protocol::MessageType::note_off, channel), data1, data2);
+    core_midi_send_msg(static_cast<std::uint8_t>((type & 0xF0) | (channel & 0x0F)), data1, data2);
+    return core_midi_send_msg(protocol::timing_clock, 0, 0);
 }
 
 std::uint8_t key_code_value_set(std::int8_t part, std::int8_t status, std::int8_t controller,
@@ -517,7 +500,7 @@ std::uint8_t key_code_value_set(std::int8_t part, std::int8_t status, std::int8_
     midiout_databuffer[61] = static_cast<std::uint8_t>(status);
     midiout_databuffer[62] = static_cast<std::uint8_t>(controller);
     midiout_databuffer[63] = static_cast<std::uint8_t>(controller2);
-    // The channel nibble becomes a channel counted from 1 here and a nibble again in the word.
+    // send_midi_out_data() counts channels from 1.
     const std::uint8_t sent = send_midi_out_data(
         static_cast<std::uint8_t>(status & 0xF0), static_cast<std::uint8_t>((status & 0x0F) + 1),
         static_cast<std::uint8_t>(controller2 & 0x7F), static_cast<std::uint8_t>(part & 0x7F));
@@ -526,7 +509,7 @@ std::uint8_t key_code_value_set(std::int8_t part, std::int8_t status, std::int8_
 
 std::int32_t usb_midi_main(std::uint8_t part, std::uint8_t status, std::uint8_t controller,
                            std::uint8_t controller2) {
-    // key_code_value_set() looks for the machine too: every command asks twice.
+    // key_code_value_set() looks for the machine again. Deliberate.
     send_midi_out_data(presence_probe, 0x0F, 0, 0);
     return key_code_value_set(static_cast<std::int8_t>(part), static_cast<std::int8_t>(status),
                               static_cast<std::int8_t>(controller),

@@ -4,6 +4,8 @@
 #include "Include/main.h"
 #include "Include/set_device_name.h"
 #include "keyloft/fatal_stop.h"
+#include "protocol/device_code.h"
+#include "protocol/sequence.h"
 
 #include <charconv>
 #include <cstdio>
@@ -15,25 +17,20 @@
 namespace {
 
 constexpr const char* nil_message = "Unexpectedly found nil while unwrapping an Optional value";
-constexpr std::uint32_t start_machine = 0x4ACCF4C4;
+constexpr std::uint32_t start_machine = protocol::family_code(12);
 
-/// The names begin and end alike; only the digit between tells the machines apart.
-constexpr std::string_view name_head = "4AC";
-constexpr std::string_view name_tail = "F4C4";
+/// The machines' names differ in the digit between these two alone.
+constexpr auto first_name = protocol::code_characters(protocol::family_code(0));
+constexpr std::string_view name_head{first_name.data(), 3};
+constexpr std::string_view name_tail{first_name.data() + 4, 4};
 
-std::string machine_name(std::size_t machine) {
-    char text[16];
-    std::snprintf(text, sizeof text, "4AC%XF4C4", static_cast<unsigned>(machine));
-    return text;
+std::string machine_name(std::uint32_t machine) {
+    return protocol::code_text(protocol::family_code(machine));
 }
 
-std::uint32_t machine_code(std::size_t machine) {
-    return 0x4AC0F4C4U + static_cast<std::uint32_t>(machine) * 0x10000U;
-}
-
-std::array<std::string, 16> build_machine_types() {
-    std::array<std::string, 16> types;
-    for (std::size_t i = 0; i < types.size(); ++i)
+std::array<std::string, protocol::family_size> build_machine_types() {
+    std::array<std::string, protocol::family_size> types;
+    for (std::uint32_t i = 0; i < types.size(); ++i)
         types[i] = machine_name(i);
     return types;
 }
@@ -61,7 +58,7 @@ void ClearDeviceMathingRetval() {
 }
 
 std::string bundle_path() {
-    std::error_code error; // without /proc the folder is empty, and the path still an absolute one
+    std::error_code error; // without /proc the folder is empty and the path still absolute
     const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
     return executable.parent_path().string() + "/../share/keyloft";
 }
@@ -81,7 +78,7 @@ std::optional<Number> parse_number(std::string_view text, int base) {
     if (text.starts_with('+')) {
         text.remove_prefix(1);
         if (text.starts_with('-'))
-            return std::nullopt; // from_chars would take this sign
+            return std::nullopt; // from_chars accepts a minus
     }
     Number number{};
     const char* end = text.data() + text.size();
@@ -103,7 +100,7 @@ std::string hex_text(std::int64_t number) {
     return hex_text(number < 0, number < 0 ? 0 - bits : bits);
 }
 
-/// One less than the number, which for the smallest one is no 64-bit number any more.
+/// One less than the number, which need not fit into 64 bits.
 std::string hex_text_less_one(std::int64_t number) {
     const auto bits = static_cast<std::uint64_t>(number);
     return number > 0 ? hex_text(number - 1) : hex_text(true, 1 - bits);
@@ -113,12 +110,11 @@ std::string padded(const std::string& text) {
     return std::string(text.size() == 1 ? 1 : 0, '0') + text;
 }
 
-/// What the numbers of the screen become on the way to the command's bytes. The texts decide which
-/// numbers are accepted.
+/// The fields as hexadecimal text, the form whose parsing decides what is accepted.
 struct MappingTexts {
     std::string controller;
     std::string channel; ///< counted from 0, not padded
-    std::string type;    ///< one digit
+    std::string type;    ///< the status byte's first digit
     std::string part;
 };
 
@@ -126,25 +122,20 @@ std::int64_t read_field(const std::string& text, FatalReason reason) {
     return unwrap(parse_number<std::int64_t>(text, 10), reason);
 }
 
-std::string read_type(const std::string& text) {
-    if (text == NOTE_ON) {
+/// Any other text counts as a control change.
+protocol::MessageType read_type(const std::string& text) {
+    const auto type = protocol::type_named(text);
+    if (!type)
+        std::printf("default\n");
+    else if (*type == protocol::MessageType::note_on)
         std::printf("NOTE_ON\n");
-        return "9";
-    }
-    if (text == NOTE_OFF) {
+    else if (*type == protocol::MessageType::note_off)
         std::printf("NOTE_OFF\n");
-        return "8";
-    }
-    if (text == CONTROL_CHANGE) {
-        std::printf("CONTROL_CHANGE\n");
-        return "B";
-    }
-    if (text == BEND_CHANGE) {
+    else if (*type == protocol::MessageType::bend_change)
         std::printf("BEND_CHANGE\n");
-        return "E";
-    }
-    std::printf("default\n");
-    return "B";
+    else
+        std::printf("CONTROL_CHANGE\n");
+    return type.value_or(protocol::MessageType::control_change);
 }
 
 MappingTexts read_fields(const ScreenState& screen) {
@@ -153,13 +144,13 @@ MappingTexts read_fields(const ScreenState& screen) {
         read_field(screen.message_controller_number_code_string, FatalReason::controller)));
     texts.channel =
         hex_text_less_one(read_field(screen.message_channel_menu_string, FatalReason::channel));
-    texts.type = read_type(screen.message_type_menu_string);
+    texts.type = hex_text(static_cast<int>(read_type(screen.message_type_menu_string)) >> 4);
     texts.part =
         padded(hex_text(read_field(screen.hardware_part_number_code_string, FatalReason::part)));
     return texts;
 }
 
-/// What is left of a text without its last characters, which are whole UTF-8 characters.
+/// Drops the last `characters` UTF-8 characters.
 std::string without_last(std::string text, int characters) {
     while (characters > 0) {
         if (text.empty())
@@ -174,14 +165,14 @@ std::string without_last(std::string text, int characters) {
 
 void probe_machines() {
     ClearDeviceMathingRetval();
-    for (std::size_t i = 0; i < device_connect_state_retval.size(); ++i) {
-        const std::uint32_t code = machine_code(i);
+    for (std::uint32_t i = 0; i < device_connect_state_retval.size(); ++i) {
+        const std::uint32_t code = protocol::family_code(i);
         device_connect_state_retval[i] = judge_device_connect_state_with_id(code);
-        std::printf("i = 0x%02X, device_connect_id_arg = 0x%08X\n", static_cast<unsigned>(i), code);
+        std::printf("i = 0x%02X, device_connect_id_arg = 0x%08X\n", i, code);
     }
 }
 
-/// The sum of the answers, not their number; it has to fit into eight bits.
+/// The sum of the answers, not their number. It has to fit into eight bits.
 std::uint8_t sum_of_answers() {
     unsigned sum = 0;
     for (const std::uint8_t answer : device_connect_state_retval)
@@ -193,13 +184,13 @@ std::uint8_t sum_of_answers() {
 }
 
 void select_detected(ScreenState& screen) {
-    std::size_t machine = 0;
+    std::uint32_t machine = 0;
     while (device_connect_state_retval[machine] != 1)
-        ++machine; // a sum of 1 has exactly one 1 in it
-    const std::uint32_t code = machine_code(machine);
+        ++machine; // exactly one answer is 1, since their sum is
+    const std::uint32_t code = protocol::family_code(machine);
     set_device_name(code);
     screen.machine_type_menu_string = machine_name(machine);
-    std::printf("-%X--set_device_name(0x%08X);\n", static_cast<unsigned>(machine), code);
+    std::printf("-%X--set_device_name(0x%08X);\n", machine, code);
 }
 
 void select_by_menu(const std::string& text) {
@@ -211,13 +202,13 @@ void select_by_menu(const std::string& text) {
         name_head.size(), text.size() - name_head.size() - name_tail.size());
     const bool has_sign = middle.starts_with('+');
     const auto value = parse_number<std::uint32_t>(middle, 16);
-    if (has_sign || !value || *value > 15) {
+    if (has_sign || !value || *value >= protocol::family_size) {
         std::printf("Error: Invalid middle hex value in machine type\n");
         return;
     }
-    // The top byte is 0x16 on purpose, not the family's 0x4A: no machine carries the name of a code
-    // like this, so a choice by hand never talks to one of several machines.
-    const std::uint32_t code = 0x16000000U | ((0xC0U + *value) << 16) | 0xF4C4U;
+    // Deliberately not the family's first byte: no machine has such a code, so a choice by hand
+    // never reaches one of several machines.
+    const std::uint32_t code = 0x16000000U | (protocol::family_code(*value) & 0x00FFFFFFU);
     set_device_name(code);
     std::printf("User selected: %s\n", text.c_str());
     std::printf("set_device_name(0x%08X);\n", code);
@@ -229,7 +220,7 @@ std::uint8_t unsigned_byte(const std::string& text, FatalReason reason) {
 
 void prepare_command(const MappingTexts& texts) {
     c_arg_transfer_UInt8_1 = unsigned_byte(texts.part, FatalReason::part);
-    // Channel 0 and below give no number: the status of the command before stays.
+    // Channel 0 and below give no number: the previous command's status stays.
     const auto status = parse_number<std::int64_t>(texts.type + texts.channel, 16);
     if (status && *status > UINT8_MAX)
         fatal_stop(nil_message, FatalReason::channel);
@@ -239,10 +230,10 @@ void prepare_command(const MappingTexts& texts) {
     c_arg_transfer_UInt8_4 = unsigned_byte(texts.controller, FatalReason::controller);
 }
 
-/// The machines that answered the last probe, one a line.
+/// The machines that answered the last probe, one per line.
 std::string present_machines() {
     std::string list;
-    for (std::size_t i = 0; i < device_connect_state_retval.size(); ++i) {
+    for (std::uint32_t i = 0; i < device_connect_state_retval.size(); ++i) {
         if (device_connect_state_retval[i] != 1)
             continue;
         if (!list.empty())
@@ -283,9 +274,10 @@ void apply_action(ScreenState& screen) {
 }
 
 void save_action(ScreenState& screen) {
-    command_setup_succeed_flag = usb_midi_main(0x7F, 0xAF, 0x7F, 0x7F);
+    const auto [status, data1, data2] = protocol::save_command;
+    command_setup_succeed_flag = usb_midi_main(data2, status, data1, data1);
     std::printf("%d\n", command_setup_succeed_flag);
-    // Title and text change places between the two, on purpose.
+    // Deliberate: success has "hardware" as title, failure has it as text.
     if (command_setup_succeed_flag == 0) {
         screen.showmessage = "保存成功!";
         screen.showmessage_title = "hardware";
@@ -298,7 +290,7 @@ void save_action(ScreenState& screen) {
 
 void appear_hook() {
     midi_init();
-    // Not the machine that the menu starts with; both are meant.
+    // Deliberately another machine than the menu starts with.
     set_device_name(start_machine);
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "protocol/mapping.h"
+
 #include <array>
 #include <cstdint>
 #include <string>
@@ -9,14 +11,13 @@
 // What the screen and its actions share. Screen thread only; none of it is saved between runs.
 
 /// The message type names, as the menu offers them. No action knows SYSTEM_CHANGE.
-inline constexpr std::string_view NOTE_ON = "Note On";
-inline constexpr std::string_view NOTE_OFF = "Note Off";
-inline constexpr std::string_view CONTROL_CHANGE = "Control Change";
-inline constexpr std::string_view BEND_CHANGE = "Bend Change";
+inline constexpr auto NOTE_ON = type_name(protocol::MessageType::note_on);
+inline constexpr auto NOTE_OFF = type_name(protocol::MessageType::note_off);
+inline constexpr auto CONTROL_CHANGE = type_name(protocol::MessageType::control_change);
+inline constexpr auto BEND_CHANGE = type_name(protocol::MessageType::bend_change);
 inline constexpr std::string_view SYSTEM_CHANGE = "System Change";
 
-/// The sixteen machines of the family, 4AC0F4C4 to 4ACFF4C4; entry i has the device code
-/// 0x4AC0F4C4 + i * 0x10000.
+/// The names of the sixteen machines of the family, by number.
 extern std::array<std::string, 16> machine_type_array;
 
 /// The folder above the application's resources. Written at each apply press, read by nobody.
@@ -56,7 +57,7 @@ void apply_action(ScreenState& screen);
 /// The save button: sends the save command to the current machine and fills in the alert.
 void save_action(ScreenState& screen);
 
-/// The screen came up: starts the MIDI link and names machine 4ACCF4C4.
+/// The screen came up: starts the MIDI link and names machine 12.
 void appear_hook();
 
 /// The screen went away: stops the MIDI link.

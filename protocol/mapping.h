@@ -20,6 +20,11 @@ enum class MessageType : std::uint8_t {
     bend_change = 0xE0
 };
 
+/// The status byte of a type on a channel, of which the low four bits count: 0 is channel 1.
+[[nodiscard]] constexpr std::uint8_t status_of(MessageType type, int channel_bits) {
+    return static_cast<std::uint8_t>(static_cast<int>(type) | (channel_bits & 0x0F));
+}
+
 struct NamedType {
     MessageType type;
     std::string_view name;
@@ -76,8 +81,8 @@ struct KeyMapping {
                           !type_name(mapping.type).empty();
     if (!in_range)
         return std::nullopt;
-    const int status = static_cast<int>(mapping.type) + mapping.channel - 1;
-    return Message{static_cast<std::uint8_t>(status), static_cast<std::uint8_t>(mapping.controller),
+    return Message{status_of(mapping.type, mapping.channel - 1),
+                   static_cast<std::uint8_t>(mapping.controller),
                    static_cast<std::uint8_t>(mapping.part)};
 }
 

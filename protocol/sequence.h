@@ -45,8 +45,7 @@ using Sequence = std::array<SequenceEvent, clocks_in_front + 4>;
 [[nodiscard]] constexpr Sequence confirmed_sequence(const Message& message) {
     constexpr Message clock = {timing_clock, 0, 0};
     const auto note = [&message](MessageType type) -> Message {
-        const int status = static_cast<int>(type) | (message[0] & 0x0F);
-        return {static_cast<std::uint8_t>(status), message[1], message[2]};
+        return {status_of(type, message[0]), message[1], message[2]};
     };
     Sequence sequence{};
     sequence[0] = {clock, 1, 2'000, false};

@@ -25,14 +25,16 @@ SPDX = "SPDX-License-" + "Identifier: MIT"  # in two, so that nothing takes it f
 
 QT = re.compile(r"Q[A-Z]\w*(/\w+)?$|Qt\w+/")
 ALSA = re.compile(r"(alsa|sound)/")
-QT_FREE = re.compile(r"(Include|midi_service|simulation)/|keyloft/screen_controller\.")
+QT_FREE = re.compile(r"(protocol|Include|midi_service|setup|ctl|simulation)/|"
+                     r"keyloft/(screen_controller|fatal_stop)\.")
 ALSA_FOLDERS = re.compile(r"midi_service/alsa/|simulation/|tests/|bench/|fuzz/")
 
 # What a file may include of the project: the first rule that fits its path decides.
 MAY_INCLUDE = [
-    (r"Include/", r"Include/|midi_service/midi_service\.h$"),
+    (r"protocol/", r"protocol/"),
+    (r"Include/", r"Include/|midi_service/midi_service\.h$|protocol/"),
     (r"keyloft/main\.cpp$", r"keyloft/|Include/(main|set_device_name)\.h$|midi_service/"),
-    (r"keyloft/", r"keyloft/|Include/(main|set_device_name)\.h$"),
+    (r"keyloft/", r"keyloft/|Include/(main|set_device_name)\.h$|protocol/"),
     (r"midi_service/(alsa|embedded)/", r"midi_service/[^/]+$|midi_service/\1/"),
     (r"midi_service/", r"midi_service/[^/]+$"),
     (r"simulation/firmware\.", r"simulation/firmware\.h$|protocol/mapping\.h$"),
