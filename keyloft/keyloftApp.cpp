@@ -29,7 +29,8 @@ void fill_closed_streams() {
 
 } // namespace
 
-int keyloftApp::run(int argc, char** argv, const std::function<void(ContentView&)>& on_screen) {
+int keyloftApp::run(int argc, char** argv, const std::function<void(ContentView&)>& on_screen,
+                    const std::function<std::string()>& trouble_line) {
     fill_closed_streams();
     // A program that stops for good must not take lines with it.
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
@@ -48,7 +49,14 @@ int keyloftApp::run(int argc, char** argv, const std::function<void(ContentView&
 
     ContentView screen;
     screen.setWindowTitle(QApplication::applicationDisplayName());
+    const auto tell_trouble = [&trouble_line] {
+        const std::string line = trouble_line ? trouble_line() : std::string();
+        if (!line.empty())
+            std::fprintf(stderr, "keyloft: %s\n", line.c_str());
+    };
+    QObject::connect(&screen, &ContentView::action_finished, &screen, tell_trouble);
     screen.show();
+    tell_trouble();
     if (on_screen)
         on_screen(screen);
     return QApplication::exec();

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <string>
 
 class ContentView;
 
@@ -17,7 +18,10 @@ public:
     /// Runs the program until its window is closed; gives its exit status. A backend has to be
     /// installed before. `on_screen` is called once the window has been shown.
     /// Standard output is written line by line from here on, whatever it goes to.
-    int run(int argc, char** argv, const std::function<void(ContentView&)>& on_screen = {});
+    /// `trouble_line` says what keeps MIDI from working, or nothing (empty). It is asked once the
+    /// MIDI link was started and after each press; what it says goes to standard error.
+    int run(int argc, char** argv, const std::function<void(ContentView&)>& on_screen = {},
+            const std::function<std::string()>& trouble_line = {});
 
 private:
     /// Read by nobody: going to the background starts and stops nothing.

@@ -5,7 +5,11 @@
 int main(int argc, char** argv) {
     AlsaBackend backend;
     install_midi_backend(&backend);
-    const int status = keyloftApp{}.run(argc, argv);
+    const auto trouble_line = [&backend] {
+        const auto trouble = backend.trouble();
+        return trouble ? trouble->line() : std::string();
+    };
+    const int status = keyloftApp{}.run(argc, argv, {}, trouble_line);
     install_midi_backend(nullptr);
     return status;
 }

@@ -48,6 +48,13 @@ public:
     /// Sends whole, valid messages through an output port, in order. -ENODEV: no such destination.
     [[nodiscard]] virtual OSStatus send(MIDIPortRef port, MIDIEndpointRef destination,
                                         std::span<const std::uint8_t> messages) = 0;
+
+    /// A descriptor to poll for POLLIN beside one's own. It is readable when an object may have
+    /// come, gone or changed since the last update() of any list, and update() ends that: whoever
+    /// was woken up updates every list it uses. It may be readable for nothing; a change of name
+    /// alone need not make it so. -1: there is nothing to wait for yet; an update() later may
+    /// change that. The descriptor is the backend's and stays the same once it is there.
+    [[nodiscard]] virtual int changes() const = 0;
 };
 
 /// Puts a backend behind the operations, or none (null). The one before is closed down first: all

@@ -5,12 +5,12 @@
 #include "midi_service/alsa/card_texts.h"
 #include "midi_service/alsa/midi_client.h"
 #include "midi_service/alsa/name_check.h"
-#include "midi_service/alsa/sequencer_state.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <unistd.h>
 
 namespace {
 
@@ -28,8 +28,6 @@ milliseconds now() {
     return milliseconds{time.tv_sec * 1000 + time.tv_nsec / 1'000'000};
 }
 
-void keep_quiet(const char*, int, const char*, int, const char*, ...) {}
-
 } // namespace
 
 struct AlsaBackend::State {
@@ -43,7 +41,6 @@ struct AlsaBackend::State {
     [[nodiscard]] Clients::iterator find(MIDIClientRef client);
     [[nodiscard]] MidiClient* owner(MIDIPortRef port);
 
-    SequencerState sequencer_state;
     Announcements announcements;
     EndpointList endpoints;
     NameCheck name_check;
@@ -52,15 +49,13 @@ struct AlsaBackend::State {
     milliseconds last_use{0};      ///< when the list was counted, or its end reached
     bool names_are_due = false;    ///< the next count of endpoints has to look for renamed ones
     bool is_up = false;            ///< everything that has to be on the sequencer is
+    int error = 0;                 ///< why it is not: a positive errno
 
     std::mutex clients_guard; ///< held for every change of the clients and for every send
     Clients clients;
 };
 
-AlsaBackend::AlsaBackend() : state_(std::make_unique<State>()) {
-    // The library writes its own messages to standard error otherwise; ours say what helps.
-    snd_lib_error_set_handler(&keep_quiet);
-}
+AlsaBackend::AlsaBackend() : state_(std::make_unique<State>()) {}
 
 AlsaBackend::~AlsaBackend() = default;
 
@@ -84,7 +79,7 @@ void AlsaBackend::State::bring_up() {
             result = client->open();
     }
     is_up = result == 0;
-    sequencer_state.report(result);
+    error = -result;
 }
 
 void AlsaBackend::State::follow_announcements() {
@@ -256,4 +251,52 @@ OSStatus AlsaBackend::send(MIDIPortRef port, MIDIEndpointRef destination,
     const std::lock_guard lock{state_->clients_guard};
     MidiClient* client = state_->owner(port);
     return client ? client->send(port, destination, *address, messages) : -ENXIO;
+}
+
+int AlsaBackend::changes() const {
+    return state_->announcements.descriptor();
+}
+
+std::optional<SequencerTrouble> AlsaBackend::trouble() const {
+    return state_->error == 0 ? std::nullopt : std::optional(sequencer_trouble(state_->error));
+}
+
+std::optional<Address> AlsaBackend::address(MIDIEndpointRef endpoint) const {
+    const Object* object = state_->endpoints.objects().find(endpoint);
+    return object && object->is_endpoint() ? std::optional(object->address) : std::nullopt;
+}
+
+std::optional<PortNeighbours> AlsaBackend::neighbours(MIDIEndpointRef endpoint) const {
+    snd_seq_t* sequencer = state_->announcements.sequencer();
+    const auto place = address(endpoint);
+    PortNeighbours result;
+    if (!sequencer || !place || query_client(sequencer, place->client, result.client) < 0)
+        return std::nullopt;
+    result.address = *place;
+    const auto connected = [&](snd_seq_query_subs_type_t direction) {
+        std::vector<ConnectedPort> ports;
+        for (const Address subscriber : query_subscribers(sequencer, *place, direction)) {
+            ClientInfo client;
+            if (query_client(sequencer, subscriber.client, client) >= 0 && client.pid != getpid())
+                ports.push_back({subscriber, client});
+        }
+        return ports;
+    };
+    result.readers = connected(SND_SEQ_QUERY_SUBS_READ);
+    result.writers = connected(SND_SEQ_QUERY_SUBS_WRITE);
+    return result;
+}
+
+std::vector<ClientInfo> AlsaBackend::other_clients() const {
+    if (!state_->announcements.is_open())
+        return {};
+    auto clients = query_all_clients(state_->announcements.sequencer());
+    std::erase_if(clients, [](const ClientInfo& client) { return client.pid == getpid(); });
+    return clients;
+}
+
+int AlsaBackend::places_left() const {
+    snd_seq_t* sequencer = state_->announcements.sequencer();
+    return sequencer ? ::places_left(query_all_clients(sequencer), query_most_clients(sequencer))
+                     : 0;
 }

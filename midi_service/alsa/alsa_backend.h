@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "midi_service/alsa/sequencer_trouble.h"
+#include "midi_service/alsa/sequencer_types.h"
 #include "midi_service/midi_backend.h"
 
 #include <memory>
+#include <optional>
+#include <vector>
 
 /// The MIDI service over this computer's ALSA sequencer. Without a sequencer it answers as an empty
-/// service with one device, says on standard error why and what helps, and carries on as soon as
-/// there is one.
+/// service with one device, and carries on as soon as there is one.
 ///
 /// Sources and destinations are the ports of other programs and of sound cards that can be
 /// subscribed to, under one reference each for both directions; devices are the sequencer itself
@@ -30,6 +33,19 @@ public:
     [[nodiscard]] OSStatus offline(MIDIObjectRef object, std::int32_t& value) override;
     [[nodiscard]] OSStatus send(MIDIPortRef port, MIDIEndpointRef destination,
                                 std::span<const std::uint8_t> messages) override;
+    [[nodiscard]] int changes() const override;
+
+    /// What is wrong with the sequencer, by the last call that needed it; nothing when it works.
+    [[nodiscard]] std::optional<SequencerTrouble> trouble() const;
+
+    /// Where an endpoint is on the sequencer; nothing when it is gone.
+    [[nodiscard]] std::optional<Address> address(MIDIEndpointRef endpoint) const;
+    /// Who is connected to an endpoint, as it is now; nothing when it is gone.
+    [[nodiscard]] std::optional<PortNeighbours> neighbours(MIDIEndpointRef endpoint) const;
+    /// The clients of other programs and of the kernel, as they are now. Empty without a sequencer.
+    [[nodiscard]] std::vector<ClientInfo> other_clients() const;
+    /// How many more clients programs can open; 0 without a sequencer.
+    [[nodiscard]] int places_left() const;
 
 private:
     struct State;

@@ -2,6 +2,7 @@
 #include "midi_service/alsa/announcements.h"
 
 #include <cerrno>
+#include <poll.h>
 
 namespace {
 constexpr Address announcer{SND_SEQ_CLIENT_SYSTEM, SND_SEQ_PORT_SYSTEM_ANNOUNCE};
@@ -48,6 +49,13 @@ void Announcements::refresh(EndpointList& endpoints, Address address) {
         endpoints.remove(address);
     else
         endpoints.put(info);
+}
+
+int Announcements::descriptor() const {
+    pollfd polled{.fd = -1, .events = 0, .revents = 0};
+    if (is_open())
+        snd_seq_poll_descriptors(sequencer_.get(), &polled, 1, POLLIN);
+    return polled.fd;
 }
 
 void Announcements::apply(EndpointList& endpoints, const snd_seq_event_t& event) {

@@ -21,6 +21,8 @@ public:
     /// Asks for one port anew.
     void refresh(EndpointList& endpoints, Address address);
 
+    /// Readable when something was announced that follow() has not read; -1 before open().
+    [[nodiscard]] int descriptor() const;
     /// For other questions to the sequencer.
     [[nodiscard]] snd_seq_t* sequencer() const { return sequencer_.get(); }
 

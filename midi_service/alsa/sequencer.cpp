@@ -20,6 +20,15 @@ PortInfo read_info(const snd_seq_port_info_t* info) {
             snd_seq_port_info_get_capability(info)};
 }
 
+ClientInfo read_info(snd_seq_client_info_t* info) {
+    return {.number = static_cast<std::uint8_t>(snd_seq_client_info_get_client(info)),
+            .name = snd_seq_client_info_get_name(info),
+            .card = snd_seq_client_info_get_card(info),
+            .pid = snd_seq_client_info_get_pid(info)};
+}
+
+void say_nothing(const char*, int, const char*, int, const char*, ...) {}
+
 /// Calls `use` with a description of the subscription of `to` to `from`.
 template<typename Use>
 int with_subscription(Address from, Address to, Use use) {
@@ -45,6 +54,7 @@ OSStatus to_status(int result) {
 }
 
 int open_sequencer(const std::string& name, Sequencer& opened) {
+    snd_lib_error_set_handler(&say_nothing);
     // The kernel's sequencer by its own name: alsa-lib's configuration files, which could stand
     // anything else in for it, are neither needed nor read, so that trying again costs nothing.
     constexpr std::string_view text = "seq.kernel { type hw }";
@@ -112,22 +122,53 @@ int query_client(snd_seq_t* sequencer, std::uint8_t client, ClientInfo& info) {
     snd_seq_client_info_alloca(&raw);
     const int result = snd_seq_get_any_client_info(sequencer, client, raw);
     if (result >= 0)
-        info = {snd_seq_client_info_get_name(raw), snd_seq_client_info_get_card(raw)};
+        info = read_info(raw);
     return result;
+}
+
+std::vector<ClientInfo> query_all_clients(snd_seq_t* sequencer) {
+    std::vector<ClientInfo> clients;
+    snd_seq_client_info_t* client = nullptr;
+    snd_seq_client_info_alloca(&client);
+    snd_seq_client_info_set_client(client, -1);
+    while (snd_seq_query_next_client(sequencer, client) >= 0)
+        clients.push_back(read_info(client));
+    return clients;
 }
 
 std::vector<PortInfo> query_all_ports(snd_seq_t* sequencer) {
     std::vector<PortInfo> ports;
-    snd_seq_client_info_t* client = nullptr;
-    snd_seq_client_info_alloca(&client);
     snd_seq_port_info_t* port = nullptr;
     snd_seq_port_info_alloca(&port);
-    snd_seq_client_info_set_client(client, -1);
-    while (snd_seq_query_next_client(sequencer, client) >= 0) {
-        snd_seq_port_info_set_client(port, snd_seq_client_info_get_client(client));
+    for (const ClientInfo& client : query_all_clients(sequencer)) {
+        snd_seq_port_info_set_client(port, client.number);
         snd_seq_port_info_set_port(port, -1);
         while (snd_seq_query_next_port(sequencer, port) >= 0)
             ports.push_back(read_info(port));
     }
     return ports;
+}
+
+std::vector<Address> query_subscribers(snd_seq_t* sequencer, Address port,
+                                       snd_seq_query_subs_type_t direction) {
+    std::vector<Address> subscribers;
+    snd_seq_query_subscribe_t* query = nullptr;
+    snd_seq_query_subscribe_alloca(&query);
+    const snd_seq_addr_t root = {port.client, port.port};
+    snd_seq_query_subscribe_set_root(query, &root);
+    snd_seq_query_subscribe_set_type(query, direction);
+    for (int i = 0;; ++i) {
+        snd_seq_query_subscribe_set_index(query, i);
+        if (snd_seq_query_port_subscribers(sequencer, query) < 0)
+            return subscribers;
+        const snd_seq_addr_t* subscriber = snd_seq_query_subscribe_get_addr(query);
+        subscribers.push_back({subscriber->client, subscriber->port});
+    }
+}
+
+int query_most_clients(snd_seq_t* sequencer) {
+    snd_seq_system_info_t* info = nullptr;
+    snd_seq_system_info_alloca(&info);
+    const int result = snd_seq_system_info(sequencer, info);
+    return result < 0 ? result : snd_seq_system_info_get_clients(info);
 }

@@ -1,38 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "midi_service/alsa/sequencer_types.h"
 #include "midi_service/midi_service.h"
 
 #include <alsa/asoundlib.h>
-#include <cstdint>
 #include <memory>
 #include <string>
-#include <tuple>
 #include <vector>
 
 // The sequencer's own calls, with their results as values. Errors are negative errnos as alsa-lib
 // gives them; to_status() makes a status of one.
-
-/// A port of the sequencer.
-struct Address {
-    std::uint8_t client = 0;
-    std::uint8_t port = 0;
-    bool operator==(const Address&) const = default;
-    bool operator<(const Address& other) const {
-        return std::tie(client, port) < std::tie(other.client, other.port);
-    }
-};
-
-struct PortInfo {
-    Address address;
-    std::string name;
-    unsigned capabilities = 0; ///< SND_SEQ_PORT_CAP_ bits
-};
-
-struct ClientInfo {
-    std::string name;
-    int card = -1; ///< number of the sound card behind it, or -1
-};
 
 struct CloseSequencer {
     void operator()(snd_seq_t* sequencer) const { snd_seq_close(sequencer); }
@@ -44,6 +22,7 @@ using Sequencer = std::unique_ptr<snd_seq_t, CloseSequencer>;
 [[nodiscard]] OSStatus to_status(int result);
 
 /// Joins the sequencer as a client that never blocks. 0 or an error, which leaves `opened` alone.
+/// Silences alsa-lib, which would write messages of its own to standard error.
 [[nodiscard]] int open_sequencer(const std::string& name, Sequencer& opened);
 
 /// Creates a port of a program that makes no sound by itself. Its number, or an error.
@@ -60,5 +39,11 @@ using Sequencer = std::unique_ptr<snd_seq_t, CloseSequencer>;
 /// What the sequencer says of a port or a client now. 0 or an error: -ENOENT when it is not there.
 [[nodiscard]] int query_port(snd_seq_t* sequencer, Address address, PortInfo& info);
 [[nodiscard]] int query_client(snd_seq_t* sequencer, std::uint8_t client, ClientInfo& info);
-/// Every port there is, in order.
+/// Every client and every port there is, in order.
+[[nodiscard]] std::vector<ClientInfo> query_all_clients(snd_seq_t* sequencer);
 [[nodiscard]] std::vector<PortInfo> query_all_ports(snd_seq_t* sequencer);
+/// The ports that read what a port sends (SND_SEQ_QUERY_SUBS_READ), or that write to it (_WRITE).
+[[nodiscard]] std::vector<Address> query_subscribers(snd_seq_t* sequencer, Address port,
+                                                     snd_seq_query_subs_type_t direction);
+/// How many clients the sequencer numbers at most, or an error.
+[[nodiscard]] int query_most_clients(snd_seq_t* sequencer);

@@ -10,7 +10,9 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <sys/eventfd.h>
 #include <thread>
+#include <unistd.h>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -67,9 +69,13 @@ struct Emission {
 
 struct EmbeddedBackend::State {
     explicit State(Time kind) : time(kind) {}
+    ~State() { close(changes); }
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
 
     const Time time;
     const steady_clock::time_point start = steady_clock::now();
+    const int changes = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); // readable while `changed`
 
     std::mutex guard;                  // over all that follows, but for the last two
     std::condition_variable wake;      // the receive thread: something is due, or the end has come
@@ -81,6 +87,7 @@ struct EmbeddedBackend::State {
     std::multimap<microseconds, Emission> on_the_way;
     std::vector<std::pair<MIDIPortRef, MIDIObjectRef>> connections;
     std::array<bool, 3> stale{}; // lists that an object was changed since
+    bool changed = false;        // an object was changed since any list was updated
 
     std::array<std::vector<MIDIObjectRef>, 3> lists; // screen thread
     std::jthread receive_thread;
@@ -98,6 +105,12 @@ struct EmbeddedBackend::State {
         static const std::shared_ptr<Attached> none;
         const auto found = objects.find(object);
         return found == objects.end() ? none : found->second;
+    }
+
+    void change() {
+        stale.fill(true);
+        if (!std::exchange(changed, true))
+            eventfd_write(changes, 1);
     }
 
     void receive();
@@ -158,7 +171,7 @@ MIDIObjectRef EmbeddedBackend::attach(EmbeddedObject object, Receiver receiver) 
     const std::lock_guard lock{state_->guard};
     const MIDIObjectRef reference = new_reference();
     state_->objects.emplace(reference, attached);
-    state_->stale.fill(true);
+    state_->change();
     return reference;
 }
 
@@ -166,7 +179,7 @@ void EmbeddedBackend::update_object(MIDIObjectRef object, EmbeddedObject changed
     const std::lock_guard lock{state_->guard};
     if (const auto& attached = state_->find(object)) {
         attached->look(std::move(changed));
-        state_->stale.fill(true);
+        state_->change();
     }
 }
 
@@ -178,7 +191,7 @@ void EmbeddedBackend::detach(MIDIObjectRef object) {
         if (!going)
             return;
         state_->objects.erase(object);
-        state_->stale.fill(true);
+        state_->change();
         std::erase_if(state_->on_the_way,
                       [object](const auto& entry) { return entry.second.object == object; });
         std::erase_if(state_->connections,
@@ -251,6 +264,9 @@ OSStatus EmbeddedBackend::disconnect(MIDIPortRef port, MIDIEndpointRef source) {
 
 std::span<const MIDIObjectRef> EmbeddedBackend::update(ObjectList list) {
     const std::lock_guard lock{state_->guard};
+    eventfd_t count = 0;
+    if (std::exchange(state_->changed, false))
+        eventfd_read(state_->changes, &count);
     const auto index = static_cast<std::size_t>(list);
     auto& references = state_->lists[index];
     if (!std::exchange(state_->stale[index], false))
@@ -304,4 +320,8 @@ OSStatus EmbeddedBackend::send(MIDIPortRef, MIDIEndpointRef destination,
     if (attached->receiver)
         attached->receiver(messages);
     return 0;
+}
+
+int EmbeddedBackend::changes() const {
+    return state_->changes;
 }

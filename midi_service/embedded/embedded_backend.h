@@ -69,6 +69,7 @@ public:
     [[nodiscard]] OSStatus offline(MIDIObjectRef object, std::int32_t& value) override;
     [[nodiscard]] OSStatus send(MIDIPortRef port, MIDIEndpointRef destination,
                                 std::span<const std::uint8_t> messages) override;
+    [[nodiscard]] int changes() const override;
 
 private:
     struct State;

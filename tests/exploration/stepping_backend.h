@@ -98,6 +98,7 @@ public:
     [[nodiscard]] OSStatus offline(MIDIObjectRef object, std::int32_t& value) override;
     [[nodiscard]] OSStatus send(MIDIPortRef port, MIDIEndpointRef destination,
                                 std::span<const std::uint8_t> messages) override;
+    [[nodiscard]] int changes() const override { return service_.changes(); }
 
 private:
     std::size_t begin(StepKind kind, MIDIObjectRef object);

@@ -3,6 +3,16 @@
 
 #include <cerrno>
 #include <limits>
+#include <poll.h>
+
+namespace {
+
+bool is_readable(int descriptor) {
+    pollfd polled{.fd = descriptor, .events = POLLIN, .revents = 0};
+    return poll(&polled, 1, 0) == 1;
+}
+
+} // namespace
 
 TEST_P(BackendContract, PeerAttachedBeforeTheCountIsInEveryList) {
     static_cast<void>(world_->attach("4AC5F4C4 first"));
@@ -140,4 +150,20 @@ TEST_P(BackendContract, RenamedPeerHasItsNewNameAtTheNextCount) {
 TEST_P(BackendContract, NamesComeOutInMacRoman) {
     static_cast<void>(world_->attach("4AC5F4C4 é"));
     EXPECT_EQ(name_of(source("4AC5F4C4 é")), "4AC5F4C4 \x8E");
+}
+
+TEST_P(BackendContract, ChangesCanBeWaitedForUntilTheNextCount) {
+    static_cast<void>(MIDIGetNumberOfSources());
+    const int changes = world_->backend().changes();
+    ASSERT_GE(changes, 0);
+    EXPECT_FALSE(is_readable(changes));
+    const auto peer = world_->attach("4AC5F4C4");
+    EXPECT_TRUE(is_readable(changes));
+    EXPECT_NE(source("4AC5F4C4"), 0U);
+    EXPECT_FALSE(is_readable(changes));
+    world_->detach(peer);
+    EXPECT_TRUE(is_readable(changes));
+    EXPECT_EQ(device("4AC5F4C4"), 0U) << "whichever list is counted";
+    EXPECT_FALSE(is_readable(changes));
+    EXPECT_EQ(world_->backend().changes(), changes);
 }

@@ -34,6 +34,7 @@ public:
     OSStatus offline(MIDIObjectRef object, std::int32_t& value) override;
     OSStatus send(MIDIPortRef port, MIDIEndpointRef destination,
                   std::span<const std::uint8_t> messages) override;
+    int changes() const override { return -1; }
 
     /// The journal since the last call, less the queries: how often the service asks is its own
     /// affair.

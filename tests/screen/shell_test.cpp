@@ -26,15 +26,17 @@ protected:
     }
 
     /// Runs it until `look` has looked at the screen and closed it.
-    static int run(const std::function<void(ContentView&)>& look) {
+    static int run(const std::function<void(ContentView&)>& look,
+                   const std::function<std::string()>& trouble_line = {}) {
         char name[] = "keyloft";
         char* arguments[] = {name, nullptr};
-        return keyloftApp().run(1, arguments, [&](ContentView& screen) {
+        const auto on_screen = [&](ContentView& screen) {
             QTimer::singleShot(0, &screen, [&] {
                 look(screen);
                 screen.close();
             });
-        });
+        };
+        return keyloftApp().run(1, arguments, on_screen, trouble_line);
     }
 
     EmbeddedBackend service{EmbeddedBackend::Time::manual};
@@ -65,6 +67,30 @@ TEST_F(Shell, ShowsOneWindowWithAFreshScreenAndEndsWhenItIsClosed) {
                      "MIDIGetNumberOfSources 0 \r\n"
                      "midi init failed \r\n");
     EXPECT_EQ(output.take(), "midi_exit\r\n");
+}
+
+TEST_F(Shell, TroubleIsToldAtTheStartAndAtEachPressThatFindsIt) {
+    std::string trouble = "no sequencer; load it";
+    testing::internal::CaptureStderr();
+    {
+        const CapturedOutput unread;
+        run(
+            [&](ContentView& screen) {
+                Q_EMIT screen.action_finished();
+                trouble = "no permission; join the group";
+                Q_EMIT screen.action_finished();
+                trouble.clear();
+                Q_EMIT screen.action_finished();
+            },
+            [&trouble] { return trouble; });
+    }
+    // The toolkit has lines of its own.
+    const QStringList lines = QString::fromStdString(testing::internal::GetCapturedStderr())
+                                  .split(u'\n')
+                                  .filter(QRegularExpression(u"^keyloft: "_s));
+    EXPECT_EQ(lines,
+              (QStringList{u"keyloft: no sequencer; load it"_s, u"keyloft: no sequencer; load it"_s,
+                           u"keyloft: no permission; join the group"_s}));
 }
 
 TEST_F(Shell, TellsTheDesktopWhichApplicationItIs) {
