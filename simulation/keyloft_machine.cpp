@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
+#include "simulation/command_line.h"
 #include "simulation/machine_arguments.h"
 #include "simulation/machine_loop.h"
 #include "simulation/machine_text.h"
 #include "simulation/sequencer_connection.h"
-
-#include <CLI/CLI.hpp>
 
 #include <cstdio>
 #include <cstdlib>
@@ -56,35 +55,27 @@ void serve(const std::vector<std::uint32_t>& codes, const MachineFaults& faults)
     });
 }
 
-constexpr const char* purpose =
-    "Simulated machines on this computer's ALSA sequencer, for trying keyloft, or any other MIDI\n"
-    "program, without hardware. Each mapping that a machine gets is shown as it arrives.";
-
-constexpr const char* notes =
-    "SIGUSR1, or the key p, switches the machines off and on: they go back to what was saved.\n"
-    "SIGUSR2 prints what each machine holds. SIGINT, SIGTERM or the key q ends the program.\n"
-    "\n"
-    "Exit codes: 0 it ended as it was told to; 1 there is no sequencer, or it failed; 2 the\n"
-    "arguments are wrong.";
-
-int run(int argc, char** argv) {
-    std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    CLI::App app(purpose, "keyloft-machine");
-    app.footer(notes);
-    app.set_version_flag("--version", "keyloft-machine " KEYLOFT_VERSION);
-    const CodeArguments codes(app);
-    const FaultArguments faults(app);
-    if (const auto code = read_arguments(app, argc, argv))
-        return *code;
-    serve(codes.codes(), faults.faults());
-    return 0;
+void run(const std::vector<std::string>& words) {
+    using Task = MachineArguments::Task;
+    const MachineArguments arguments = read_arguments(words);
+    if (arguments.task == Task::help)
+        std::fputs(help_text().c_str(), stdout);
+    else if (arguments.task == Task::version)
+        std::puts("keyloft-machine " KEYLOFT_VERSION);
+    else
+        serve(arguments.codes, arguments.faults);
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
     try {
-        return run(argc, argv);
+        run({argv + 1, argv + argc});
+        return 0;
+    } catch (const WrongArguments& mistake) {
+        std::fputs(mistake_text("keyloft-machine", mistake).c_str(), stderr);
+        return 2;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "keyloft-machine: %s\n", error.what());
         return 1;

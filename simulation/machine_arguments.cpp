@@ -2,76 +2,57 @@
 #include "simulation/machine_arguments.h"
 
 #include "protocol/device_code.h"
+#include "simulation/command_line_parser.h"
 
-#include <CLI/CLI.hpp>
+MachineArguments read_arguments(const std::vector<std::string>& arguments) {
+    using Task = MachineArguments::Task;
+    CLI::App app;
+    bool help = false;
+    bool version = false;
+    bool all = false;
+    FaultOptions faults;
+    app.set_help_flag("");
+    app.add_flag("-h,--help", help)->disable_flag_override();
+    app.add_flag("--version", version)->disable_flag_override();
+    app.add_flag("--all", all)->disable_flag_override();
+    add_fault_options(app, faults);
+    const std::vector<std::string> names = read_options(app, arguments);
+    if (help || version)
+        return {.task = help ? Task::help : Task::version};
 
-#include <iostream>
-
-std::string mistake_in_code(const std::string& text) {
-    if (protocol::parse_code(text))
-        return {};
-    return "\"" + text +
-           "\" is not a device code: it has eight hexadecimal digits, such as 4AC5F4C4";
+    MachineArguments asked{.faults = faults_of(faults)};
+    if (all && !names.empty())
+        throw WrongArguments("give device codes or --all, not both");
+    for (const std::string& name : names)
+        asked.codes.push_back(code_argument(name));
+    for (std::uint32_t i = 0; all && i < protocol::family_size; ++i)
+        asked.codes.push_back(protocol::family_code(i));
+    if (asked.codes.empty())
+        asked.codes.push_back(protocol::family_code(5));
+    return asked;
 }
 
-CodeArguments::CodeArguments(CLI::App& app) {
-    auto* some =
-        app.add_option("CODE", names_, "Device codes, such as 4AC5F4C4 (which is the default)")
-            ->check(&mistake_in_code)
-            ->type_name("");
-    app.add_flag("--all", all_, "The sixteen machines from 4AC0F4C4 to 4ACFF4C4")->excludes(some);
-}
-
-std::vector<std::uint32_t> CodeArguments::codes() const {
-    std::vector<std::uint32_t> codes;
-    codes.reserve(names_.size() + protocol::family_size);
-    for (const std::string& name : names_)
-        codes.push_back(protocol::parse_code(name).value());
-    for (std::uint32_t i = 0; all_ && i < protocol::family_size; ++i)
-        codes.push_back(protocol::family_code(i));
-    if (codes.empty())
-        codes.push_back(protocol::family_code(5));
-    return codes;
-}
-
-FaultArguments::FaultArguments(CLI::App& app) {
-    const auto add = [](auto* option) { return option->group("Faults"); };
-    const auto number = [&](const char* name, const char* type, unsigned& value, unsigned least,
-                            unsigned most, const char* help) {
-        return add(app.add_option(name, value, help)->type_name(type))
-            ->check(CLI::Range(least, most).description(""));
+std::string help_text() {
+    const auto code = [](std::uint32_t number) {
+        return protocol::code_text(protocol::family_code(number));
     };
-    constexpr unsigned many = MachineFaults::always;
-    add(app.add_flag("--silent", silent_, "Do not echo"));
-    number("--delay", "MS", delay_ms_, 0, 60000, "Echo so many milliseconds later");
-    auto* wrong = add(app.add_flag("--wrong", wrong_, "Echo with one byte changed, the second"));
-    number("--wrong-byte", "N", wrong_byte_, 1, 3, "Change byte 1, 2 or 3 instead")->needs(wrong);
-    add(app.add_flag("--chatter", chatter_, "Echo between clocks and notes of its own"));
-    number("--vanish-after", "N", vanish_after_, 1, many, "Go away with the N-th message it gets");
-    number("--times", "N", times_, 1, many, "Let only the first N echoes be faulty, not all");
-}
-
-MachineFaults FaultArguments::faults() const {
-    MachineFaults faults;
-    faults.silent = silent_ ? times_ : 0;
-    faults.slow = delay_ms_ != 0 ? times_ : 0;
-    faults.delay_ms = delay_ms_;
-    faults.wrong = wrong_ ? times_ : 0;
-    faults.wrong_byte = wrong_byte_;
-    faults.chatter = chatter_ ? times_ : 0;
-    faults.vanish_after = vanish_after_;
-    return faults;
-}
-
-std::optional<int> read_arguments(CLI::App& app, int count, const char* const* arguments) {
-    try {
-        app.parse(count, arguments);
-        return std::nullopt;
-    } catch (const CLI::Success& request) {
-        return app.exit(request);
-    } catch (const CLI::ParseError& mistake) {
-        std::cerr << app.get_name() << ": " << mistake.what() << "\nTry \"" << app.get_name()
-                  << " --help\".\n";
-        return 2;
-    }
+    return "Usage: keyloft-machine [OPTIONS] [CODE...]\n\n"
+           "Simulated machines on this computer's ALSA sequencer, for trying keyloft, or any other "
+           "MIDI\nprogram, without hardware. Each mapping that a machine gets is shown as it "
+           "arrives.\n\n"
+           "  CODE...                       Device codes, such as " +
+           code(5) +
+           " (which is the default)\n"
+           "  --all                         The sixteen machines from " +
+           code(0) + " to " + code(protocol::family_size - 1) +
+           "\n"
+           "  -h, --help                    Print this and exit\n"
+           "  --version                     Print the version and exit\n\n"
+           "Faults:\n" +
+           fault_help +
+           "\nSIGUSR1, or the key p, switches the machines off and on: they go back to what was "
+           "saved.\nSIGUSR2 prints what each machine holds. SIGINT, SIGTERM or the key q ends the "
+           "program.\n\n"
+           "Exit codes: 0 ended on request; 1 there is no sequencer, or it failed; 2 the arguments "
+           "are wrong.\n";
 }

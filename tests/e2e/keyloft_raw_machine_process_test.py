@@ -18,18 +18,25 @@ def run(*arguments):
 
 class KeyloftRawMachine(unittest.TestCase):
     def test_refuses_wrong_arguments_with_a_sentence_and_2(self):
-        name = "DEVICE=CODE[@GADGET]"
         mistakes = {
-            (): f"{name} is required",
-            ("=4AC5F4C4",): f'{name}: "=4AC5F4C4" names no device',
-            ("hw:1,0=4AC5",): f'{name}: "4AC5" is not a device code: it has eight hexadecimal '
-                              "digits, such as 4AC5F4C4",
+            (): "DEVICE=CODE is missing",
+            ("=4AC5F4C4",): '"=4AC5F4C4" is not DEVICE=CODE or DEVICE=CODE@GADGET, such as '
+                            "hw:1,0=4AC5F4C4",
+            ("hw:1,0=4AC5",): '"4AC5" is not a device code: it has eight hexadecimal digits, such '
+                              "as 4AC5F4C4",
+            ("hw:1,0=4AC5F4C4", "--journal"): "--journal needs a value",
         }
         for arguments, sentence in mistakes.items():
             with self.subTest(arguments=arguments):
                 self.assertEqual(run(*arguments),
                                  (2, "", f"keyloft-raw-machine: {sentence}\n"
                                          'Try "keyloft-raw-machine --help".\n'))
+
+    def test_explains_its_arguments(self):
+        code, output, errors = run("--help")
+        self.assertEqual((code, errors), (0, ""))
+        for text in ("DEVICE=CODE[@GADGET]", "--journal FILE", "--silent", "SIGUSR1", "Exit codes"):
+            self.assertIn(text, output)
 
     def test_says_which_port_cannot_be_opened(self):
         self.assertEqual(run("hw:31,7=4AC5F4C4"),

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "simulation/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <vector>
+
+// CLI11 with our own sentences: those of the library differ from version to version. It takes
+// seconds to compile, so a program includes this header in one file, the one that reads its
+// arguments.
+
+/// Adds the fault options, in the group "Faults", with values that are checked by faults_of().
+/// `options` has to outlive the parsing.
+inline void add_fault_options(CLI::App& app, FaultOptions& options) {
+    const auto flag = [&](const char* name, bool& value) {
+        app.add_flag(name, value)->disable_flag_override()->group("Faults");
+    };
+    const auto text = [&](const char* name, std::string& value) {
+        app.add_option(name, value)->group("Faults");
+    };
+    flag("--silent", options.silent);
+    text("--delay", options.delay);
+    flag("--wrong", options.wrong);
+    text("--wrong-byte", options.wrong_byte);
+    flag("--chatter", options.chatter);
+    text("--vanish-after", options.vanish_after);
+    text("--times", options.times);
+}
+
+/// Why the options and their values do not go together. `arguments` are what CLI11 refused.
+[[nodiscard]] inline std::string mismatch(const CLI::App& app,
+                                          const std::vector<std::string>& arguments) {
+    const auto takes_value = [](const CLI::Option* option) {
+        return option->get_items_expected_max() > 0;
+    };
+    for (const CLI::Option* const option : app.get_options()) {
+        if (takes_value(option) && option->count() > 1)
+            return option->get_name() + " is given twice";
+    }
+    for (const std::string& argument : arguments) {
+        const std::string name = argument.substr(0, argument.find('='));
+        const CLI::Option* const option = app.get_option_no_throw(name);
+        if (option != nullptr && name != argument && !takes_value(option))
+            return name + " takes no value";
+    }
+    // Anything behind an option is taken as its value, so the one without is the last.
+    return arguments.back().substr(0, arguments.back().find('=')) + " needs a value";
+}
+
+/// Reads a command line, given without the program's name, into the options of `app`, all of them
+/// flags without override or single texts. Returns the words that are no options, in their order: a
+/// number below 0 is a word, and so is all that follows "--". WrongArguments.
+[[nodiscard]] inline std::vector<std::string>
+read_options(CLI::App& app, const std::vector<std::string>& arguments) {
+    const auto mark = std::ranges::find(arguments, "--");
+    const std::vector<std::string> front(arguments.begin(), mark);
+    app.allow_extras();
+    try {
+        app.parse(std::vector<std::string>(front.rbegin(), front.rend()));
+    } catch (const CLI::ArgumentMismatch&) {
+        throw WrongArguments(mismatch(app, front));
+    }
+    for (const CLI::Option* const option : app.get_options()) {
+        if (std::ranges::count(option->results(), "") != 0)
+            throw WrongArguments(option->get_name() + " needs a value");
+    }
+    std::vector<std::string> words = app.remaining();
+    for (const std::string& word : words) {
+        if (word.size() > 1 && word[0] == '-' && (word[1] < '0' || word[1] > '9'))
+            throw WrongArguments("there is no option " + word.substr(0, word.find('=')));
+    }
+    if (mark != arguments.end())
+        words.insert(words.end(), mark + 1, arguments.end());
+    return words;
+}
