@@ -1,34 +1,42 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "midi_service/alsa/sequencer.h"
 #include "simulation/connected_machine.h"
 #include "simulation/sequencer_codec.h"
 
-#include <memory>
+#include <string>
 
-/// A simulated machine as a client of this computer's ALSA sequencer: named by its code, with one
-/// port for both directions that other clients may subscribe to. It takes what is sent to its port
-/// by whatever way, and sends to whoever has subscribed.
-class SequencerMachine final : public ConnectedMachine {
+/// A simulated machine as a client of this computer's ALSA sequencer, with one port for both
+/// directions that other clients may subscribe to. It takes whatever is sent to its port, and sends
+/// to the port's subscribers.
+class SequencerMachine : public ConnectedMachine {
 public:
-    /// Joins the sequencer; MachineError when there is none or it has no room.
+    /// Joins the sequencer under the names that a USB machine with this code has. MachineError when
+    /// there is no sequencer or it has no room.
     SequencerMachine(std::uint32_t code, MachineFaults faults, MachineWatcher& watcher);
 
-    /// While it is there: such as "client 128 of the sequencer", the number by which other programs
-    /// find it. It can be another one after a power cycle.
+    /// Such as "client 128 of the sequencer", the number by which other programs find the machine.
+    /// Only while it is there; another one after each power cycle.
     [[nodiscard]] std::string place() const override;
     [[nodiscard]] int descriptor() const override;
     void read() override;
+
+protected:
+    /// The same under other names and with the code 0.
+    SequencerMachine(std::string client, std::string port, MachineWatcher& watcher);
+
+    [[nodiscard]] snd_seq_t* sequencer() const { return sequencer_.get(); }
+    [[nodiscard]] int port() const { return port_; }
 
 private:
     void plug() override;
     void pull() override;
     void write(std::span<const std::uint8_t> message) override;
 
-    struct Close {
-        void operator()(snd_seq_t* sequencer) const { snd_seq_close(sequencer); }
-    };
-    std::unique_ptr<snd_seq_t, Close> sequencer_; ///< null while the machine is gone
+    const std::string client_;
+    const std::string port_name_;
+    Sequencer sequencer_; ///< null while the machine is gone
     SequencerCodec codec_;
     int port_ = -1;
 };

@@ -45,8 +45,8 @@ class KeyloftMachine(unittest.TestCase):
                 result = run(*arguments)
                 self.assertEqual(
                     (result.returncode, result.stdout, result.stderr),
-                    (1, "", "keyloft-machine: This computer has no ALSA sequencer (there is no "
-                            '/dev/snd/seq): load it with "sudo modprobe snd-seq".\n'))
+                    (1, "", "keyloft-machine: there is no ALSA sequencer: /dev/snd/seq does not "
+                            'exist; load it with "sudo modprobe snd-seq"\n'))
 
 
 if __name__ == "__main__":
