@@ -10,6 +10,7 @@
 #include "simulation/embedded_connection.h"
 #include "tests/screen/throwing_stop.h"
 #include "tests/support/device_state.h"
+#include "tests/support/sequence.h"
 #include "tests/support/virtual_pauses.h"
 
 #include <map>
@@ -100,15 +101,13 @@ struct Press {
     }
 };
 
-/// The bytes of one confirmed sequence. A status that is none does not go out.
-Bytes sequence(std::uint8_t status, std::uint8_t data1, std::uint8_t data2) {
-    const auto channel = static_cast<std::uint8_t>(status & 0x0F);
-    Bytes bytes(6, 0xF8);
-    for (const unsigned first : {0x90U | channel, 0x80U | channel, unsigned{status}}) {
-        if (first >= 0x80)
-            bytes.insert(bytes.end(), {static_cast<std::uint8_t>(first), data1, data2});
+/// The bytes of one confirmed sequence. The service refuses a message whose status is none.
+Bytes accepted_sequence(std::uint8_t status, std::uint8_t data1, std::uint8_t data2) {
+    Bytes bytes;
+    for (const Bytes& event : sequence_events(status, data1, data2)) {
+        if (event[0] >= 0x80)
+            bytes.insert(bytes.end(), event.begin(), event.end());
     }
-    bytes.push_back(0xF8);
     return bytes;
 }
 
@@ -179,7 +178,7 @@ void check_press(const World& world, const Press& press, const EmbeddedMachine* 
         return;
     const auto controller = static_cast<std::uint8_t>(press.controller & 0x7F);
     const auto part = static_cast<std::uint8_t>(press.part & 0x7F);
-    Bytes wanted = sequence(status, controller, part);
+    Bytes wanted = accepted_sequence(status, controller, part);
     if (status == 0) { // nothing that a machine could echo
         const Bytes again = wanted;
         wanted.insert(wanted.end(), again.begin(), again.end());

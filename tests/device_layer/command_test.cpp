@@ -38,7 +38,7 @@ TEST_F(Command, save_probes_twice_and_is_confirmed) {
                   "midi_setup_data 1 7f , p 7f\r\n"
                   "设置成功了 \r\n");
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends("9F 7F 7F", "8F 7F 7F", "AF 7F 7F"));
+    EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends(0xAF, 0x7F, 0x7F));
     EXPECT_EQ(recording.pauses(), command_pauses(false));
 }
 
@@ -66,8 +66,7 @@ TEST_F(Command, mapping_that_is_repeated_prints_its_whole_transcript) {
               "clock mc\r\n"
               "设置失败obk\r\n");
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(recording.calls({"MIDISend"}),
-              twice(sequence_sends("90 10 22", "80 10 22", "B0 10 22")));
+    EXPECT_EQ(recording.calls({"MIDISend"}), twice(sequence_sends(0xB0, 0x10, 0x22)));
     EXPECT_EQ(recording.pauses(), command_pauses(true));
 }
 
@@ -134,8 +133,7 @@ TEST_F(Command, every_pair_of_controllers_is_checked_in_its_low_seven_bits) {
 
 TEST_F(Command, bits_above_the_seventh_are_dropped_from_controller_and_part) {
     EXPECT_EQ(key_code(0x85, 0xB2, 0x80, 0x00), 0);
-    EXPECT_EQ(recording.calls({"MIDISend"}),
-              twice(sequence_sends("92 00 05", "82 00 05", "B2 00 05")));
+    EXPECT_EQ(recording.calls({"MIDISend"}), twice(sequence_sends(0xB2, 0x00, 0x05)));
     EXPECT_EQ(scratch(), (std::array{0xB2, 0x80, 0x00}));
     EXPECT_EQ(key_code(0xFF, 0xB2, 0x7F, 0xFF), 0);
     EXPECT_EQ(expected_echo(), (std::array{0xB2, 0x7F, 0x7F}));
@@ -254,7 +252,7 @@ TEST_F(Command, stale_confirmation_never_counts) {
 TEST_F(Command, pitch_bend_is_confirmed_by_an_echo_of_its_status) {
     echo_in_the_long_pause({0xE3, 0x00, 0x40});
     EXPECT_EQ(key_code(0x22, 0xE3, 0x10, 0x10), 0);
-    EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends("93 10 22", "83 10 22", "E3 10 22"));
+    EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends(0xE3, 0x10, 0x22));
 }
 
 TEST_F(Command, connection_state_and_current_machine_stay) {

@@ -37,25 +37,16 @@ protected:
     }
 
     static Lines sequence() {
-        Lines lines = {"usleep 2000"};
-        for (int i = 0; i < 6; ++i)
-            append(lines, {"MIDIPacketListAdd 1024, +4, time 1000: F8",
-                           "MIDISend out, destination0, time 1000: F8"});
-        append(lines, {
-                          "usleep 1000",
-                          "MIDIPacketListAdd 1024, +4, time 1000: 95 30 07",
-                          "MIDISend out, destination0, time 1000: 95 30 07",
-                          "usleep 2000",
-                          "MIDIPacketListAdd 1024, +4, time 1000: 85 30 07",
-                          "MIDISend out, destination0, time 1000: 85 30 07",
-                          "usleep 2000",
-                          "MIDIPacketListAdd 1024, +4, time 1000: B5 30 07",
-                          "MIDISend out, destination0, time 1000: B5 30 07",
-                          "usleep 2000",
-                          "MIDIPacketListAdd 1024, +4, time 1000: F8",
-                          "MIDISend out, destination0, time 1000: F8",
-                          "usleep 2000",
-                      });
+        Lines lines;
+        const auto events = sequence_events(0xB5, 0x30, 0x07);
+        auto pause = sequence_pauses.begin();
+        for (std::size_t i = 0; i < events.size(); ++i) {
+            if (i == 0 || i >= 6)
+                lines.push_back("usleep " + std::to_string(*pause++));
+            append(lines, {"MIDIPacketListAdd 1024, +4, " + written_down(events[i]),
+                           "MIDISend out, destination0, " + written_down(events[i])});
+        }
+        lines.push_back("usleep " + std::to_string(*pause));
         return lines;
     }
 };
@@ -108,8 +99,7 @@ TEST_F(ConfirmedOrder, endpoint_of_the_first_lookup_gets_every_send) {
     };
     const std::string printed = printed_by([] { core_midi_send_msg_combo(0xB5, 0x30, 0x07); });
     EXPECT_THAT(printed, testing::HasSubstr("midi_get_destination 1 \r\nclock mc\r\n"));
-    EXPECT_EQ(recording.calls({"MIDISend"}),
-              twice(sequence_sends("95 30 07", "85 30 07", "B5 30 07")));
+    EXPECT_EQ(recording.calls({"MIDISend"}), twice(sequence_sends(0xB5, 0x30, 0x07)));
 }
 
 TEST_F(ConfirmedOrder, destination_that_goes_before_the_third_lookup_is_sent_to) {

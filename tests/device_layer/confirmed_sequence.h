@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tests/device_layer/device_layer_test.h"
+#include "tests/support/sequence.h"
 
 #include <cstring>
 
@@ -16,25 +17,23 @@ inline const std::string three_lookups = "MIDIGetNumberOfDestinations 1 \r\n"
                                          "CCCCC: 4ACCF4C4 is online\r\n"
                                          "midi_get_destination 0 \r\n";
 
-/// The sends of one sequence to the only destination, given the three messages of three bytes.
-inline Lines sequence_sends(const std::string& note_on, const std::string& note_off,
-                            const std::string& message) {
-    const std::string start = "MIDISend out, destination0, time 1000: ";
-    Lines sends(6, start + "F8");
-    for (const std::string& event : {note_on, note_off, message, std::string("F8")})
-        sends.push_back(start + event);
-    return sends;
+/// One event as the recording service writes it down.
+inline std::string written_down(const Bytes& event) {
+    std::string text = "time 1000:";
+    for (const std::uint8_t byte : event) {
+        char digits[4];
+        std::snprintf(digits, sizeof digits, " %02X", unsigned{byte});
+        text += digits;
+    }
+    return text;
 }
 
-inline const std::vector<unsigned> sequence_pauses = {2000, 1000, 2000, 2000, 2000, 2000};
-
-/// The pauses of a command that is confirmed, or of one that is repeated.
-inline std::vector<unsigned> command_pauses(bool repeated) {
-    std::vector<unsigned> pauses = sequence_pauses;
-    pauses.push_back(300'000);
-    if (repeated)
-        pauses.insert(pauses.end(), sequence_pauses.begin(), sequence_pauses.end());
-    return pauses;
+/// The sends of one sequence to the only destination.
+inline Lines sequence_sends(std::uint8_t status, std::uint8_t data1, std::uint8_t data2) {
+    Lines sends;
+    for (const Bytes& event : sequence_events(status, data1, data2))
+        sends.push_back("MIDISend out, destination0, " + written_down(event));
+    return sends;
 }
 
 inline Lines twice(Lines lines) {

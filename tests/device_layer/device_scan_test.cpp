@@ -84,7 +84,7 @@ TEST_F(DeviceScan, found_machine_gets_the_message) {
                   "midi_setup_data 1 10 , p 10\r\n"
                   "设置成功了 \r\n");
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends("92 10 22", "82 10 22", "B2 10 22"));
+    EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends(0xB2, 0x10, 0x22));
 }
 
 TEST_F(DeviceScan, gives_the_sends_own_result) {
@@ -229,7 +229,7 @@ TEST_F(DeviceScan, channel_zero_wraps_to_the_sixteenth) {
 TEST_F(DeviceScan, data_bytes_are_taken_whole_and_unsigned) {
     echo_in_the_long_pause({0x9F, 0xFF, 0x80});
     send(0x9A, 16, 0xFF, 0x80);
-    EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends("9F FF 80", "8F FF 80", "9F FF 80"));
+    EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends(0x9F, 0xFF, 0x80));
     send(0x90, 1, 0x80, 0xFF);
     EXPECT_EQ(expected_echo(), (std::array{0x90, 0x80, 0xFF}));
 }

@@ -5,6 +5,8 @@
 #include "Include/usb_midi.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/device_state.h"
+#include "tests/support/press_lines.h"
+#include "tests/support/sequence.h"
 #include "tests/support/virtual_pauses.h"
 #include "tests/support/watchdog.h"
 
@@ -21,7 +23,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using std::chrono::microseconds;
-using Bytes = std::vector<std::uint8_t>;
 
 const Bytes message = {0xB2, 0x10, 0x22};
 const Bytes wrong_message = {0xB2, 0x11, 0x22};
@@ -115,41 +116,10 @@ TEST_F(InManualTime, wire_of_a_confirmed_command_is_ten_events) {
             service_.emit(machine_, message, 1ms);
     };
     const std::string printed = command();
-    EXPECT_EQ(received_, (std::vector<Bytes>{{0xF8},
-                                             {0xF8},
-                                             {0xF8},
-                                             {0xF8},
-                                             {0xF8},
-                                             {0xF8},
-                                             {0x92, 0x10, 0x22},
-                                             {0x82, 0x10, 0x22},
-                                             {0xB2, 0x10, 0x22},
-                                             {0xF8}}));
-    EXPECT_EQ(recorded_pauses,
-              (std::vector<unsigned>{2000, 1000, 2000, 2000, 2000, 2000, 300'000}));
-    EXPECT_EQ(printed, "send_midi_out_data\r\n"
-                       " MIDIGetNumberOfDevices  1\r\n"
-                       "no macthing name B \r\n"
-                       "key_code_value_set\r\n"
-                       "send_midi_out_data\r\n"
-                       " MIDIGetNumberOfDevices  1\r\n"
-                       "no macthing name B \r\n"
-                       "send_midi_out_data\r\n"
-                       " MIDIGetNumberOfDevices  1\r\n"
-                       "midiOutShortMsg\r\n"
-                       "MIDIGetNumberOfDestinations 1 \r\n"
-                       "CCCCC: 4AC5F4C4 is online\r\n"
-                       "MIDIGetNumberOfDestinations 1 \r\n"
-                       "CCCCC: 4AC5F4C4 is online\r\n"
-                       "MIDIGetNumberOfDestinations 1 \r\n"
-                       "CCCCC: 4AC5F4C4 is online\r\n"
-                       "midi_get_destination 0 \r\n"
-                       "clock mc\r\n"
-                       "b2\t10\t22\t\r\n"
-                       "\r\n设定回显正常\r\n"
-                       "midi_setup_data 0 b2 , p b2\r\n"
-                       "midi_setup_data 1 10 , p 10\r\n"
-                       "设置成功了 \r\n");
+    EXPECT_EQ(received_, sequence_events(0xB2, 0x10, 0x22));
+    EXPECT_EQ(recorded_pauses, command_pauses(false));
+    EXPECT_EQ(printed, lines_up_to_sending(1, 0, "4AC5F4C4") +
+                           heard_lines(message, message, message, true) + success_line);
     EXPECT_EQ(result_, 0);
 }
 

@@ -24,34 +24,23 @@ protected:
 TEST_F(PacketListUse, each_append_gets_the_position_of_the_one_before) {
     recording.keeps_lists = true;
     send();
-    const Lines sequence = {
-        "MIDIPacketListAdd 1024, +4, time 1000: F8",
-        "MIDIPacketListAdd 1024, +4, time 1000: F8",
-        "MIDIPacketListAdd 1024, +16, time 1000: F8",
-        "MIDIPacketListAdd 1024, +28, time 1000: F8",
-        "MIDIPacketListAdd 1024, +40, time 1000: F8",
-        "MIDIPacketListAdd 1024, +52, time 1000: F8",
-        "MIDIPacketListAdd 1024, +64, time 1000: 95 30 07",
-        "MIDIPacketListAdd 1024, +4, time 1000: 85 30 07",
-        "MIDIPacketListAdd 1024, +4, time 1000: B5 30 07",
-        "MIDIPacketListAdd 1024, +4, time 1000: F8",
-    };
-    EXPECT_EQ(recording.calls({"MIDIPacketListAdd"}), twice(sequence));
+    const std::array<const char*, 10> positions = {"+4",  "+4",  "+16", "+28", "+40",
+                                                   "+52", "+64", "+4",  "+4",  "+4"};
+    Lines appends;
+    for (std::size_t i = 0; i < positions.size(); ++i)
+        appends.push_back(std::string("MIDIPacketListAdd 1024, ") + positions[i] + ", " +
+                          written_down(sequence_events(0xB5, 0x30, 0x07)[i]));
+    EXPECT_EQ(recording.calls({"MIDIPacketListAdd"}), twice(appends));
 }
 
 TEST_F(PacketListUse, clearing_between_the_steps_separates_their_events) {
     recording.keeps_lists = true;
     send();
-    const std::string to = "MIDISend out, destination0";
-    Lines sequence;
-    std::string clocks;
-    for (int i = 0; i < 6; ++i) {
-        clocks += ", time 1000: F8";
-        sequence.push_back(to + clocks);
-    }
-    for (const char* const event : {"95 30 07", "85 30 07", "B5 30 07", "F8"})
-        sequence.push_back(to + ", time 1000: " + event);
-    EXPECT_EQ(recording.calls({"MIDISend"}), twice(sequence));
+    Lines sends = sequence_sends(0xB5, 0x30, 0x07);
+    const std::string clock = ", " + written_down({0xF8});
+    for (std::size_t i = 1; i < 6; ++i) // the clocks gather in the list
+        sends[i] = sends[i - 1] + clock;
+    EXPECT_EQ(recording.calls({"MIDISend"}), twice(sends));
 }
 
 // A service that spoils the whole buffer at each send: all 1,024 bytes are clear again by the next

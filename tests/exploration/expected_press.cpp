@@ -1,19 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "tests/exploration/expected_press.h"
 
+#include "tests/support/press_lines.h"
+#include "tests/support/sequence.h"
+
 #include <algorithm>
 #include <cerrno>
-#include <cstdarg>
-#include <cstdio>
 #include <cstring>
 
 namespace {
 
 constexpr std::uint32_t nowhere = 0xFFFFFFFF;
-
-std::string name_of(unsigned machine) {
-    return std::string("4AC") + "0123456789ABCDEF"[machine] + "F4C4";
-}
 
 constexpr std::size_t compared = 8; // bytes of a name
 
@@ -24,15 +21,6 @@ constexpr std::size_t compared = 8; // bytes of a name
 void ExpectedPress::complain(const std::string& what) {
     if (complaint.empty())
         complaint = what + " (step " + std::to_string(at_) + ")";
-}
-
-void ExpectedPress::print(const char* format, ...) {
-    std::array<char, 160> line{};
-    std::va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(line.data(), line.size(), format, arguments);
-    va_end(arguments);
-    printed += line.data();
 }
 
 /// Whether the next step is of this kind.
@@ -80,22 +68,14 @@ void ExpectedPress::finish() {
 // --- the reader of echoes ---
 
 void ExpectedPress::hear(const Bytes& bytes) {
-    for (std::size_t i = 0; i < bytes.size(); ++i) {
-        print("%x\t", bytes[i]);
-        if (i < memory_.packet.size())
-            memory_.packet[i] = bytes[i];
-    }
-    printed += "\r\n";
+    std::copy_n(bytes.begin(), std::min(bytes.size(), memory_.packet.size()),
+                memory_.packet.begin());
     const auto& expected = memory_.expected;
     const auto& packet = memory_.packet;
     const bool bend = expected[0] >= 0xE0 && expected[0] <= 0xEF;
     const bool equal = expected[0] == packet[0] && (bend || expected[1] == packet[1]);
-    if (equal) {
-        printed += "\r\n设定回显正常\r\n";
-        memory_.confirmed = true;
-    }
-    print("midi_setup_data 0 %x , p %x\r\n", expected[0], packet[0]);
-    print("midi_setup_data 1 %x , p %x\r\n", expected[1], packet[1]);
+    memory_.confirmed = memory_.confirmed || equal;
+    printed += heard_lines(bytes, expected, packet, equal);
 }
 
 void ExpectedPress::pause(StepKind kind, unsigned microseconds) {
@@ -131,29 +111,29 @@ bool ExpectedPress::carries_current(const NameBuffer& buffer) const {
     return std::equal(name.begin(), name.end(), buffer.begin());
 }
 
-/// Connecting asks whether this source and others, connected earlier, are still there; what it
-/// asks last is whether this one is online.
-bool ExpectedPress::is_online(MIDIObjectRef source) {
-    bool offline = false;
-    bool last_was_query = false;
-    while (comes(StepKind::offline) || comes(StepKind::connect)) {
-        last_was_query = comes(StepKind::offline);
-        const Event& event = take(last_was_query ? StepKind::offline : StepKind::connect);
-        if (last_was_query)
-            offline = event.status == -ENODEV || (event.status == 0 && event.value == 1);
-        else if (event.object != source)
+/// What the service itself asks on the way, it may ask as it likes.
+void ExpectedPress::connect_to(MIDIObjectRef source) {
+    while (at_ < journal_.size() && journal_[at_].is_in_connection) {
+        const Event& event = take(journal_[at_].step.kind);
+        if (event.step.kind != StepKind::connect)
+            continue;
+        if (event.object != source)
             complain("another source was connected");
         else if (event.status == 0)
             memory_.connected.insert(source);
     }
-    if (!last_was_query)
-        complain("nobody asked whether the source is online");
-    return !offline;
+}
+
+bool ExpectedPress::is_online(MIDIObjectRef endpoint) {
+    const Event& answer = take(StepKind::offline);
+    if (answer.object != endpoint)
+        complain("another object was asked whether it is online");
+    return answer.status != -ENODEV && (answer.status != 0 || answer.value != 1);
 }
 
 bool ExpectedPress::connect() {
     const auto& sources = take(StepKind::sources).objects;
-    print("MIDIGetNumberOfSources %x \r\n", static_cast<unsigned>(sources.size()));
+    printed += sources_line(sources.size());
     std::uint32_t found = nowhere;
     for (std::uint32_t i = 0; i < sources.size(); ++i) {
         if (comes(StepKind::disconnect)) {
@@ -169,13 +149,14 @@ bool ExpectedPress::connect() {
             found = i;
     }
     if (found == nowhere) {
-        printed += "midi init failed \r\n";
+        printed += no_source_line;
         return false;
     }
-    print("midi init success ,number code %x \r\n", found);
+    printed += source_line(found);
     read(StepKind::name, sources[found], memory_.endpoint);
+    connect_to(sources[found]);
     const bool online = is_online(sources[found]);
-    print("%s is %s\r\n", memory_.endpoint.data(), online ? "online" : "offline");
+    printed += online_line(memory_.endpoint.data(), online);
     return online;
 }
 
@@ -183,9 +164,9 @@ bool ExpectedPress::connect() {
 
 /// 1: the machine is among the devices; 0: there are no devices; -1: there are others.
 int ExpectedPress::scan() {
-    printed += "send_midi_out_data\r\n";
+    printed += scan_line;
     const auto& devices = take(StepKind::devices).objects;
-    print(" MIDIGetNumberOfDevices  %x\r\n", static_cast<unsigned>(devices.size()));
+    printed += devices_line(devices.size());
     for (const MIDIObjectRef device : devices) {
         NameBuffer manufacturer{}; // nobody reads it
         read(StepKind::name, device, memory_.name);
@@ -199,7 +180,7 @@ int ExpectedPress::scan() {
 
 std::pair<std::uint32_t, MIDIObjectRef> ExpectedPress::look_up() {
     const auto& destinations = take(StepKind::destinations).objects;
-    print("MIDIGetNumberOfDestinations %x \r\n", static_cast<unsigned>(destinations.size()));
+    printed += destinations_line(destinations.size());
     std::pair<std::uint32_t, MIDIObjectRef> found{nowhere, 0};
     for (std::uint32_t i = 0; i < destinations.size(); ++i) {
         read(StepKind::name, destinations[i], memory_.endpoint);
@@ -207,9 +188,8 @@ std::pair<std::uint32_t, MIDIObjectRef> ExpectedPress::look_up() {
         if (carries_current(memory_.endpoint))
             found = {i, destinations[i]};
     }
-    // What is printed is about the place behind the last one, where nothing is.
     if (!destinations.empty())
-        print("CCCCC: %s is online\r\n", memory_.endpoint.data());
+        printed += last_destination_line(memory_.endpoint.data());
     return found;
 }
 
@@ -226,20 +206,21 @@ OSStatus ExpectedPress::send(StepKind kind, const Bytes& bytes) {
 
 OSStatus ExpectedPress::sequence(const Bytes& bytes) {
     ++sequences;
-    const auto channel = static_cast<std::uint8_t>(bytes[0] & 0x0F);
-    pause(StepKind::pause_1, 2000);
+    const auto events = sequence_events(bytes[0], bytes[1], bytes[2]);
+    auto length = sequence_pauses.begin();
+    pause(StepKind::pause_1, *length++);
     for (int i = 0; i < 6; ++i)
-        (void)send(StepKind::clock, {0xF8});
-    pause(StepKind::pause_2, 1000);
-    (void)send(StepKind::note_on, {static_cast<std::uint8_t>(0x90 | channel), bytes[1], bytes[2]});
-    pause(StepKind::pause_3, 2000);
-    (void)send(StepKind::note_off, {static_cast<std::uint8_t>(0x80 | channel), bytes[1], bytes[2]});
-    pause(StepKind::pause_4, 2000);
+        (void)send(StepKind::clock, events[0]);
+    pause(StepKind::pause_2, *length++);
+    (void)send(StepKind::note_on, events[6]);
+    pause(StepKind::pause_3, *length++);
+    (void)send(StepKind::note_off, events[7]);
+    pause(StepKind::pause_4, *length++);
     (void)send(StepKind::message, bytes);
     memory_.expected = {bytes[0], bytes[1]};
-    pause(StepKind::pause_5, 2000);
-    const OSStatus last = send(StepKind::closing_clock, {0xF8});
-    pause(StepKind::pause_6, 2000);
+    pause(StepKind::pause_5, *length++);
+    const OSStatus last = send(StepKind::closing_clock, events[9]);
+    pause(StepKind::pause_6, *length++);
     return last;
 }
 
@@ -248,36 +229,31 @@ unsigned ExpectedPress::send_confirmed(const Bytes& bytes) {
     destination = look_up().second;
     if (look_up().first == nowhere)
         return 1;
-    print("midi_get_destination %x \r\n", look_up().first);
-    if (destination != 0) {
-        const Event& answer = take(StepKind::offline);
-        if (answer.status == -ENODEV || (answer.status == 0 && answer.value == 1)) {
-            printed += "offline \r\n";
-            return 1;
-        }
+    const std::uint32_t third = look_up().first;
+    printed += destination_line(third);
+    if (destination != 0 && !is_online(destination)) {
+        printed += "offline \r\n";
+        return 1;
     }
-    printed += "clock mc\r\n";
+    printed += sending_line;
     OSStatus last = sequence(bytes);
-    pause(StepKind::wait, 300'000);
-    if (memory_.confirmed) {
-        printed += "设置成功了 \r\n";
-    } else {
-        printed += "设置失败obk\r\n";
+    pause(StepKind::wait, echo_wait);
+    printed += memory_.confirmed ? success_line : failure_line;
+    if (!memory_.confirmed)
         last = sequence(bytes);
-    }
     return (static_cast<unsigned>(last) & 0xFF) == 0 ? 0 : 1;
 }
 
 unsigned ExpectedPress::command(const Bytes& bytes) {
-    for (const char* const before : {"", "key_code_value_set\r\n"}) {
+    for (const std::string& before : {std::string(), command_line}) {
         printed += before;
         if (scan() == 1)
-            printed += "no macthing name B \r\n";
+            printed += presence_line;
     }
     const int found = scan();
     if (found != 1)
         return found == 0 ? 0 : 1;
-    printed += "midiOutShortMsg\r\n";
+    printed += found_line;
     return send_confirmed(bytes);
 }
 
@@ -290,9 +266,8 @@ void ExpectedPress::appear() {
 }
 
 void ExpectedPress::name_machine(unsigned machine) {
-    memory_.current = name_of(machine);
-    print("set_device_name 4ac%xf4c4 \r\nmiddle_value %x \r\nGenerated device_name: %s\n", machine,
-          machine, memory_.current.c_str());
+    memory_.current = family_name(machine);
+    printed += naming_lines(machine);
     (void)connect();
 }
 
@@ -300,16 +275,16 @@ void ExpectedPress::name_machine(unsigned machine) {
 void ExpectedPress::choose(const std::vector<unsigned>& present) {
     if (present.size() == 1) {
         const unsigned machine = present.front();
-        menu = name_of(machine);
+        menu = family_name(machine);
         name_machine(machine);
-        print("-%X--set_device_name(0x%s);\n", machine, menu.c_str());
+        printed += automatic_choice_line(machine);
         return;
     }
     const auto digit = static_cast<unsigned>(std::stoul(menu.substr(3, 1), nullptr, 16));
     memory_.current.clear();
-    print("set_device_name 16c%xf4c4 \r\nGenerated device_name: \n", digit);
+    printed += manual_naming_lines(digit);
     (void)connect();
-    print("User selected: %s\nset_device_name(0x16C%XF4C4);\n", menu.c_str(), digit);
+    printed += manual_choice_lines(menu);
 }
 
 void ExpectedPress::apply(const std::string& type_line, const std::string& menu_text,
@@ -318,15 +293,15 @@ void ExpectedPress::apply(const std::string& type_line, const std::string& menu_
     printed += type_line;
     std::vector<unsigned> present;
     for (unsigned i = 0; i < 16; ++i) {
-        memory_.current = name_of(i);
-        print("set_device_name 4ac%xf4c4 \r\n", i);
+        memory_.current = family_name(i);
+        printed += probe_starts_line(i);
         if (connect())
             present.push_back(i);
-        print("i = 0x%02X, device_connect_id_arg = 0x%s\n", i, name_of(i).c_str());
+        printed += probe_ends_line(i);
     }
     choose(present);
     result = command(bytes);
-    print("%u\n", result);
+    printed += std::to_string(result) + '\n';
     if (result == 0) {
         title = "设置成功!";
         message = "旋钮" + std::to_string(bytes[2]) + "--设置成功!";
@@ -334,14 +309,14 @@ void ExpectedPress::apply(const std::string& type_line, const std::string& menu_
         title = "设置失败!";
         message = "设置失败,检查连接状态\n[当前可选-选项-连接列表]\n";
         for (const unsigned machine : present)
-            message += name_of(machine) + (machine == present.back() ? "" : "\n");
+            message += family_name(machine) + (machine == present.back() ? "" : "\n");
     }
     finish();
 }
 
 void ExpectedPress::save() {
     result = command({0xAF, 0x7F, 0x7F});
-    print("%u\n", result);
+    printed += std::to_string(result) + '\n';
     title = result == 0 ? "hardware" : "保存失败!";
     message = result == 0 ? "保存成功!" : "hardware";
     finish();

@@ -58,12 +58,12 @@ private:
     void happen();
     void hear(const Bytes& bytes);
     void complain(const std::string& what);
-    void print(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
     void read(StepKind property, MIDIObjectRef object, NameBuffer& buffer);
     [[nodiscard]] bool carries_current(const NameBuffer& buffer) const;
     [[nodiscard]] bool connect();
-    [[nodiscard]] bool is_online(MIDIObjectRef source);
+    void connect_to(MIDIObjectRef source);
+    [[nodiscard]] bool is_online(MIDIObjectRef endpoint);
     void choose(const std::vector<unsigned>& present);
     [[nodiscard]] unsigned command(const Bytes& bytes);
     [[nodiscard]] int scan();

@@ -6,6 +6,8 @@
 #include "tests/exploration/expected_press.h"
 #include "tests/exploration/live_allocations.h"
 #include "tests/support/device_state.h"
+#include "tests/support/press_lines.h"
+#include "tests/support/sequence.h"
 #include "tests/support/virtual_pauses.h"
 
 // Behind the service's headers: its global variables have the names of properties there.
@@ -19,17 +21,6 @@ constexpr std::size_t shown_failures = 10;
 constexpr std::uint8_t part = 5;
 constexpr std::uint8_t controller = 7;
 constexpr std::uint32_t machine_code = 0x4AC5F4C4;
-
-/// The one sequence that a healthy machine gets.
-Bytes sequence(const Bytes& message) {
-    const auto channel = static_cast<std::uint8_t>(message[0] & 0x0F);
-    Bytes bytes(6, 0xF8);
-    for (const auto status : {static_cast<std::uint8_t>(0x90 | channel),
-                              static_cast<std::uint8_t>(0x80 | channel), message[0]})
-        bytes.insert(bytes.end(), {status, message[1], message[2]});
-    bytes.push_back(0xF8);
-    return bytes;
-}
 
 /// Where two texts part, with a little of what comes there in each.
 std::string difference(const std::string& found, const std::string& wanted) {
@@ -207,14 +198,14 @@ void Run::press_on_a_healthy_machine() {
     backend_.begin_press();
     apply_action(screen_);
     const std::string printed = output_.take();
-    const Bytes message = {static_cast<std::uint8_t>(scenario_.is_bend ? 0xE2 : 0xB2), controller,
-                           part};
-    const std::string end = "设置成功了 \r\n0\n";
+    const std::uint8_t status = scenario_.is_bend ? 0xE2 : 0xB2;
+    const std::string end = success_line + "0\n";
     expect("end of what the next press printed",
            printed.substr(printed.size() - std::min(printed.size(), end.size())), end);
     expect("title of the next press", screen_.showmessage_title, std::string("设置成功!"));
     expect("message of the next press", screen_.showmessage, std::string("旋钮5--设置成功!"));
-    expect("the next sequence is whole", machine.received() == sequence(message) ? 1 : 0, 1);
+    expect("the next sequence is whole",
+           machine.received() == sequence(status, controller, part) ? 1 : 0, 1);
     expect("flag of the next press", static_cast<unsigned>(set_up_ok_flag), 185U);
     expect("bytes to a stranger", world_.strangers_bytes.size(), std::size_t{0});
     disappear_hook();

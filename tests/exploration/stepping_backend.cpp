@@ -22,6 +22,8 @@ constexpr std::array<const char*, 21> step_names = {
     "connect", "disconnect",   "clock",   "note on", "note off",     "message", "closing clock",
     "pause 1", "pause 2",      "pause 3", "pause 4", "pause 5",      "pause 6", "wait"};
 
+bool is_connecting = false;
+
 StepKind count_of(ObjectList list) {
     constexpr std::array kinds = {StepKind::sources, StepKind::destinations, StepKind::devices};
     return kinds[static_cast<std::size_t>(list)];
@@ -33,6 +35,20 @@ StepKind query_of(TextProperty property) {
 }
 
 } // namespace
+
+// The device layer's calls of MIDIPortConnectSource() come here, by the linker's --wrap, and go on
+// to the service.
+OSStatus connect_source(MIDIPortRef port, MIDIEndpointRef source,
+                        void* context) __asm__("__real__Z21MIDIPortConnectSourcejjPv");
+OSStatus watch_connection(MIDIPortRef port, MIDIEndpointRef source,
+                          void* context) __asm__("__wrap__Z21MIDIPortConnectSourcejjPv");
+
+OSStatus watch_connection(MIDIPortRef port, MIDIEndpointRef source, void* context) {
+    is_connecting = true;
+    const OSStatus status = connect_source(port, source, context);
+    is_connecting = false;
+    return status;
+}
 
 std::string to_string(const Step& step) {
     return std::string(stage_names[static_cast<std::size_t>(step.stage)]) + '/' +
@@ -75,7 +91,7 @@ Step SteppingBackend::locate(StepKind kind) {
 std::size_t SteppingBackend::begin(StepKind kind, MIDIObjectRef object) {
     const Step step = locate(kind);
     const std::size_t place = journal.size();
-    journal.push_back({.step = step, .object = object});
+    journal.push_back({.step = step, .is_in_connection = is_connecting, .object = object});
     if (in_step)
         in_step(step);
     return place;

@@ -2,14 +2,12 @@
 #pragma once
 
 #include "midi_service/embedded/embedded_backend.h"
+#include "tests/support/sequence.h"
 
 #include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
-#include <vector>
-
-using Bytes = std::vector<std::uint8_t>;
 
 /// Where in a press a step is.
 enum class Stage : std::uint8_t { probe, choice, scan, lookup, sequence, repetition };
@@ -53,6 +51,7 @@ struct Event {
     enum class Kind : std::uint8_t { step, emission, gone };
     Kind kind = Kind::step;
     Step step{};
+    bool is_in_connection = false;        ///< the service was connecting a source
     MIDIObjectRef object = 0;             ///< asked, connected, sent to, emitting or gone
     OSStatus status = 0;                  ///< the answer
     std::vector<MIDIObjectRef> objects{}; ///< of a count

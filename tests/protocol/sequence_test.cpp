@@ -9,10 +9,10 @@ namespace {
 
 using namespace protocol;
 
+static_assert(protocol::echo_wait == ::echo_wait);
 static_assert(confirmed_sequence({0xB2, 7, 5}).size() == 10);
 static_assert(save_command == Message{0xAF, 0x7F, 0x7F});
 static_assert(timing_clock == 0xF8);
-static_assert(echo_wait == 300'000);
 static_assert(attempts == 2);
 
 // Those of the device layer too: it sends bytes that make no mapping, and no valid message.

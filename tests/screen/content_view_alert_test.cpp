@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/screen/screen_fixture.h"
+#include "tests/support/sequence.h"
 
 namespace {
 
@@ -161,9 +162,7 @@ TEST_F(ContentViewAlert, APressWhileAnActionRunsDoesNothing) {
     before_pause = nullptr;
     EXPECT_EQ(machine.table(), (MappingTable{{0, protocol::MessageType::control_change, 1, 0}}));
     EXPECT_TRUE(machine.saved_table().empty());
-    const std::vector<std::uint8_t> once = {0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0x90, 0,
-                                            0,    0x80, 0,    0,    0xB0, 0,    0,    0xF8};
-    EXPECT_EQ(machine.received(), once);
+    EXPECT_EQ(machine.received(), sequence(0xB0, 0, 0));
     ASSERT_NE(alert(), nullptr);
     EXPECT_EQ(alert_title(), u"设置成功!"_s);
 }

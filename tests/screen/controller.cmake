@@ -22,7 +22,7 @@ keyloft_test(press_test
   press_apply_test.cpp press_fixture.cpp press_save_test.cpp press_start_test.cpp
   press_threads_test.cpp
   LINK screen_controller device_layer midi_service midi_embedded simulation_firmware
-    simulation_embedded test_captured_output test_virtual_pauses test_watchdog)
+    simulation_embedded test_captured_output test_press_lines test_virtual_pauses test_watchdog)
 
 # What the address sanitizer does not see: values that nobody wrote.
 if(NOT CMAKE_CXX_FLAGS MATCHES "-m32|-f")

@@ -4,9 +4,6 @@
 
 namespace {
 
-const std::string success_line = "设置成功了 \r\n";
-const std::string failure_line = "设置失败obk\r\n";
-
 /// A press on a screen that has come up.
 class ApplyPress : public Press {
 protected:
@@ -23,14 +20,13 @@ protected:
 
 TEST_F(ApplyPress, OneMachineIsFoundSetAndConfirmed) {
     const EmbeddedMachine machine(service_, 0x4AC5F4C4);
-    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
-                           command_lines(5, {5}, echo_lines(0xB0, 0, 0) + success_line) + "0\n");
+    EXPECT_EQ(apply(), press_lines(5, echo_lines(0xB0, 0, 0) + success_line));
     expect_alert("设置成功!", "旋钮0--设置成功!");
     EXPECT_EQ(screen_.machine_type_menu_string, "4AC5F4C4");
     EXPECT_EQ(machine.received(), sequence(0xB0, 0, 0)) << "no probe reaches it";
     EXPECT_EQ(machine.table(), (MappingTable{{0, protocol::MessageType::control_change, 1, 0}}));
     EXPECT_TRUE(machine.saved_table().empty());
-    EXPECT_EQ(recorded_pauses, sequence_pauses(true));
+    EXPECT_EQ(recorded_pauses, command_pauses(false));
 }
 
 TEST_F(ApplyPress, EachTypeReachesTheMachineAsItWasChosen) {
@@ -58,40 +54,32 @@ TEST_F(ApplyPress, EachTypeReachesTheMachineAsItWasChosen) {
 
 TEST_F(ApplyPress, SilentMachineGetsTheSequenceTwiceAndItIsASuccessAllTheSame) {
     const EmbeddedMachine machine(service_, 0x4AC5F4C4, {.silent = MachineFaults::always});
-    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
-                           command_lines(5, {5}, failure_line) + "0\n");
+    EXPECT_EQ(apply(), press_lines(5, failure_line));
     expect_alert("设置成功!", "旋钮0--设置成功!");
     Bytes twice = sequence(0xB0, 0, 0);
     const Bytes again = twice;
     twice.insert(twice.end(), again.begin(), again.end());
     EXPECT_EQ(machine.received(), twice);
-    std::vector<unsigned> pauses = sequence_pauses(true);
-    const std::vector<unsigned> repeated = sequence_pauses(false);
-    pauses.insert(pauses.end(), repeated.begin(), repeated.end());
-    EXPECT_EQ(recorded_pauses, pauses);
+    EXPECT_EQ(recorded_pauses, command_pauses(true));
 }
 
 TEST_F(ApplyPress, OneLostEchoIsMadeGoodByTheRepetition) {
     const EmbeddedMachine machine(service_, 0x4AC5F4C4, {.silent = 1});
-    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
-                           command_lines(5, {5}, failure_line + echo_lines(0xB0, 0, 0)) + "0\n");
+    EXPECT_EQ(apply(), press_lines(5, failure_line + echo_lines(0xB0, 0, 0)));
     EXPECT_EQ(machine.table(), (MappingTable{{0, protocol::MessageType::control_change, 1, 0}}));
 }
 
 TEST_F(ApplyPress, WrongSecondByteIsNoConfirmation) {
     screen_.message_controller_number_code_string = "7";
     const EmbeddedMachine machine(service_, 0x4AC5F4C4, {.wrong = 1, .wrong_byte = 2});
-    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
-                           command_lines(5, {5},
-                                         wrong_echo_lines({0xB0, 7, 0}, {0xB0, 6, 0}) +
-                                             failure_line + echo_lines(0xB0, 7, 0)) +
-                           "0\n");
+    const Bytes right = {0xB0, 7, 0}, wrong = {0xB0, 6, 0};
+    EXPECT_EQ(apply(), press_lines(5, heard_lines(wrong, right, wrong, false) + failure_line +
+                                          echo_lines(0xB0, 7, 0)));
 }
 
 TEST_F(ApplyPress, SlowEchoWithinTheWaitConfirms) {
     const EmbeddedMachine machine(service_, 0x4AC5F4C4, {.slow = 1, .delay_ms = 250});
-    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
-                           command_lines(5, {5}, echo_lines(0xB0, 0, 0) + success_line) + "0\n");
+    EXPECT_EQ(apply(), press_lines(5, echo_lines(0xB0, 0, 0) + success_line));
     EXPECT_EQ(machine.received(), sequence(0xB0, 0, 0));
 }
 
@@ -132,8 +120,7 @@ TEST_F(ApplyPress, TwoMachinesAreListedAndNothingReachesThem) {
 TEST_F(ApplyPress, OneMachineMakesAnInvalidMenuTextValid) {
     const EmbeddedMachine machine(service_, 0x4AC5F4C4);
     screen_.machine_type_menu_string = "nonsense";
-    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
-                           command_lines(5, {5}, echo_lines(0xB0, 0, 0) + success_line) + "0\n");
+    EXPECT_EQ(apply(), press_lines(5, echo_lines(0xB0, 0, 0) + success_line));
     EXPECT_EQ(screen_.machine_type_menu_string, "4AC5F4C4");
 }
 
@@ -167,17 +154,14 @@ TEST_F(ApplyPress, MachinePulledBetweenTwoPressesIsGoneAtTheNext) {
                            command_to_nobody_lines({}) + "0\n");
     screen_.showAlert = false;
     machine.plug();
-    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({5}) + automatic_lines(5, {5}) +
-                           command_lines(5, {5}, echo_lines(0xB0, 0, 0) + success_line) + "0\n");
+    EXPECT_EQ(apply(), press_lines(5, echo_lines(0xB0, 0, 0) + success_line));
     EXPECT_TRUE(screen_.showAlert);
 }
 
 TEST_F(ApplyPress, EachOfTheSixteenMachinesAloneIsSetAndConfirmed) {
     for (unsigned i = 0; i < 16; ++i) {
         const EmbeddedMachine machine(service_, 0x4AC0F4C4 + i * 0x10000);
-        EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({i}) + automatic_lines(i, {i}) +
-                               command_lines(i, {i}, echo_lines(0xB0, 0, 0) + success_line) +
-                               "0\n");
+        EXPECT_EQ(apply(), press_lines(i, echo_lines(0xB0, 0, 0) + success_line));
         EXPECT_EQ(machine.received(), sequence(0xB0, 0, 0));
     }
 }

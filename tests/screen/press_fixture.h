@@ -4,14 +4,10 @@
 #include "keyloft/screen_controller.h"
 #include "simulation/embedded_connection.h"
 #include "tests/support/captured_output.h"
-
-#include <cstdint>
-#include <string>
-#include <vector>
+#include "tests/support/press_lines.h"
+#include "tests/support/sequence.h"
 
 #include <gtest/gtest.h>
-
-using Bytes = std::vector<std::uint8_t>;
 
 /// A screen over the real device layer and the embedded service, in manual time: a press takes no
 /// time, and what a machine answers comes in the pause in which it is due.
@@ -30,30 +26,22 @@ protected:
     ScreenState screen_;
 };
 
-// The printed lines, from the smallest part to a whole command. `plugged` are the middle values of
-// the machines that are plugged in, in this order.
+// What is printed. `plugged` are the numbers of the machines that are plugged in, in this order.
 
 using Plugged = std::vector<unsigned>;
 
-/// Connecting to a machine, if it is plugged in.
-[[nodiscard]] std::string connection_lines(unsigned machine, const Plugged& plugged);
 /// The sixteen probes.
 [[nodiscard]] std::string probe_lines(const Plugged& plugged);
 /// The automatic choice of a machine.
 [[nodiscard]] std::string automatic_lines(unsigned machine, const Plugged& plugged);
-/// The manual choice of a machine: it finds none, whatever is plugged in.
+/// The choice of a machine by the menu: it finds none, whatever is plugged in.
 [[nodiscard]] std::string manual_lines(unsigned machine, const Plugged& plugged);
 /// A command that finds no machine.
 [[nodiscard]] std::string command_to_nobody_lines(const Plugged& plugged);
 /// A command to a machine that is there: `sending` is what is printed while it is sent.
 [[nodiscard]] std::string command_lines(unsigned machine, const Plugged& plugged,
                                         const std::string& sending);
+/// A whole apply press of a control change, with this machine alone plugged in.
+[[nodiscard]] std::string press_lines(unsigned machine, const std::string& sending);
 /// What the receive thread prints for an echo of three bytes that was expected.
 [[nodiscard]] std::string echo_lines(std::uint8_t status, std::uint8_t data1, std::uint8_t data2);
-/// The same for one that was not.
-[[nodiscard]] std::string wrong_echo_lines(const Bytes& expected, const Bytes& echo);
-
-/// One confirmed sequence on the wire.
-[[nodiscard]] Bytes sequence(std::uint8_t status, std::uint8_t data1, std::uint8_t data2);
-/// The pauses of one sequence, in microseconds, with its wait for the echo or without.
-[[nodiscard]] std::vector<unsigned> sequence_pauses(bool with_wait);

@@ -17,13 +17,12 @@ protected:
 TEST_F(SavePress, StartMachineSavesWithoutAnApplyPress) {
     const EmbeddedMachine machine(service_, 0x4ACCF4C4);
     static_cast<void>(appear());
-    EXPECT_EQ(save(),
-              command_lines(12, {12}, echo_lines(0xAF, 0x7F, 0x7F) + "设置成功了 \r\n") + "0\n");
+    EXPECT_EQ(save(), command_lines(12, {12}, echo_lines(0xAF, 0x7F, 0x7F) + success_line) + "0\n");
     EXPECT_EQ(screen_.showmessage_title, "hardware");
     EXPECT_EQ(screen_.showmessage, "保存成功!");
     EXPECT_TRUE(screen_.showAlert);
     EXPECT_EQ(machine.received(), sequence(0xAF, 0x7F, 0x7F));
-    EXPECT_EQ(recorded_pauses, sequence_pauses(true));
+    EXPECT_EQ(recorded_pauses, command_pauses(false));
 }
 
 TEST_F(SavePress, MappingIsKeptByTheMachineThroughAPowerCycle) {
@@ -65,7 +64,7 @@ TEST_F(SavePress, FailedSendsAreAFailure) {
     look.send_status = -EIO;
     static_cast<void>(service_.attach(look));
     static_cast<void>(appear());
-    EXPECT_EQ(save(), command_lines(12, {12}, "设置失败obk\r\n") + "1\n");
+    EXPECT_EQ(save(), command_lines(12, {12}, failure_line) + "1\n");
     EXPECT_EQ(screen_.showmessage_title, "保存失败!");
     EXPECT_EQ(screen_.showmessage, "hardware");
 }

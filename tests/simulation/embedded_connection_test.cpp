@@ -2,7 +2,7 @@
 #include "simulation/embedded_connection.h"
 
 #include "midi_service/midi_text.h"
-#include "tests/simulation/firmware_sequence.h"
+#include "tests/support/sequence.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "simulation/firmware.h"
 
-#include "tests/simulation/firmware_sequence.h"
+#include "tests/support/sequence.h"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 
 #include "simulation/connected_machine.h"
 #include "simulation/machine_text.h"
-#include "tests/simulation/firmware_sequence.h"
+#include "tests/support/sequence.h"
 
 #include <utility>
 

@@ -37,11 +37,14 @@ inline Bytes sequence(std::uint8_t status, std::uint8_t data1, std::uint8_t data
 /// the last one.
 inline const std::vector<unsigned> sequence_pauses = {2000, 1000, 2000, 2000, 2000, 2000};
 
+/// For the echo, in microseconds.
+inline constexpr unsigned echo_wait = 300'000;
+
 /// The pauses of a whole command: a sequence, the wait for the echo and, without an echo, the
 /// sequence again.
 inline std::vector<unsigned> command_pauses(bool repeated) {
     std::vector<unsigned> pauses = sequence_pauses;
-    pauses.push_back(300'000);
+    pauses.push_back(echo_wait);
     if (repeated)
         pauses.insert(pauses.end(), sequence_pauses.begin(), sequence_pauses.end());
     return pauses;
