@@ -6,8 +6,9 @@
 #include <chrono>
 #include <utility>
 
-EmbeddedMachine::EmbeddedMachine(EmbeddedBackend& service, std::uint32_t code, MachineFaults faults)
-    : service_(service), name_(protocol::code_text(code)), firmware_(faults) {
+EmbeddedMachine::EmbeddedMachine(EmbeddedBackend& service, std::uint32_t code, MachineFaults faults,
+                                 MappingTable saved)
+    : service_(service), name_(protocol::code_text(code)), firmware_(faults, std::move(saved)) {
     plug();
 }
 
@@ -19,13 +20,13 @@ void EmbeddedMachine::unplug() {
     std::unique_lock lock(mutex_);
     const MIDIObjectRef gone = std::exchange(reference_, 0);
     lock.unlock();
-    // Detaching waits for a receive() that runs, and that waits for the lock.
+    // Not under the lock: detaching waits until a running receive() ends, which takes the lock.
     if (gone != 0)
         service_.detach(gone);
 }
 
 void EmbeddedMachine::plug() {
-    // A message that comes before the reference is known waits for the lock.
+    // Held until the reference is known, in case a message arrives before attach() returns.
     const std::lock_guard lock(mutex_);
     if (reference_ != 0)
         return;
@@ -45,11 +46,20 @@ void EmbeddedMachine::receive(std::span<const std::uint8_t> messages) {
                       std::chrono::milliseconds(reply.after_ms));
     if (!firmware_.vanished())
         return;
-    // Once the lock is given up the machine may be gone: nothing of it is touched behind it.
+    // Another thread may destroy the machine once the lock is free: touch no member after that.
     EmbeddedBackend& service = service_;
     const MIDIObjectRef gone = std::exchange(reference_, 0);
     lock.unlock();
     service.detach(gone);
+}
+
+bool EmbeddedMachine::play(int part, int value) {
+    const std::lock_guard lock(mutex_);
+    const auto message = firmware_.play(part, value);
+    if (reference_ == 0 || !message)
+        return false;
+    service_.emit(reference_, *message, std::chrono::microseconds(0));
+    return true;
 }
 
 MappingTable EmbeddedMachine::table() const {

@@ -32,7 +32,8 @@ bool take(unsigned& count) {
 
 } // namespace
 
-Firmware::Firmware(MachineFaults faults) : faults_(faults) {}
+Firmware::Firmware(MachineFaults faults, MappingTable saved)
+    : faults_(faults), table_(saved), saved_(std::move(saved)) {}
 
 MachineAnswer Firmware::receive(std::span<const std::uint8_t> bytes) {
     MachineAnswer answer;
@@ -51,6 +52,15 @@ MachineEvent Firmware::power_cycle() {
     clocks_ = 0;
     stage_ = Stage::idle;
     return {.kind = MachineEvent::Kind::power_cycle};
+}
+
+std::optional<protocol::Message> Firmware::play(int part, int value) const {
+    const auto mapping = table_.find({.part = part});
+    if (mapping == table_.end() || value < 0 || value > protocol::highest_number)
+        return std::nullopt;
+    auto message = protocol::message_of(*mapping);
+    message->back() = static_cast<std::uint8_t>(value);
+    return message;
 }
 
 void Firmware::read(std::uint8_t byte, MachineAnswer& answer) {

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <set>
 #include <span>
 #include <vector>
@@ -62,7 +63,8 @@ struct MachineAnswer {
 /// with code of its own instead of comparing with what those programs are built from.
 class Firmware {
 public:
-    explicit Firmware(MachineFaults faults = {});
+    /// `saved`: the mappings that the machine starts with.
+    explicit Firmware(MachineFaults faults = {}, MappingTable saved = {});
 
     /// Reads any number of bytes from the cable, cut anywhere. A machine that has vanished reads
     /// nothing and sends nothing.
@@ -71,6 +73,10 @@ public:
     /// Goes back to the saved table and forgets a sequence that had begun. A machine that has
     /// vanished is back.
     [[nodiscard]] MachineEvent power_cycle();
+
+    /// What a part sends when somebody moves it: the status and first data byte that it is mapped
+    /// to, then `value`, 0 to 127. Nothing for another value, and for a part without a mapping.
+    [[nodiscard]] std::optional<protocol::Message> play(int part, int value) const;
 
     [[nodiscard]] const MappingTable& table() const { return table_; }
     [[nodiscard]] const MappingTable& saved_table() const { return saved_; }

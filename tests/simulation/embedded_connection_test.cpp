@@ -31,7 +31,11 @@ protected:
 
     void connect() {
         ASSERT_EQ(MIDIGetNumberOfSources(), 1U);
-        ASSERT_EQ(MIDIPortConnectSource(in_, MIDIGetSource(0), nullptr), 0);
+        listen_to(MIDIGetSource(0));
+    }
+
+    void listen_to(MIDIEndpointRef source) {
+        ASSERT_EQ(MIDIPortConnectSource(in_, source, nullptr), 0);
     }
 
     /// Sends bytes as one packet each message to the machine; the status of the last send.
@@ -115,6 +119,33 @@ TEST_F(EmbeddedMachineTest, SendsChatterAroundTheEchoInOrder) {
     ASSERT_EQ(send(machine, sequence(0xB0, 0x07, 0x05)), 0);
     service_.advance(milliseconds(1));
     EXPECT_EQ(take(), (Bytes{0xF8, 0x91, 0x3C, 0x64, 0xB0, 0x07, 0x05, 0xF8, 0x81, 0x3C, 0x00}));
+}
+
+TEST_F(EmbeddedMachineTest, SendsWhatAPartIsMappedToWhenItIsPlayed) {
+    EmbeddedMachine machine(service_, code, {}, mapped);
+    EXPECT_EQ(machine.saved_table(), mapped);
+    connect();
+    EXPECT_TRUE(machine.play(5, 100));
+    EXPECT_FALSE(machine.play(6, 100));
+    service_.advance(milliseconds(0));
+    EXPECT_EQ(take(), (Bytes{0xB0, 0x07, 0x64}));
+    machine.unplug();
+    EXPECT_FALSE(machine.play(5, 100));
+}
+
+TEST_F(EmbeddedMachineTest, AnswersBesideOthersEachInItsOwnTime) {
+    EmbeddedMachine quick(service_, code);
+    EmbeddedMachine slow(service_, 0x4AC6F4C4, {.slow = 1, .delay_ms = 5});
+    ASSERT_EQ(MIDIGetNumberOfSources(), 2U);
+    listen_to(quick.reference());
+    listen_to(slow.reference());
+    ASSERT_EQ(send(slow, sequence(0xB0, 0x07, 0x05)), 0);
+    ASSERT_EQ(send(quick, sequence(0xE0, 0x01, 0x06)), 0);
+    service_.advance(milliseconds(1));
+    EXPECT_EQ(take(), (Bytes{0xE0, 0x01, 0x06}));
+    service_.advance(milliseconds(5));
+    EXPECT_EQ(take(), echo);
+    EXPECT_EQ(slow.table(), mapped);
 }
 
 TEST_F(EmbeddedMachineTest, KeepsEveryByteThatReachedIt) {

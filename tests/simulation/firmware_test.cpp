@@ -161,6 +161,22 @@ TEST(Firmware, BeginsAnewWithANewBurst) {
               (std::vector<Bytes>{{0x90, 0x07, 0x05}}));
 }
 
+TEST(Firmware, PlaysAPartAsItIsMapped) {
+    using enum protocol::MessageType;
+    Firmware machine({},
+                     {{0, note_on, 1, 60}, {5, control_change, 3, 7}, {127, bend_change, 16, 1}});
+    EXPECT_EQ(machine.play(0, 100), (protocol::Message{0x90, 60, 100}));
+    EXPECT_EQ(machine.play(5, 0), (protocol::Message{0xB2, 7, 0}));
+    EXPECT_EQ(machine.play(127, 127), (protocol::Message{0xEF, 1, 127}));
+    (void)machine.receive(sequence(0x81, 0x02, 0x05));
+    EXPECT_EQ(machine.play(5, 9), (protocol::Message{0x81, 2, 9}));
+    (void)machine.power_cycle();
+    EXPECT_EQ(machine.play(5, 9), (protocol::Message{0xB2, 7, 9}))
+        << "what it started with is saved";
+    for (const auto& [part, value] : {std::pair{1, 0}, {-1, 0}, {128, 0}, {5, -1}, {5, 128}})
+        EXPECT_EQ(machine.play(part, value), std::nullopt) << part << ' ' << value;
+}
+
 TEST(Firmware, ForgetsTheClocksOfBeforeAPowerCycle) {
     Firmware firmware;
     (void)firmware.receive(Bytes(6, 0xF8));
