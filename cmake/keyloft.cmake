@@ -3,10 +3,10 @@
 find_package(Threads REQUIRED)
 
 # Optimised builds are hardened. Debian's package has a build type and flags of its own, which say
-# the same. The sanitizers do not see what the fortified functions do.
+# the same. A sanitizer does not see what the fortified functions do.
 foreach(config IN ITEMS RELEASE RELWITHDEBINFO MINSIZEREL)
   string(APPEND CMAKE_CXX_FLAGS_${config} " -fPIE -fstack-protector-strong -fstack-clash-protection")
-  if(NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize=")
+  if(KEYLOFT_VARIANT STREQUAL "plain")
     string(APPEND CMAKE_CXX_FLAGS_${config} " -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
   endif()
   string(APPEND CMAKE_EXE_LINKER_FLAGS_${config} " -pie -Wl,-z,relro,-z,now")
@@ -36,6 +36,7 @@ function(keyloft_program program)
   endif()
 endfunction()
 
-if(CMAKE_CXX_FLAGS MATCHES "--coverage")
+if(KEYLOFT_VARIANT STREQUAL "coverage")
   keyloft_part(coverage_at_end ${PROJECT_SOURCE_DIR}/tests/support/coverage_at_end.cpp)
+  target_link_options(coverage_at_end INTERFACE -Wl,--wrap=abort,--wrap=_exit)
 endif()

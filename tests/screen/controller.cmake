@@ -21,17 +21,17 @@ keyloft_test(controller_stop_test
 keyloft_test(press_test
   press_apply_test.cpp press_fixture.cpp press_save_test.cpp press_start_test.cpp
   press_threads_test.cpp
-  LINK screen_controller device_layer midi_service midi_embedded simulation_firmware
+  THREADS LINK screen_controller device_layer midi_service midi_embedded simulation_firmware
     simulation_embedded test_captured_output test_press_lines test_virtual_pauses test_watchdog)
 
 # What the address sanitizer does not see: values that nobody wrote.
-if(NOT CMAKE_CXX_FLAGS MATCHES "-m32|-f")
+if(KEYLOFT_VARIANT STREQUAL "plain")
   foreach(suite IN ITEMS Press ApplyPress SavePress)
     add_test(NAME valgrind.${suite}
       COMMAND valgrind --quiet --error-exitcode=1 --leak-check=full
         --errors-for-leak-kinds=definite,indirect,possible $<TARGET_FILE:press_test>
         --gtest_filter=${suite}.*)
     set_tests_properties(valgrind.${suite} PROPERTIES
-      LABELS valgrind TIMEOUT 300 FAIL_REGULAR_EXPRESSION "Running 0 tests")
+      LABELS "valgrind;slow" TIMEOUT 300 FAIL_REGULAR_EXPRESSION "Running 0 tests")
   endforeach()
 endif()
