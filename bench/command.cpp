@@ -23,7 +23,7 @@ namespace {
 using std::chrono::steady_clock;
 using microseconds = std::chrono::duration<double, std::micro>;
 
-constexpr std::uint32_t machine_code = 0x4AC5F4C4;
+constexpr std::uint32_t machine_code = protocol::family_code(5);
 constexpr double all_pauses = 311'000; // microseconds
 
 double shortest_excess = 1e9; ///< microseconds by which a pause was longer than asked, at least

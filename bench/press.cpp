@@ -7,6 +7,7 @@
 #include "bench/crowd.h"
 #include "keyloft/ContentView.h"
 #include "midi_service/alsa/alsa_backend.h"
+#include "protocol/device_code.h"
 #include "simulation/embedded_connection.h"
 
 #include <QApplication>
@@ -79,7 +80,7 @@ void inside(benchmark::State& state) {
             benchmark::DoNotOptimize(service.attach({.name = port_name(i)}));
         std::deque<EmbeddedMachine> plugged;
         for (std::uint32_t i = 0; i < state.range(0); ++i)
-            plugged.emplace_back(service, 0x4AC0F4C4U + i * 0x10000U);
+            plugged.emplace_back(service, protocol::family_code(i));
         press(state, expected_title(state.range(0)));
     }
     install_midi_backend(nullptr);

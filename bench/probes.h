@@ -3,6 +3,7 @@
 
 #include "Include/main.h"
 #include "Include/set_device_name.h"
+#include "protocol/device_code.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -32,13 +33,11 @@ private:
     int nowhere_;
 };
 
-constexpr std::uint32_t machines = 16;
+constexpr std::uint32_t machines = protocol::family_size;
 
 /// The name of machine 0 to 15 of the family, and of a port among many.
 inline std::string family_name(std::uint32_t machine) {
-    char text[16];
-    std::snprintf(text, sizeof text, "4AC%XF4C4", machine);
-    return text;
+    return protocol::code_text(protocol::family_code(machine));
 }
 
 inline std::string port_name(std::int64_t port) {
@@ -48,5 +47,5 @@ inline std::string port_name(std::int64_t port) {
 /// The sixteen probes of one apply press.
 inline void probe_all_machines() {
     for (std::uint32_t machine = 0; machine < machines; ++machine)
-        judge_device_connect_state_with_id(0x4AC0F4C4U + machine * 0x10000U);
+        judge_device_connect_state_with_id(protocol::family_code(machine));
 }

@@ -39,6 +39,10 @@ MAY_INCLUDE = [
     (r"midi_service/", r"midi_service/[^/]+$"),
     (r"simulation/firmware\.", r"simulation/firmware\.h$|protocol/mapping\.h$"),
     (r"simulation/", r"simulation/|protocol/|midi_service/"),
+    (r"setup/", r"(setup|protocol)/|midi_service/midi_service\.h$"),
+    (r"ctl/(main|doctor|arguments|argument_values|\w+_system)\.",
+     r"(ctl|setup|protocol|simulation|midi_service)/"),
+    (r"ctl/", r"(ctl|setup|protocol)/|midi_service/midi_service\.h$"),
     (r"demo/", r"demo/|simulation/|keyloft/|Include/|midi_service/|protocol/"),
     (r"(tests|bench|fuzz)/", r""),
 ]
@@ -58,6 +62,23 @@ FORBIDDEN = [
     (r"^(keyloft|demo)/.*\.(cpp|h)$", r"\bQS(ettings|ystemTrayIcon)\b|\b(save|restore)(Geometry|State)\b",
      "nothing is kept between two runs, and there is no tray"),
     (r"\.h$", r"^\s*using namespace\b(?!.*\w[Ll]iterals;)", "a header names what it uses in full"),
+]
+
+# (files, pattern) of facts of the protocol, outside comments. They stand in protocol/ alone; the
+# firmware, tests and fuzz targets have some a second time, because they judge the others. An example
+# of a device code in a text for users is no such fact.
+PROTOCOL_FACTS = [
+    # codes and names of the family; the device layer has a naming table of its own
+    (r"^(Include|keyloft|setup|ctl|simulation|demo|bench)/",
+     r"^(?!\s*\{0x\w{4}, 0x).*(0x\w*F4C4|0x4AC|%X\w*F4C4|\"F4C4|\"4AC\")"),
+    (r"^(Include|keyloft)/", r"\"4AC\wF4C4\""),
+    # names of the message types, their statuses, the clock and the save command
+    (r"^(Include|keyloft|setup|ctl|simulation)/",
+     r"\"(Note On|Note Off|Control Change|Bend Change)\""),
+    (r"^(Include|keyloft|setup|ctl|demo|simulation/(?!firmware\.cpp$))",
+     r"\b0x([9BE]0|F8|AF)\b"),
+    # the pauses and the wait
+    (r"^(Include|keyloft|setup|ctl)/", r"\b(2'?000|300'?000|(2|300)ms)\b"),
 ]
 
 
@@ -140,22 +161,22 @@ def check_lengths(path, lines):
                 length = node.end_lineno - node.lineno + 1
                 if length > FUNCTION_LINES:
                     yield node.lineno, f"{length} lines are more than {FUNCTION_LINES}: {node.name}"
-    if suffix == ".cpp":
+    if suffix in CPP:
         yield from check_cpp_functions(lines)
 
 
 def check_cpp_functions(lines):
-    """A function's body starts at a line that ends in an opening brace and stands at the left edge
-    (clang-format sees to that), and ends at the next closing brace there."""
-    start = None
+    """A function, or a block in it, starts at a line that may go on in deeper ones up to an opening
+    brace, and ends at the next closing brace of the same depth (clang-format sees to that)."""
+    starts = {}
     for number, line in enumerate(lines, 1):
-        opens = re.match(r"\S.*\{$", line)
-        if opens and not re.match(r"(namespace|extern|class|struct|enum)\b", line):
-            start = number
-        elif re.match(r"\}", line):
-            if start and number - start + 1 > FUNCTION_LINES and line == "}":
+        depth = len(line) - len(line.lstrip())
+        start = starts.get(depth)
+        if line.strip() == "}" and start:
+            if number - start + 1 > FUNCTION_LINES:
                 yield start, f"{number - start + 1} lines are more than {FUNCTION_LINES}"
-            start = None
+        elif line and not re.match(r"\s*(\}|#|//|(public|protected|private):)", line):
+            starts[depth] = number
 
 
 def check_forbidden(path, lines):
@@ -165,6 +186,16 @@ def check_forbidden(path, lines):
                 found = re.search(pattern, line)
                 if found:
                     yield number, f"{found[0].strip()}: {why}"
+
+
+def check_protocol_facts(path, lines):
+    if pathlib.PurePath(path).suffix not in CPP:
+        return
+    patterns = [pattern for files, pattern in PROTOCOL_FACTS if re.search(files, path)]
+    for number, line in enumerate(lines, 1):
+        code = line.partition("//")[0]
+        if any(re.search(pattern, code) for pattern in patterns):
+            yield number, "a fact of the protocol stands in protocol/ alone"
 
 
 def check_named_tests(root, known):
@@ -188,6 +219,7 @@ def check_file(path, text, known):
     yield from check_first_lines(path, lines)
     yield from check_lengths(path, lines)
     yield from check_forbidden(path, lines)
+    yield from check_protocol_facts(path, lines)
     if suffix in CPP:
         yield from check_includes(path, lines, known)
         yield from check_own_header_first(path, lines, known)
