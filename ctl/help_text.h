@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+/// What --help prints.
+inline constexpr const char* help_text =
+    R"(Sets up keyloft's machines from the command line, and says of each mapping whether the machine
+confirmed it.
+
+Usage: keyloftctl [OPTIONS] COMMAND
+
+Commands:
+  list                          The machines that are there
+  set PART TYPE CHANNEL NUMBER  Set what a part sends: PART 0-127; TYPE note-on, note-off,
+                                control-change (or cc) or bend-change (or bend); CHANNEL 1-16;
+                                NUMBER of the note or controller, 0-127
+  save                          Make the machine keep its mappings when it is switched off
+  watch                         Show what the machines send, until Ctrl-C
+  doctor                        Find out why a machine cannot be set up, and what to do
+
+Options, before or behind the command:
+  -m, --machine MACHINE         The machine: CODE, eight hexadecimal digits, or CODE@CLIENT:PORT
+                                with the sequencer port to send to. Not needed while one machine
+                                of the family is alone.
+  --save                        set: save, too, once the mapping is confirmed
+  --gentle                      set, save: wait a third of a second behind each command
+  --json                        One JSON object a line
+  --demo[=CODES]                Simulated machines instead of real ones: 4AC5F4C4, those of
+                                CODE,CODE or "all"; needs no sequencer
+  -h, --help                    Print this and exit
+  --version                     Print the version and exit
+
+Faults of the machines of --demo:
+  --silent                      Do not echo
+  --delay MS                    Echo so many milliseconds later
+  --wrong                       Echo with one byte changed, the second
+  --wrong-byte N                Change byte 1, 2 or 3 instead
+  --chatter                     Echo between clocks and notes of its own
+  --vanish-after N              Go away with the N-th message it gets
+  --times N                     Let only the first N echoes be faulty, not all
+
+Exit status: 0 all that was asked for is confirmed; 1 something was unconfirmed or not sent; 2 the
+arguments are wrong; 3 no such machine, several, or in use; 4 there is no sequencer.
+)";

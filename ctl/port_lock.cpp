@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#include "ctl/port_lock.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
+#include <utility>
+
+PortLock::PortLock(const std::string& folder, const std::string& address) {
+    const std::string path = folder + "/keyloftctl-" + address + ".lock";
+    descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (descriptor_ < 0)
+        error_ = errno;
+    else
+        take();
+}
+
+PortLock::~PortLock() {
+    if (descriptor_ >= 0)
+        close(descriptor_);
+}
+
+PortLock::PortLock(PortLock&& other) noexcept
+    : descriptor_(std::exchange(other.descriptor_, -1)), held_(std::exchange(other.held_, false)),
+      holder_(other.holder_), error_(other.error_) {}
+
+void PortLock::take() {
+    // A record lock, because the kernel tells who has it.
+    for (;;) {
+        struct flock whole {};
+        whole.l_type = F_WRLCK;
+        whole.l_whence = SEEK_SET;
+        if (fcntl(descriptor_, F_SETLK, &whole) == 0) {
+            held_ = true;
+            return;
+        }
+        if (errno != EACCES && errno != EAGAIN) {
+            error_ = errno;
+            return;
+        }
+        if (fcntl(descriptor_, F_GETLK, &whole) == 0 && whole.l_type != F_UNLCK) {
+            holder_ = whole.l_pid;
+            return;
+        }
+        // It was given up in between.
+    }
+}
+
+std::optional<std::string> lock_folder() {
+    const char* const folder = secure_getenv("XDG_RUNTIME_DIR");
+    if (folder == nullptr || *folder != '/')
+        return std::nullopt;
+    return folder;
+}

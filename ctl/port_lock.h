@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include <sys/types.h>
+
+/// Keeps two programs of this kind from sending to one port at the same time: a file in a folder of
+/// the user's that carries a lock of the kernel's for as long as the object lives. The kernel frees
+/// it when the program ends, however it ends; the empty file stays.
+class PortLock {
+public:
+    /// Tries to take the lock for an address such as "24:0", without waiting.
+    PortLock(const std::string& folder, const std::string& address);
+    ~PortLock();
+    PortLock(PortLock&& other) noexcept;
+    PortLock& operator=(PortLock&&) = delete;
+
+    /// Whether it was taken.
+    [[nodiscard]] bool is_held() const { return held_; }
+    /// Who has it when it was not taken: 0 for a program that this one cannot see, in another
+    /// container; nothing when there can be no lock here.
+    [[nodiscard]] std::optional<pid_t> holder() const { return holder_; }
+    /// Why there can be no lock here, an errno; else 0.
+    [[nodiscard]] int error() const { return error_; }
+
+private:
+    void take();
+
+    int descriptor_ = -1;
+    bool held_ = false;
+    std::optional<pid_t> holder_{};
+    int error_ = 0;
+};
+
+/// The folder for such files, $XDG_RUNTIME_DIR; nothing when it is not set or no absolute path.
+[[nodiscard]] std::optional<std::string> lock_folder();

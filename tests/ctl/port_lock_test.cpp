@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+#include "ctl/port_lock.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+/// A folder of its own, and another process that takes a lock in it and keeps it.
+class PortLockTest : public testing::Test {
+protected:
+    PortLockTest() {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "port-lock-XXXXXX").string();
+        folder_ = mkdtemp(pattern.data());
+    }
+    ~PortLockTest() override {
+        end_other();
+        std::filesystem::remove_all(folder_);
+    }
+
+    void let_other_take(const std::string& address) {
+        std::array<int, 2> ends{};
+        ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+        other_ = fork();
+        ASSERT_GE(other_, 0);
+        if (other_ == 0) {
+            const PortLock lock(folder_, address);
+            const char answer = lock.is_held() ? 'y' : 'n';
+            if (write(ends[1], &answer, 1) == 1)
+                pause();
+            _exit(0);
+        }
+        char answer = 0;
+        ASSERT_EQ(read(ends[0], &answer, 1), 1);
+        EXPECT_EQ(answer, 'y');
+        close(ends[0]);
+        close(ends[1]);
+    }
+
+    void end_other() {
+        if (other_ <= 0)
+            return;
+        kill(other_, SIGKILL);
+        EXPECT_EQ(waitpid(other_, nullptr, 0), other_);
+        other_ = 0;
+    }
+
+    std::string folder_;
+    pid_t other_ = 0;
+};
+
+TEST_F(PortLockTest, IsTakenWhereNobodyHasIt) {
+    const PortLock lock(folder_, "24:0");
+    EXPECT_TRUE(lock.is_held());
+    EXPECT_EQ(lock.error(), 0);
+    EXPECT_FALSE(lock.holder().has_value());
+}
+
+TEST_F(PortLockTest, IsRefusedWhileAnotherProcessHasItAndNamesThatProcess) {
+    let_other_take("24:0");
+    const PortLock lock(folder_, "24:0");
+    EXPECT_FALSE(lock.is_held());
+    EXPECT_EQ(lock.holder(), other_);
+    EXPECT_EQ(lock.error(), 0);
+}
+
+TEST_F(PortLockTest, IsForOnePortOnly) {
+    let_other_take("24:0");
+    EXPECT_TRUE(PortLock(folder_, "24:1").is_held());
+    EXPECT_TRUE(PortLock(folder_, "240").is_held());
+}
+
+TEST_F(PortLockTest, IsFreeWhenItsProcessIsKilled) {
+    let_other_take("24:0");
+    end_other();
+    EXPECT_TRUE(PortLock(folder_, "24:0").is_held());
+}
+
+TEST_F(PortLockTest, GoesAlongWhenItIsMoved) {
+    PortLock lock(folder_, "24:0");
+    const PortLock moved = std::move(lock);
+    EXPECT_TRUE(moved.is_held());
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0)
+        _exit(PortLock(folder_, "24:0").is_held() ? 1 : 0);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(PortLockTest, LeavesAnEmptyFileThatIsTheUsersAlone) {
+    {
+        const PortLock lock(folder_, "24:0");
+        EXPECT_TRUE(lock.is_held());
+    }
+    struct stat status {};
+    ASSERT_EQ(stat((folder_ + "/keyloftctl-24:0.lock").c_str(), &status), 0);
+    EXPECT_EQ(status.st_size, 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST_F(PortLockTest, SaysWhyThereIsNone) {
+    const PortLock lock(folder_ + "/missing", "24:0");
+    EXPECT_FALSE(lock.is_held());
+    EXPECT_EQ(lock.error(), ENOENT);
+    EXPECT_FALSE(lock.holder().has_value());
+}
+
+TEST_F(PortLockTest, FollowsNoLinkThatSomebodyPutThere) {
+    ASSERT_EQ(symlink("elsewhere", (folder_ + "/keyloftctl-24:0.lock").c_str()), 0);
+    EXPECT_EQ(PortLock(folder_, "24:0").error(), ELOOP);
+    EXPECT_FALSE(std::filesystem::exists(folder_ + "/elsewhere"));
+}
+
+TEST(LockFolder, IsAnAbsolutePathOrNothing) {
+    setenv("XDG_RUNTIME_DIR", "/run/user/1000", 1);
+    EXPECT_EQ(lock_folder(), "/run/user/1000");
+    for (const char* const folder : {"", "run"}) {
+        setenv("XDG_RUNTIME_DIR", folder, 1);
+        EXPECT_FALSE(lock_folder().has_value());
+    }
+    unsetenv("XDG_RUNTIME_DIR");
+    EXPECT_FALSE(lock_folder().has_value());
+}
+
+} // namespace
