@@ -40,7 +40,7 @@ public:
     Inbox& operator=(const Inbox&) = delete;
 
     [[nodiscard]] Time now() const { return now_(); }
-    /// For poll(): readable while something is in the box.
+    /// For poll(): readable as long as something is in the box.
     [[nodiscard]] int descriptor() const { return descriptor_; }
 
     /// Replaces `into` by all that is in the box. What arrived before now() was called is there.
@@ -52,9 +52,11 @@ public:
     void forget(const MachineLine& line);
 
 private:
+    void clear_signal();
+
     const Now now_;
     const int descriptor_;
-    std::mutex guard_; ///< over queue_, and held while a message is stamped
+    std::mutex guard_; ///< guards queue_
     std::vector<Heard> queue_{};
 };
 
@@ -95,8 +97,8 @@ public:
     [[nodiscard]] OSStatus status() const { return status_; }
     [[nodiscard]] const Target& target() const { return target_; }
 
-    /// Sends whole messages, 16 bytes at most, at once. 0 or a negative errno. -ENODEV: the machine
-    /// is gone, for good: when it comes back, it needs a line of its own.
+    /// Sends whole messages, 256 bytes at most, at once. 0 or a negative errno. -ENODEV: the
+    /// machine is gone, for good: when it comes back, it needs a line of its own.
     [[nodiscard]] OSStatus send(std::span<const std::uint8_t> messages);
 
 private:

@@ -50,6 +50,11 @@ public:
 private:
     struct Queue;
 
+    [[nodiscard]] Queue* find(const MachineLine& line);
+    void hear();
+    void act(Queue& queue, Time now);
+    void report(Queue& queue, const Outcome& outcome);
+
     Client& client_;
     const Wait wait_;
     const OnResult on_result_;
