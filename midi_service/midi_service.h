@@ -134,9 +134,9 @@ MIDIPacket* MIDIPacketListAdd(MIDIPacketList* list, ByteCount list_size, MIDIPac
 /// is none or gone; else the backend's.
 OSStatus MIDISend(MIDIPortRef port, MIDIEndpointRef destination, MIDIPacketList* list);
 
-/// Writes the text into a buffer of `size` bytes, in the encoding asked for (0, Mac Roman, is the
-/// only one), with a terminator. What has no counterpart becomes "?", what does not fit is cut off.
-/// The result is 1 when all of the text is there, else 0.
+/// Writes the text into a buffer of `size` bytes, with a terminator. Encodings: 0, Mac Roman, where
+/// what has no counterpart becomes "?"; 0x08000100, UTF-8. What does not fit is cut off behind a
+/// whole character. The result is 1 when all of the text is there, else 0.
 std::uint8_t CFStringGetCString(CFStringRef text, char* buffer, std::int64_t size,
                                 std::uint32_t encoding);
 

@@ -11,6 +11,7 @@ namespace {
 constexpr char constant_mark = '='; // as CFSTR puts it in front
 constexpr char owned_mark = '#';
 constexpr std::uint32_t mac_roman = 0;
+constexpr std::uint32_t utf_8 = 0x08000100;
 
 /// How much of the text is plain ASCII, which is the same in Mac Roman.
 std::size_t ascii_length(std::string_view text) {
@@ -42,6 +43,18 @@ std::size_t character_length(std::string_view text) {
     for (std::size_t i = 1; i < length; ++i) {
         if (i == text.size() || (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80)
             return i;
+    }
+    return length;
+}
+
+/// The longest part of the text with whole characters and up to `room` bytes.
+std::size_t whole_characters(std::string_view utf8, std::size_t room) {
+    std::size_t length = 0;
+    while (length < utf8.size()) {
+        const std::size_t next = character_length(utf8.substr(length));
+        if (length + next > room)
+            break;
+        length += next;
     }
     return length;
 }
@@ -125,10 +138,16 @@ std::uint8_t CFStringGetCString(CFStringRef text, char* buffer, std::int64_t siz
     if (size < 1)
         return 0;
     buffer[0] = '\0';
-    if (encoding != mac_roman)
+    if (encoding != mac_roman && encoding != utf_8)
         return 0;
     const std::string_view utf8 = view_text(text);
     const auto room = static_cast<std::size_t>(size - 1);
+    if (encoding == utf_8) {
+        const std::size_t length = whole_characters(utf8, room);
+        std::memcpy(buffer, utf8.data(), length);
+        buffer[length] = '\0';
+        return length == utf8.size() ? 1 : 0;
+    }
     // Machines have plain names: most often this is all there is to do.
     std::size_t length = std::min(is_constant(text) ? ascii_length(utf8) : text->ascii, room);
     std::memcpy(buffer, utf8.data(), length);

@@ -124,6 +124,23 @@ TEST(MidiText, BufferOfNoByteIsLeftAlone) {
     EXPECT_EQ(byte, '#');
 }
 
+TEST(MidiText, Utf8ComesOutAsItIsAndIsCutBehindAWholeCharacter) {
+    constexpr std::uint32_t utf_8 = 0x08000100;
+    const TextHandle text(make_text("4AC5F4C4 设备\xFF!"));
+    const auto in_a_buffer_of = [&text](std::int64_t size) {
+        std::array<char, 32> buffer{};
+        const int result = CFStringGetCString(text.get(), buffer.data(), size, utf_8);
+        return Converted{buffer.data(), result};
+    };
+    EXPECT_EQ(in_a_buffer_of(32), (Converted{"4AC5F4C4 设备\xFF!", 1}));
+    EXPECT_EQ(in_a_buffer_of(18), (Converted{"4AC5F4C4 设备\xFF!", 1}));
+    EXPECT_EQ(in_a_buffer_of(17), (Converted{"4AC5F4C4 设备\xFF", 0}));
+    EXPECT_EQ(in_a_buffer_of(15), (Converted{"4AC5F4C4 设", 0}));
+    EXPECT_EQ(in_a_buffer_of(13), (Converted{"4AC5F4C4 设", 0}));
+    EXPECT_EQ(in_a_buffer_of(12), (Converted{"4AC5F4C4 ", 0}));
+    EXPECT_EQ(in_a_buffer_of(1), (Converted{"", 0}));
+}
+
 TEST(MidiText, OtherEncodingsGiveNothing) {
     const TextHandle text(make_text("4AC5F4C4"));
     std::array<char, 64> buffer{};
