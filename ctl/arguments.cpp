@@ -2,7 +2,7 @@
 #include "ctl/arguments.h"
 
 #include "ctl/help_text.h"
-#include "simulation/host_arguments.h"
+#include "simulation/machine_arguments.h"
 
 #include <CLI/CLI.hpp>
 

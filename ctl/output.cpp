@@ -8,8 +8,10 @@
 #include <unistd.h>
 
 void Output::line(std::string_view text) {
-    const std::string whole = std::string(text) + "\n";
-    std::string_view rest = whole;
+    this->text(std::string(text) + "\n");
+}
+
+void Output::text(std::string_view rest) {
     while (!rest.empty() && error_ == 0) {
         const ssize_t written = write(descriptor_, rest.data(), rest.size());
         if (written >= 0) {

@@ -12,6 +12,8 @@ public:
 
     /// Writes a text and the end of the line. Nothing is written any more after a failure.
     void line(std::string_view text);
+    /// Writes a text as it is.
+    void text(std::string_view text);
 
     /// Why not all was written: an errno, such as EPIPE when the reader has gone; else 0.
     [[nodiscard]] int error() const { return error_; }

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "ctl/arguments.h"
+#include "ctl/midi_system.h"
+#include "ctl/output.h"
+#include "ctl/report.h"
+#include "ctl/stop_signals.h"
+
+#include <optional>
+#include <string>
+
+/// What the program ends with.
+enum class ExitStatus : std::uint8_t {
+    done = 0,
+    unconfirmed = 1, ///< something was not confirmed, not sent, or not printed
+    arguments = 2,
+    no_machine = 3, ///< or several, or it is in use
+    no_sequencer = 4
+};
+
+/// What every command works with.
+struct Workplace {
+    MidiSystem& system;
+    Report& report;
+    Output& output;                  ///< that the report goes to
+    Output& errors;                  ///< standard error
+    StopSignals* signals;            ///< held back for set, save and watch; null for the others
+    std::optional<int> stopped_by{}; ///< a signal that has come
+
+    /// Says something on standard error, with the program's name in front.
+    void tell(const std::string& sentence) { errors.line("keyloftctl: " + sentence); }
+    /// Whether a signal has come.
+    [[nodiscard]] bool is_stopped();
+};
+
+// The commands. The system's backend is installed.
+
+[[nodiscard]] ExitStatus run_list(const Request& request, Workplace& place);
+[[nodiscard]] ExitStatus run_set_or_save(const Request& request, Workplace& place);
+[[nodiscard]] ExitStatus run_watch(const Request& request, Workplace& place);
+[[nodiscard]] ExitStatus run_doctor(const Request& request, Workplace& place);

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "ctl/midi_system.h"
+#include "midi_service/embedded/embedded_backend.h"
+#include "simulation/embedded_connection.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+/// Simulated machines inside the process, at the addresses 128:0, 129:0 and so on. No sequencer, no
+/// other programs.
+class DemoSystem final : public MidiSystem {
+public:
+    /// `codes`: at least one; a code may be there twice.
+    DemoSystem(const std::vector<std::uint32_t>& codes, MachineFaults faults);
+
+    [[nodiscard]] MidiBackend& backend() override { return backend_; }
+    [[nodiscard]] bool is_demo() const override { return true; }
+    [[nodiscard]] std::optional<SystemTrouble> trouble() const override { return std::nullopt; }
+    [[nodiscard]] std::optional<setup::PortAddress>
+    address(MIDIEndpointRef endpoint) const override;
+    [[nodiscard]] Connections connections(MIDIEndpointRef) const override { return {}; }
+    [[nodiscard]] std::vector<OtherClient> other_clients() const override { return {}; }
+    [[nodiscard]] std::optional<int> places_left() const override { return std::nullopt; }
+    /// One part after the other goes up and down, on one machine after the other.
+    [[nodiscard]] std::optional<setup::Time> play(setup::Time now) override;
+
+private:
+    EmbeddedBackend backend_;
+    std::vector<std::unique_ptr<EmbeddedMachine>> machines_{};
+    std::size_t moves_ = 0;
+    setup::Time next_move_{};
+};

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#include "ctl/alsa_system.h"
+#include "ctl/commands.h"
+#include "ctl/demo_system.h"
+
+#include <cerrno>
+#include <csignal>
+#include <exception>
+#include <unistd.h>
+
+namespace {
+
+std::unique_ptr<MidiSystem> system_for(const Request& request) {
+    if (request.demo)
+        return std::make_unique<DemoSystem>(*request.demo, request.faults);
+    return std::make_unique<AlsaSystem>();
+}
+
+ExitStatus carry_out(const Request& request, Workplace& place) {
+    switch (request.command) {
+    case Command::list:
+        return run_list(request, place);
+    case Command::set:
+    case Command::save:
+        return run_set_or_save(request, place);
+    case Command::watch:
+        return run_watch(request, place);
+    case Command::doctor:
+        break;
+    }
+    return run_doctor(request, place);
+}
+
+/// The status behind what could not be printed. A reader that has gone wants no more of list, watch
+/// and doctor; what set and save did, they did.
+ExitStatus after_output(ExitStatus status, Workplace& place) {
+    const int error = place.output.error();
+    if (error == 0 || error == EPIPE)
+        return status;
+    place.tell("cannot write to standard output: " + std::generic_category().message(error));
+    return status == ExitStatus::done ? ExitStatus::unconfirmed : status;
+}
+
+int run(const Request& request, Output& output, Output& errors) {
+    std::optional<StopSignals> signals;
+    const bool finishes_first = request.command == Command::set ||
+                                request.command == Command::save ||
+                                request.command == Command::watch;
+    if (finishes_first)
+        signals.emplace(); // before the backend, which may start a thread
+    const auto system = system_for(request);
+    const auto report =
+        request.json ? json_report(output) : text_report(output, wants_colour(output.descriptor()));
+    install_midi_backend(&system->backend());
+    Workplace place{.system = *system,
+                    .report = *report,
+                    .output = output,
+                    .errors = errors,
+                    .signals = signals ? &*signals : nullptr};
+    const ExitStatus status = after_output(carry_out(request, place), place);
+    install_midi_backend(nullptr);
+    if (place.stopped_by && request.command != Command::watch)
+        StopSignals::end_by(*place.stopped_by);
+    return static_cast<int>(status);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    (void)std::signal(SIGPIPE, SIG_IGN);
+    Output output(STDOUT_FILENO);
+    Output errors(STDERR_FILENO);
+    try {
+        const auto read = read_arguments({argv + std::min(argc, 1), argv + argc});
+        if (const auto* const end = std::get_if<ArgumentsEnd>(&read)) {
+            (end->status == 0 ? output : errors).text(end->text);
+            return output.error() == 0 || output.error() == EPIPE ? end->status : 1;
+        }
+        return run(std::get<Request>(read), output, errors);
+    } catch (const std::exception& error) {
+        errors.line(std::string("keyloftctl: ") + error.what());
+        return static_cast<int>(ExitStatus::unconfirmed);
+    }
+}

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+#include "ctl/commands.h"
+
+#include "ctl/choosing.h"
+#include "ctl/wording.h"
+#include "setup/machine_line.h"
+#include "setup/waiting.h"
+
+#include <algorithm>
+#include <array>
+#include <list>
+#include <system_error>
+
+namespace {
+
+WallTime wall_time(setup::Time at) {
+    const auto ago = setup::steady_now() - at;
+    return std::chrono::system_clock::now() -
+           std::chrono::duration_cast<std::chrono::system_clock::duration>(ago);
+}
+
+/// Listens to the machines that are wanted, as they come and go.
+class Watch {
+public:
+    Watch(const Request& request, Workplace& place)
+        : request_(request), place_(place), client_(CFSTR("keyloftctl"), setup::steady_now) {}
+
+    /// Returns when a signal comes or the reader goes away.
+    void run() {
+        look_around();
+        if (lines_.empty())
+            place_.tell("no machine is there yet; waiting for one");
+        while (!is_over_) {
+            const auto next = place_.system.play(setup::steady_now());
+            std::array<pollfd, 4> polled = {{
+                {.fd = client_.inbox().descriptor(), .events = POLLIN, .revents = 0},
+                {.fd = place_.system.backend().changes(), .events = POLLIN, .revents = 0},
+                {.fd = place_.signals != nullptr ? place_.signals->descriptor() : -1,
+                 .events = POLLIN,
+                 .revents = 0},
+                // Nothing is asked for: poll() says all the same when a pipe's reader has gone.
+                {.fd = place_.output.descriptor(), .events = 0, .revents = 0},
+            }};
+            setup::wait_readable(polled, next);
+            show_heard();
+            if (polled[1].revents != 0)
+                look_around();
+            is_over_ = place_.is_stopped() || polled[3].revents != 0 || place_.output.error() != 0;
+        }
+    }
+
+private:
+    [[nodiscard]] std::vector<setup::Target> wanted() const {
+        std::vector<setup::Target> targets;
+        if (request_.machine && request_.machine->port) {
+            const setup::Choice choice = choose(place_.system, {}, request_.machine);
+            if (choice.obstacle == setup::Obstacle::none)
+                targets.push_back({.code = choice.target.code, .source = choice.target.source});
+            return targets;
+        }
+        for (const setup::Machine& machine : machines_of(place_.system)) {
+            const bool is_wanted =
+                request_.machine ? machine.code == request_.machine->code : machine.is_in_family();
+            for (const setup::Endpoint& source : machine.sources) {
+                if (is_wanted)
+                    targets.push_back({.code = machine.code, .source = source});
+            }
+        }
+        return targets;
+    }
+
+    /// Opens a line to each machine that has come, and closes those of the machines that have gone.
+    void look_around() {
+        const std::vector<setup::Target> targets = wanted();
+        const auto is_source_of = [](const setup::MachineLine& line) {
+            return [&line](const setup::Target& target) {
+                return target.source.reference == line.target().source.reference;
+            };
+        };
+        for (auto line = lines_.begin(); line != lines_.end();) {
+            if (std::ranges::none_of(targets, is_source_of(*line))) {
+                say_presence(line->target(), false);
+                line = lines_.erase(line);
+            } else {
+                ++line;
+            }
+        }
+        for (const setup::Target& target : targets) {
+            const bool is_known = std::ranges::any_of(
+                lines_, [&](const setup::MachineLine& line) { return is_source_of(line)(target); });
+            if (!is_known)
+                open(target);
+        }
+    }
+
+    void open(const setup::Target& target) {
+        say_presence(target, true);
+        const setup::MachineLine& line = lines_.emplace_back(client_, target);
+        if (line.status() != 0)
+            place_.tell("cannot listen to " + address_or_mark(target.source) + ": " +
+                        std::generic_category().message(-line.status()));
+    }
+
+    void say_presence(const setup::Target& target, bool is_present) {
+        place_.report.presence({.at = std::chrono::system_clock::now(),
+                                .code = target.code,
+                                .port = address_or_mark(target.source),
+                                .is_present = is_present});
+    }
+
+    void show_heard() {
+        client_.inbox().take(heard_);
+        for (const setup::Heard& heard : heard_) {
+            const auto reading = read_message(heard.bytes());
+            if (!reading)
+                continue;
+            const setup::Target& target = heard.line->target();
+            place_.report.message({.at = wall_time(heard.at),
+                                   .code = target.code,
+                                   .port = address_or_mark(target.source),
+                                   .reading = *reading,
+                                   .bytes = {heard.bytes().begin(), heard.bytes().end()}});
+        }
+    }
+
+    const Request& request_;
+    Workplace& place_;
+    setup::Client client_;
+    std::list<setup::MachineLine> lines_{}; ///< a line stays where it is
+    std::vector<setup::Heard> heard_{};
+    bool is_over_ = false;
+};
+
+} // namespace
+
+ExitStatus run_watch(const Request& request, Workplace& place) {
+    (void)machines_of(place.system);
+    if (const auto trouble = place.system.trouble()) {
+        place.tell(trouble->sentence + "; " + trouble->remedy);
+        return ExitStatus::no_sequencer;
+    }
+    Watch(request, place).run();
+    return ExitStatus::done;
+}
