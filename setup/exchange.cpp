@@ -77,7 +77,9 @@ void Exchange::sent(std::int32_t status, Time now) {
     }
     sequence_end_ = now + pause_behind;
     window().closes = sequence_end_ + echo_wait;
-    see_when_due();
+    due_ = window().closes;
+    if (settled_)
+        settle(*settled_);
 }
 
 void Exchange::heard(Time at, std::span<const std::uint8_t> bytes) {
@@ -90,7 +92,7 @@ void Exchange::heard(Time at, std::span<const std::uint8_t> bytes) {
     const Message message = {bytes[0], bytes[1], bytes[2]};
     const bool is_exact = protocol::confirms(message_, bytes);
     const unsigned attempt = is_exact && !echo_ ? attempt_of_echo(at) : 0;
-    const bool ends_pair = take_pair(message);
+    const bool ends_pair = take_pair(at, message);
     if (attempt == 0)
         take_other(at, message);
     else if (!ends_pair)
@@ -118,7 +120,7 @@ unsigned Exchange::attempt_of_echo(Time at) const {
 }
 
 /// Follows the note pair on its way back. Whether this was the end of it.
-bool Exchange::take_pair(const Message& heard) {
+bool Exchange::take_pair(Time at, const Message& heard) {
     if (pair_ == Pair::none && heard == note_on_)
         pair_ = Pair::note_on;
     else if (pair_ == Pair::note_on && heard == note_off_)
@@ -130,21 +132,32 @@ bool Exchange::take_pair(const Message& heard) {
     // Then what looked like the echo of a note on was the note on of the pair.
     if (echo_ && message_ == note_on_) {
         echo_.reset();
+        settle(at);
         outcome_.everything_came_back = true;
-        see_when_due();
     }
     return true;
 }
 
 void Exchange::take_echo(Time at, unsigned attempt) {
+    if (pair_ == Pair::both) {
+        outcome_.everything_came_back = true;
+        settle(at);
+        return;
+    }
+    echo_ = {.at = at, .attempt = attempt};
     // The echo of a note on looks like the note on of the pair. A loop that is so slow as to bring
     // that one back behind the message brings the clocks back first, and the note off next.
-    const bool is_certain = message_ != note_on_ || clocks_heard_ < protocol::clocks_in_front;
-    if (pair_ == Pair::both)
-        outcome_.everything_came_back = true;
-    else
-        echo_ = {.at = at, .attempt = attempt, .is_certain = is_certain};
-    see_when_due();
+    if (message_ != note_on_ || clocks_heard_ < protocol::clocks_in_front)
+        settle(at);
+    else if (step_ == steps)
+        due_ = std::max(due_, at + echo_wait);
+}
+
+/// What arrived at `at` decides: nothing further has to be waited for.
+void Exchange::settle(Time at) {
+    settled_ = at;
+    if (step_ == steps && pace_ == Pace::brisk)
+        due_ = std::max(sequence_end_, at);
 }
 
 void Exchange::take_other(Time at, const Message& heard) {
@@ -158,16 +171,6 @@ void Exchange::take_other(Time at, const Message& heard) {
         return;
     outcome_.instead = heard;
     outcome_.echo_after = at - sent;
-}
-
-/// When to decide, once all is sent.
-void Exchange::see_when_due() {
-    if (step_ < steps)
-        return;
-    const bool is_clear = outcome_.everything_came_back || (echo_ && echo_->is_certain);
-    due_ = window().closes;
-    if (is_clear && pace_ == Pace::brisk)
-        due_ = echo_ ? std::max(sequence_end_, echo_->at) : sequence_end_;
 }
 
 void Exchange::decide() {

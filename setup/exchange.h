@@ -118,8 +118,6 @@ private:
     struct Echo {
         Time at;
         unsigned attempt;
-        /// False: it may be the note on of the pair, on its way back from a slow loop.
-        bool is_certain;
     };
 
     /// How much of the note pair has come back.
@@ -127,10 +125,10 @@ private:
 
     [[nodiscard]] Window& window() { return windows_[attempt_ - 1]; }
     [[nodiscard]] unsigned attempt_of_echo(Time at) const;
-    [[nodiscard]] bool take_pair(const protocol::Message& heard);
+    [[nodiscard]] bool take_pair(Time at, const protocol::Message& heard);
     void take_echo(Time at, unsigned attempt);
     void take_other(Time at, const protocol::Message& heard);
-    void see_when_due();
+    void settle(Time at);
     void decide();
     void end(Result result, Time at);
 
@@ -154,6 +152,7 @@ private:
     Pair pair_ = Pair::none;
     std::size_t clocks_heard_ = 0;
     std::optional<Echo> echo_{};
+    std::optional<Time> settled_{}; ///< when that was heard which decides
     Outcome outcome_{};
 };
 
