@@ -30,6 +30,13 @@ std::optional<MachineReport> report_of_port(const MidiSystem& system, const Mach
     return report;
 }
 
+void say_nobody(const Request& request, Workplace& place) {
+    const bool is_port = request.machine && request.machine->port;
+    place.tell(refusal_text(
+        {.obstacle = is_port ? setup::Obstacle::no_such_port : setup::Obstacle::no_machine},
+        request.machine));
+}
+
 } // namespace
 
 ExitStatus run_list(const Request& request, Workplace& place) {
@@ -41,13 +48,19 @@ ExitStatus run_list(const Request& request, Workplace& place) {
     if (request.machine && request.machine->port) {
         if (const auto report = report_of_port(place.system, *request.machine))
             place.report.machine(*report);
+        else
+            say_nobody(request, place);
         return ExitStatus::done;
     }
+    bool is_anybody_there = false;
     for (const setup::Machine& machine : machines) {
         const bool is_wanted =
             request.machine ? machine.code == request.machine->code : machine.is_in_family();
         if (is_wanted)
             place.report.machine(report_of(machine));
+        is_anybody_there = is_anybody_there || is_wanted;
     }
+    if (!is_anybody_there)
+        say_nobody(request, place);
     return ExitStatus::done;
 }

@@ -79,7 +79,8 @@ private:
         };
         for (auto line = lines_.begin(); line != lines_.end();) {
             if (std::ranges::none_of(targets, is_source_of(*line))) {
-                say_presence(line->target(), false);
+                if (line->status() == 0)
+                    say_presence(line->target(), false);
                 line = lines_.erase(line);
             } else {
                 ++line;
@@ -94,9 +95,10 @@ private:
     }
 
     void open(const setup::Target& target) {
-        say_presence(target, true);
         const setup::MachineLine& line = lines_.emplace_back(client_, target);
-        if (line.status() != 0)
+        if (line.status() == 0)
+            say_presence(target, true);
+        else
             place_.tell("cannot listen to " + address_or_mark(target.source) + ": " +
                         std::generic_category().message(-line.status()));
     }

@@ -36,10 +36,11 @@ std::string reason_text(const protocol::Message& message, const setup::Outcome& 
 }
 
 std::string unconfirmed_text(const protocol::Message& message, const setup::Outcome& outcome) {
-    std::string text = "unconfirmed: sent ";
-    text += outcome.attempts > 1 ? "twice" : "once";
+    std::string text = "unconfirmed: sent";
     if (outcome.stopped)
-        text += " because it was stopped";
+        text += " once because it was stopped";
+    else if (outcome.status == 0)
+        text += " twice";
     text += ", and " + reason_text(message, outcome);
     if (outcome.status != 0)
         text += "; then " + failure_text(outcome.status);

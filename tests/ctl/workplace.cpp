@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#include "tests/ctl/workplace.h"
+
+#include <array>
+#include <regex>
+#include <stdexcept>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace {
+
+/// A file in memory.
+class Memory {
+public:
+    Memory() : descriptor_(memfd_create("output", MFD_CLOEXEC)) {
+        if (descriptor_ < 0)
+            throw std::runtime_error("no file in memory");
+    }
+    ~Memory() { close(descriptor_); }
+    Memory(const Memory&) = delete;
+    Memory& operator=(const Memory&) = delete;
+
+    [[nodiscard]] int descriptor() const { return descriptor_; }
+    [[nodiscard]] std::string text() const {
+        std::string text;
+        std::array<char, 4096> room{};
+        off_t at = 0;
+        for (ssize_t length = 0; (length = pread(descriptor_, room.data(), room.size(), at)) > 0;
+             at += length)
+            text.append(room.data(), static_cast<std::size_t>(length));
+        text = std::regex_replace(text, std::regex("[0-9]+ ms"), "N ms");
+        return std::regex_replace(text, std::regex("[0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{3}"),
+                                  "TIME");
+    }
+
+private:
+    int descriptor_;
+};
+
+} // namespace
+
+TestSystem::~TestSystem() {
+    install_midi_backend(nullptr);
+}
+
+std::optional<setup::PortAddress> TestSystem::address(MIDIEndpointRef endpoint) const {
+    for (std::size_t i = 0; i < ports_.size(); ++i) {
+        if (ports_[i] == endpoint)
+            return setup::PortAddress{24 + static_cast<int>(i), 0};
+    }
+    return std::nullopt;
+}
+
+MIDIObjectRef TestSystem::attach(EmbeddedObject object, EmbeddedBackend::Receiver receiver) {
+    ports_.push_back(backend_.attach(std::move(object), std::move(receiver)));
+    return ports_.back();
+}
+
+EmbeddedMachine& TestSystem::add_machine(std::uint32_t code, MachineFaults faults) {
+    machines_.push_back(std::make_unique<EmbeddedMachine>(backend_, code, faults));
+    ports_.push_back(machines_.back()->reference());
+    return *machines_.back();
+}
+
+CommandResult run_command(const Request& request, TestSystem& system, StopSignals* signals) {
+    const Memory printed;
+    const Memory said;
+    Output output(printed.descriptor());
+    Output errors(said.descriptor());
+    const auto report = request.json ? json_report(output) : text_report(output, false);
+    Workplace place{.system = system,
+                    .report = *report,
+                    .output = output,
+                    .errors = errors,
+                    .signals = signals};
+    ExitStatus status = ExitStatus::done;
+    switch (request.command) {
+    case Command::list:
+        status = run_list(request, place);
+        break;
+    case Command::set:
+    case Command::save:
+        status = run_set_or_save(request, place);
+        break;
+    case Command::watch:
+        status = run_watch(request, place);
+        break;
+    case Command::doctor:
+        status = run_doctor(request, place);
+        break;
+    }
+    return {status, printed.text(), said.text(), place.stopped_by};
+}
