@@ -73,6 +73,7 @@ public:
     /// 0, or why there are no client and port; every line has this status then.
     [[nodiscard]] OSStatus status() const { return status_; }
     [[nodiscard]] Inbox& inbox() { return inbox_; }
+    [[nodiscard]] const Inbox& inbox() const { return inbox_; }
 
 private:
     friend class MachineLine;
