@@ -47,9 +47,9 @@ constexpr std::array<ShortName, 6> short_names = {{
 std::uint32_t code_argument(std::string_view name, std::string_view text) {
     if (const auto code = protocol::parse_code(text))
         return *code;
-    throw ArgumentError(std::string(name) + " names " + quoted(text) +
-                        ", which is no device code: that has eight hexadecimal digits, such as "
-                        "4AC5F4C4");
+    throw WrongArguments(std::string(name) + " names " + quoted(text) +
+                         ", which is no device code: that has eight hexadecimal digits, such as "
+                         "4AC5F4C4");
 }
 
 } // namespace
@@ -58,9 +58,9 @@ int number_argument(std::string_view name, std::string_view text, int least, int
     const auto value = whole_number(text);
     if (value && *value >= least && *value <= most)
         return *value;
-    throw ArgumentError(std::string(name) + " is " + quoted(text) +
-                        ": it has to be a whole number from " + std::to_string(least) + " to " +
-                        std::to_string(most));
+    throw WrongArguments(std::string(name) + " is " + quoted(text) +
+                         ": it has to be a whole number from " + std::to_string(least) + " to " +
+                         std::to_string(most));
 }
 
 protocol::MessageType type_argument(std::string_view text) {
@@ -72,9 +72,9 @@ protocol::MessageType type_argument(std::string_view text) {
         if (equal_in_any_case(text, known.name))
             return known.type;
     }
-    throw ArgumentError("TYPE is " + quoted(text) +
-                        ": it has to be note-on, note-off, control-change (or cc) or bend-change "
-                        "(or bend)");
+    throw WrongArguments("TYPE is " + quoted(text) +
+                         ": it has to be note-on, note-off, control-change (or cc) or bend-change "
+                         "(or bend)");
 }
 
 MachineChoice machine_argument(std::string_view text) {
@@ -85,8 +85,8 @@ MachineChoice machine_argument(std::string_view text) {
     const std::string_view address = text.substr(at + 1);
     const std::size_t colon = address.find(':');
     if (colon == std::string_view::npos)
-        throw ArgumentError("-m names the port " + quoted(address) +
-                            ": it has to be CLIENT:PORT, such as 24:0");
+        throw WrongArguments("-m names the port " + quoted(address) +
+                             ": it has to be CLIENT:PORT, such as 24:0");
     choice.port =
         setup::PortAddress{number_argument("CLIENT of -m", address.substr(0, colon), 0, 255),
                            number_argument("PORT of -m", address.substr(colon + 1), 0, 255)};

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-/// What --help prints.
-inline constexpr const char* help_text =
+// What --help prints; between the two stand the faults that keyloft-machine has, too.
+
+inline constexpr const char* help_start =
     R"(Sets up keyloft's machines from the command line, and says of each mapping whether the machine
 confirmed it.
 
@@ -30,14 +31,9 @@ Options, before or behind the command:
   --version                     Print the version and exit
 
 Faults of the machines of --demo:
-  --silent                      Do not echo
-  --delay MS                    Echo so many milliseconds later
-  --wrong                       Echo with one byte changed, the second
-  --wrong-byte N                Change byte 1, 2 or 3 instead
-  --chatter                     Echo between clocks and notes of its own
-  --vanish-after N              Go away with the N-th message it gets
-  --times N                     Let only the first N echoes be faulty, not all
+)";
 
+inline constexpr const char* help_end = R"(
 Exit status: 0 all that was asked for is confirmed; 1 something was unconfirmed or not sent; 2 the
 arguments are wrong; 3 no such machine, several, or in use; 4 there is no sequencer.
 )";

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <csignal>
 #include <exception>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -41,6 +42,24 @@ ExitStatus after_output(ExitStatus status, Workplace& place) {
     return status == ExitStatus::done ? ExitStatus::unconfirmed : status;
 }
 
+/// If the parent closed one of the descriptors 0 to 2, the next file that is opened, perhaps the
+/// sequencer, would get that number and our output. Using what stands there now fails.
+void fill_standard_descriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (fcntl(descriptor, F_GETFD) < 0)
+            (void)open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+/// A backend behind the operations for as long as this lives.
+class InstalledBackend {
+public:
+    explicit InstalledBackend(MidiBackend& backend) { install_midi_backend(&backend); }
+    ~InstalledBackend() { install_midi_backend(nullptr); }
+    InstalledBackend(const InstalledBackend&) = delete;
+    InstalledBackend& operator=(const InstalledBackend&) = delete;
+};
+
 int run(const Request& request, Output& output, Output& errors) {
     std::optional<StopSignals> signals;
     const bool finishes_first = request.command == Command::set ||
@@ -51,14 +70,16 @@ int run(const Request& request, Output& output, Output& errors) {
     const auto system = system_for(request);
     const auto report =
         request.json ? json_report(output) : text_report(output, wants_colour(output.descriptor()));
-    install_midi_backend(&system->backend());
     Workplace place{.system = *system,
                     .report = *report,
                     .output = output,
                     .errors = errors,
                     .signals = signals ? &*signals : nullptr};
-    const ExitStatus status = after_output(carry_out(request, place), place);
-    install_midi_backend(nullptr);
+    ExitStatus status = ExitStatus::done;
+    {
+        const InstalledBackend installed(system->backend());
+        status = after_output(carry_out(request, place), place);
+    }
     if (place.stopped_by && request.command != Command::watch)
         StopSignals::end_by(*place.stopped_by);
     return static_cast<int>(status);
@@ -67,6 +88,7 @@ int run(const Request& request, Output& output, Output& errors) {
 } // namespace
 
 int main(int argc, char** argv) {
+    fill_standard_descriptors();
     (void)std::signal(SIGPIPE, SIG_IGN);
     Output output(STDOUT_FILENO);
     Output errors(STDERR_FILENO);

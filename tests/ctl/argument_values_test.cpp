@@ -15,7 +15,7 @@ using testing::ElementsAre;
 std::string mistake(const std::function<void()>& read) {
     try {
         read();
-    } catch (const ArgumentError& error) {
+    } catch (const WrongArguments& error) {
         return error.what();
     }
     return "";
@@ -39,7 +39,7 @@ TEST(NumberArgument, NamesArgumentValueAndRangeOfWhatItRefuses) {
 }
 
 TEST(NumberArgument, RefusesAZeroByteBehindTheNumber) {
-    EXPECT_THROW((void)number_argument("PART", std::string_view("1\0", 2), 0, 127), ArgumentError);
+    EXPECT_THROW((void)number_argument("PART", std::string_view("1\0", 2), 0, 127), WrongArguments);
 }
 
 TEST(TypeArgument, KnowsTheWindowsNamesAndTheShortOnesInAnyCase) {

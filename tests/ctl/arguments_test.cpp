@@ -2,6 +2,7 @@
 #include "ctl/arguments.h"
 
 #include "ctl/help_text.h"
+#include "simulation/command_line.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -135,10 +136,12 @@ TEST(Arguments, MistakesAreNamedInOurOwnWords) {
         {{"--loud=1", "list"}, "there is no option --loud"},
         {{"list", "-x"}, "there is no option -x"},
         {{"list", "--", "--json"}, "list takes no arguments"},
-        {{"list", "-m"}, "--machine needs a value"},
+        {{"list", "-m"}, "-m needs a value"},
         {{"list", "--machine"}, "--machine needs a value"},
         {{"-m", "4AC5F4C4", "-m", "4AC5F4C4", "list"}, "--machine is given twice"},
         {{"list", "--json=no"}, "--json takes no value"},
+        {{"list", "--demo", "--delay", "x"},
+         "--delay is \"x\": it has to be a whole number from 0 to 60000"},
         {{"list", "--save"}, "--save belongs to set"},
         {{"--save", "save"}, "--save belongs to set"},
         {{"list", "--gentle"}, "--gentle belongs to set and save"},
@@ -156,7 +159,8 @@ TEST(Arguments, HelpAndVersionComeBeforeAllMistakes) {
              {"--help"}, {"-h"}, {"set", "--help"}, {"lst", "-h"}, {"--version", "--help"}}) {
         const auto end = std::get<ArgumentsEnd>(read_arguments(line));
         EXPECT_EQ(end.status, 0);
-        EXPECT_EQ(end.text, help_text);
+        EXPECT_TRUE(end.text.starts_with(help_start) && end.text.ends_with(help_end));
+        EXPECT_NE(end.text.find(fault_help), std::string::npos);
     }
     const auto end = std::get<ArgumentsEnd>(read_arguments({"--version"}));
     EXPECT_EQ(end.status, 0);
