@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ctl/demo_system.h"
 
+#include "protocol/mapping.h"
+
 #include <array>
 #include <chrono>
 
@@ -28,7 +30,8 @@ std::optional<setup::Time> DemoSystem::play(setup::Time now) {
     if (now < next_move_)
         return next_move_;
     using std::chrono::microseconds;
-    constexpr std::uint8_t control_change = 0xB0;
+    constexpr auto control_change =
+        static_cast<std::uint8_t>(protocol::MessageType::control_change);
     constexpr std::uint8_t volume = 7;
     constexpr std::array<std::uint8_t, 6> values = {0, 32, 64, 96, 127, 64};
     const auto& machine = machines_[moves_ / values.size() % machines_.size()];
