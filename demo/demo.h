@@ -7,8 +7,8 @@
 
 class ContentView;
 
-/// Runs the application over the embedded service with one simulated machine, 4AC5F4C4, until its
-/// window is closed; gives its exit status. After each action it prints what the machine holds.
-/// `on_screen` is called once the window has been shown.
+/// Runs the application over the embedded service with one simulated machine, 4AC5F4C4, and prints
+/// what the machine holds after each action. `on_screen` is called when the window has been shown.
+/// Returns the exit status when the window is closed.
 int run_demo(int argc, char** argv,
              const std::function<void(ContentView&, EmbeddedMachine&)>& on_screen = {});

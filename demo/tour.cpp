@@ -9,10 +9,10 @@
 #include <QTimer>
 #include <cstdio>
 
-// The tour: the demo, driven by mouse and keyboard events on its real window. Its one argument is
-// the folder for the pictures, ./tour unless given.
+// The demo, operated by mouse and keyboard events. The argument is the folder for the pictures,
+// ./tour by default.
 int main(int argc, char** argv) {
-    // Without a display the window lives in memory; whoever chose a platform keeps it.
+    // Without a display draw in memory, unless the user has chosen a platform.
     if (!qEnvironmentVariableIsSet("DISPLAY") && !qEnvironmentVariableIsSet("WAYLAND_DISPLAY") &&
         !qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");

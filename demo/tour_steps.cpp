@@ -25,7 +25,7 @@ public:
 
     [[nodiscard]] bool all_right() const { return all_right_; }
 
-    /// Says what has been done or seen, and remembers whether it was right.
+    /// Prints a step. One step that was not right fails the tour.
     void note(const QString& what, bool right) {
         std::printf("tour: %s%s\n", what.toUtf8().constData(), right ? "" : " -- FAILED");
         all_right_ = all_right_ && right;
@@ -46,7 +46,7 @@ public:
         const QModelIndex index = menu->model()->index(menu->findText(item), 0);
         list->scrollTo(index);
         const QPoint place = list->visualRect(index).center();
-        // A list that has just been opened under the pointer takes no click at first.
+        // A list that has just opened under the pointer ignores the first clicks.
         const bool closed = QTest::qWaitFor([list, place] {
             QTest::mouseMove(list->viewport(), place);
             QTest::mouseClick(list->viewport(), Qt::LeftButton, Qt::NoModifier, place);
@@ -92,7 +92,7 @@ public:
 private:
     [[nodiscard]] QDialog* alert() const { return screen_.findChild<QDialog*>(u"alert"_s); }
 
-    /// The window, and in front of it the alert or the list that is open, as on a screen.
+    /// The window with an open alert or list in front of it.
     [[nodiscard]] QPixmap picture() const {
         QPixmap picture = screen_.grab();
         QPainter painter(&picture);

@@ -21,7 +21,7 @@ void ConnectedMachine::send_due(Clock::time_point now) {
         const std::span<const std::uint8_t> message(reply.bytes.data(), reply.length);
         write(message);
         watcher_.sent(*this, message);
-        free_ = std::max(now, Clock::now()) + gap_; // the write itself takes its time
+        free_ = std::max(now, Clock::now()) + gap_; // from the end of the write
     }
 }
 
@@ -36,7 +36,7 @@ void ConnectedMachine::power_cycle() {
 void ConnectedMachine::take(std::span<const std::uint8_t> bytes) {
     watcher_.received(*this, bytes);
     const MachineAnswer answer = firmware_.receive(bytes);
-    // Counted from now, which is later than the message: an echo may be late, but never early.
+    // From now, not from when the bytes arrived: an echo may be late but never early.
     const Clock::time_point now = Clock::now();
     for (const MachineReply& reply : answer.replies)
         pending_.emplace(now + std::chrono::milliseconds(reply.after_ms), reply);

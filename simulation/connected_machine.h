@@ -9,27 +9,27 @@
 #include <stdexcept>
 #include <string>
 
-/// Why a machine cannot be where it should be: a sentence that says what to do about it.
+/// Why a machine cannot join its system or go on, as a sentence for the user.
 struct MachineError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
 class ConnectedMachine;
 
-/// Sees what becomes of a machine. Called on the thread of the machine's loop.
+/// Is told what happens to machines, on the thread of their loop.
 class MachineWatcher {
 public:
     virtual ~MachineWatcher() = default;
     virtual void happened(const ConnectedMachine& machine, const MachineEvent& event) = 0;
-    /// Bytes as they came and went: one call for each run that was read or written.
+    /// Bytes that were read or written, one call for each read or write.
     virtual void received(const ConnectedMachine&, std::span<const std::uint8_t>) {}
     virtual void sent(const ConnectedMachine&, std::span<const std::uint8_t>) {}
-    /// The machine's connection was taken away, by nothing that the machine did.
+    /// The connection broke. (A machine that vanishes or is switched off is not lost.)
     virtual void lost(const ConnectedMachine&) {}
 };
 
-/// A simulated machine on a connection of the operating system's: what a poll loop needs to know of
-/// it, and what is the same on every connection. One thread.
+/// A simulated machine on one connection of the operating system: a sequencer client, a raw MIDI
+/// port. Gives a poll loop its descriptor and its next deadline. One thread.
 class ConnectedMachine {
 public:
     using Clock = std::chrono::steady_clock;
@@ -41,20 +41,21 @@ public:
     [[nodiscard]] const std::string& name() const { return name_; }
     [[nodiscard]] const Firmware& firmware() const { return firmware_; }
 
-    /// Where the machine is to be found, in words.
+    /// Where users find the machine, in words.
     [[nodiscard]] virtual std::string place() const = 0;
-    /// What to poll for input; -1 while the machine is gone.
+    /// To poll for input; -1 while the machine is gone.
     [[nodiscard]] virtual int descriptor() const = 0;
-    /// Reads what is there, without waiting. MachineError: the connection does not work any more.
+    /// Reads what has arrived, without waiting. MachineError: the connection does not work any
+    /// more.
     virtual void read() = 0;
 
-    /// When the next message is to be sent, if there is one.
+    /// When the next message is due, if there is one to send.
     [[nodiscard]] std::optional<Clock::time_point> next_due() const;
-    /// Sends what is due by then.
+    /// Sends what is due at `now`.
     void send_due(Clock::time_point now);
 
-    /// Switches the machine off and on: it leaves, loses what was not saved, and is there again,
-    /// also when it was gone before. MachineError: it cannot come back.
+    /// Switches the machine off and on: it leaves, forgets what was not saved, and joins again. One
+    /// that was gone comes back. MachineError: it cannot.
     void power_cycle();
 
 protected:
@@ -62,14 +63,14 @@ protected:
     ConnectedMachine(std::uint32_t code, MachineFaults faults, MachineWatcher& watcher,
                      std::chrono::milliseconds gap);
 
-    /// Joins the system; MachineError. Leaves it; nothing happens when the machine is gone already.
+    /// Joins the system; MachineError. Leaves it, unless the machine is gone already.
     virtual void plug() = 0;
     virtual void pull() = 0;
     virtual void write(std::span<const std::uint8_t> message) = 0;
 
-    /// Lets the machine have bytes. It may be gone after that.
+    /// Hands received bytes to the machine. It may have vanished when this returns.
     void take(std::span<const std::uint8_t> bytes);
-    /// The connection is not there any more; pull() was called for what is left of it.
+    /// To be called when the connection broke, after closing what is left of it.
     void lose();
 
 private:
@@ -77,6 +78,6 @@ private:
     Firmware firmware_;
     MachineWatcher& watcher_;
     const std::chrono::milliseconds gap_;
-    std::multimap<Clock::time_point, MachineReply> pending_{}; ///< by when it is due
-    Clock::time_point free_{}; ///< not before this the next message may be sent
+    std::multimap<Clock::time_point, MachineReply> pending_{}; ///< by due time
+    Clock::time_point free_{}; ///< when the gap behind the last message ends
 };

@@ -13,7 +13,7 @@ Keyboard::~Keyboard() {
 }
 
 void Keyboard::look() {
-    // In the background, setting or reading the terminal would stop the program.
+    // The kernel stops a background program that reads or changes its terminal.
     active_ = isatty(descriptor_) != 0 && tcgetpgrp(descriptor_) == getpgrp();
     if (!active_)
         return;

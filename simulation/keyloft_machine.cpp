@@ -19,7 +19,7 @@ bool wants_colour() {
            terminal != nullptr && std::string_view(terminal) != "dumb";
 }
 
-/// Shows what happens as lines on standard output.
+/// Prints events on standard output.
 class Show final : public MachineWatcher {
 public:
     void happened(const ConnectedMachine& machine, const MachineEvent& event) override {
@@ -37,7 +37,6 @@ private:
     const bool colour_ = wants_colour();
 };
 
-/// Puts the machines on the sequencer and serves them until the end is asked for.
 void serve(const std::vector<std::uint32_t>& codes, const MachineFaults& faults) {
     MachineLoop loop(STDIN_FILENO);
     Show show;

@@ -20,7 +20,7 @@ using Clock = ConnectedMachine::Clock;
                        " does not work: " + std::generic_category().message(errno) + ".");
 }
 
-/// Waits until a descriptor has something or a machine has something to send.
+/// Waits for input or until a machine has something to send.
 void wait(std::vector<pollfd>& polled, Machines machines) {
     std::optional<Clock::time_point> due;
     for (const auto& machine : machines) {
@@ -85,7 +85,7 @@ void MachineLoop::run(Machines machines, const std::function<void()>& report) {
     }
 }
 
-/// Does what a signal asks for; whether to go on.
+/// False when the signal ends the loop.
 bool MachineLoop::take_signal(Machines machines, const std::function<void()>& report) {
     signalfd_siginfo info{};
     if (read(signals_, &info, sizeof info) != sizeof info)
@@ -105,7 +105,7 @@ bool MachineLoop::take_signal(Machines machines, const std::function<void()>& re
     }
 }
 
-/// Does what a key asks for; whether to go on.
+/// False when the key ends the loop.
 bool MachineLoop::take_key(Machines machines) {
     const auto key = keyboard_.read();
     if (key == 'p')

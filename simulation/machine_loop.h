@@ -10,21 +10,21 @@
 #include <span>
 #include <vector>
 
-/// Serves machines from one thread. SIGINT, SIGTERM and the key q end it; SIGUSR1 and the key p
-/// switch all machines off and on; SIGUSR2 asks for a report. These signals are held back from the
-/// construction to the destruction, so that none is lost and none interrupts anything.
+/// Serves machines on the calling thread. SIGINT, SIGTERM and the key q end it; SIGUSR1 and the key
+/// p switch all machines off and on; SIGUSR2 asks for a report. As long as the object lives these
+/// signals are blocked and only run() takes them.
 class MachineLoop {
 public:
-    /// `keys`: the descriptor that keys come from, if it is a terminal. MachineError.
+    /// `keys`: reads keys from this descriptor if it is a terminal. MachineError.
     explicit MachineLoop(int keys);
     ~MachineLoop();
     MachineLoop(const MachineLoop&) = delete;
     MachineLoop& operator=(const MachineLoop&) = delete;
 
-    /// Whether there are keys to press.
+    /// Whether keys are read.
     [[nodiscard]] bool has_keys() const { return keyboard_.descriptor() >= 0; }
 
-    /// Serves the machines until the end is asked for. MachineError: one does not work any more.
+    /// Serves the machines until a key or a signal ends it. MachineError: one of them failed.
     void run(std::span<const std::unique_ptr<ConnectedMachine>> machines,
              const std::function<void()>& report);
 
@@ -33,7 +33,7 @@ private:
                                    const std::function<void()>& report);
     [[nodiscard]] bool take_key(std::span<const std::unique_ptr<ConnectedMachine>> machines);
 
-    sigset_t before_{}; ///< the signals that were held back already
+    sigset_t before_{}; ///< the signal mask to go back to
     int signals_ = -1;
     Keyboard keyboard_;
 };

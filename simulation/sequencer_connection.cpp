@@ -58,7 +58,7 @@ void SequencerMachine::read() {
     while (left > 0 && sequencer_) {
         snd_seq_event_t* event = nullptr;
         left = snd_seq_event_input(sequencer_.get(), &event);
-        // Too much came at once (ENOSPC): what is lost is lost, as on a cable.
+        // ENOSPC: the kernel's queue overflowed. Those events are lost, as on a cable.
         if (left == -EAGAIN || left == -ENOSPC)
             return;
         check(left);

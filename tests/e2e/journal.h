@@ -7,14 +7,13 @@
 #include <memory>
 #include <string>
 
-/// Writes down what machines receive, send and do, each with the time, as lines of JSON:
+/// Writes what machines receive, send and do as lines of JSON:
 ///
 ///     {"ns":1234567890,"machine":"4AC5F4C4","received":"F8F8"}
 ///     {"ns":1234567890,"machine":"4AC5F4C4","sent":"B00705"}
 ///     {"ns":1234567890,"machine":"4AC5F4C4","event":"part 5: Control Change, ..."}
 ///
-/// The time is CLOCK_MONOTONIC in nanoseconds, taken when the line is written; each line is in the
-/// file as soon as the call returns.
+/// The time is CLOCK_MONOTONIC in nanoseconds at the moment of writing. Each line is flushed.
 class Journal final : public MachineWatcher {
 public:
     /// Appends to a file, or writes to standard output when `path` is empty. MachineError.

@@ -14,7 +14,7 @@ namespace {
 
 using std::chrono::nanoseconds;
 
-/// A machine whose journal goes to a file of the test's.
+/// A journal in a temporary file.
 class JournalTest : public testing::Test {
 protected:
     void TearDown() override { unlink(path_.c_str()); }

@@ -10,7 +10,7 @@
 
 namespace {
 
-/// Serves the machines until the end is asked for, and says what they hold then.
+/// Serves the machines until a signal ends the program, then prints what they hold.
 void serve(const RawArguments& arguments) {
     MachineLoop loop(-1);
     Journal journal(arguments.journal);

@@ -8,11 +8,10 @@
 
 namespace {
 
-// The gadget's driver can deadlock when it is fed while it completes a transfer: one message at a
-// time, and a pause of a USB frame behind it.
+// The gadget's driver can deadlock when it gets data while it completes a transfer. So the machine
+// sends one message at a time and then pauses for a USB frame.
 constexpr std::chrono::milliseconds frame{1};
 
-/// alsa-lib's own lines on standard error would only get between ours.
 void say_nothing(const char*, int, const char*, int, const char*, ...) {}
 
 } // namespace
@@ -43,7 +42,7 @@ int RawMachine::open() {
         return result;
     input_.reset(input);
     output_.reset(output);
-    // Closing the port must not send an active-sensing byte, which no machine sends.
+    // Otherwise closing the port sends an active-sensing byte, which no real machine does.
     snd_rawmidi_params_t* params = nullptr;
     snd_rawmidi_params_alloca(&params);
     snd_rawmidi_params_current(output, params);
@@ -52,7 +51,7 @@ int RawMachine::open() {
 }
 
 void RawMachine::close() {
-    // What the host does not fetch any more would keep the close waiting.
+    // Otherwise closing waits for the host to fetch what is left.
     if (output_)
         snd_rawmidi_drop(output_.get());
     output_.reset();
@@ -92,7 +91,7 @@ void RawMachine::read() {
 }
 
 void RawMachine::write(std::span<const std::uint8_t> message) {
-    // A reply that nobody fetches is lost; that the port has gone shows at the next read.
+    // An error is ignored: the reply is lost, and the next read notices when the port has gone.
     if (output_)
         (void)snd_rawmidi_write(output_.get(), message.data(), message.size());
 }

@@ -7,14 +7,13 @@
 
 #include <memory>
 
-/// A simulated machine on a raw MIDI port, such as the one of a USB gadget, which is the far end of
-/// a cable to the host. It lives on when the port goes away.
+/// A simulated machine on a raw MIDI port. The port of a USB gadget is the machine's end of a
+/// cable; the host is at the other end. The object outlives its port.
 class RawMachine final : public ConnectedMachine {
 public:
-    /// `device`: the port, such as "hw:1,0". `gadget`: the UDC attribute of the gadget that the
-    /// port belongs to, or nothing; the machine unbinds the gadget there when it leaves and binds
-    /// it to the same controller when it comes back, which is what pulling a plug means to the
-    /// host. MachineError: the port cannot be opened.
+    /// `device`: the port, such as "hw:1,0". `gadget`: the UDC attribute of the port's gadget, or
+    /// empty. The machine unbinds the gadget when it leaves and binds it again when it comes back:
+    /// to the host the plug is pulled and put back. MachineError: the port cannot be opened.
     RawMachine(std::uint32_t code, std::string device, std::string gadget, MachineFaults faults,
                MachineWatcher& watcher);
 
@@ -34,7 +33,7 @@ private:
     };
     const std::string device_;
     const std::string gadget_;
-    std::string controller_{}; ///< what the gadget was bound to when the machine left
+    std::string controller_{};                    ///< what to bind the gadget to again
     std::unique_ptr<snd_rawmidi_t, Close> input_; ///< both are null while the machine is gone
     std::unique_ptr<snd_rawmidi_t, Close> output_;
 };

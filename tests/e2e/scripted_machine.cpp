@@ -3,9 +3,9 @@
 //
 //     client NAME   renames the client
 //     port NAME     renames the port
-//     tables        does nothing more
+//     tables        changes nothing
 //
-// Each line is answered by what the machine holds, as JSON. The end of the input ends the program.
+// The answer to each line is what the machine holds, as JSON. End of input ends the program.
 
 #include "simulation/machine_text.h"
 #include "simulation/sequencer_connection.h"

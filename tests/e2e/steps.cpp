@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Preloaded into keyloft, this stops it at each step of a command until a test lets it go on. The
-// environment variable KEYLOFT_STEPS names two FIFOs: <name>.at, to which each step is written as
-// a line "WHAT ARGUMENT", and <name>.go, from which a byte is read before the step is taken. A
-// step is a pause, an event on its way to the sequencer, or one of two lines of output.
+// Preloaded into keyloft, this stops it before each step of a command until a test lets it go on.
+// KEYLOFT_STEPS names two FIFOs: the step goes to <name>.at as a line "WHAT ARGUMENT", and a byte
+// from <name>.go permits it. A step is a pause, an event for the sequencer, or one of two lines of
+// output.
 
 #include <array>
 #include <cstdarg>
@@ -25,7 +25,7 @@ int open_fifo(const char* end, int flags) {
     return name != nullptr ? open((std::string(name) + end).c_str(), flags | O_CLOEXEC) : -1;
 }
 
-/// Says which step comes and waits for the permission. A test that has ended holds up nothing.
+/// Announces a step and waits for permission. When the test has ended, nothing waits.
 void step(const char* what, long argument) {
     static const int at = open_fifo(".at", O_WRONLY);
     static const int go = open_fifo(".go", O_RDONLY);
@@ -70,7 +70,7 @@ ssize_t write(int descriptor, const void* data, size_t length) {
     return syscall(SYS_write, descriptor, data, length);
 }
 
-// How the compiler calls the output functions depends on the text and on the build's options.
+// Which output function the compiler calls depends on the text and on the build's options.
 
 int printf(const char* format, ...) {
     step_at_line(format);

@@ -13,14 +13,7 @@ using std::chrono::nanoseconds;
 
 constexpr nanoseconds instant{1};
 
-/// Lets a machine read bytes from its cable.
-void give(SocketMachine& machine, const Bytes& bytes) {
-    ASSERT_EQ(::write(machine.far_end(), bytes.data(), bytes.size()),
-              static_cast<ssize_t>(bytes.size()));
-    machine.read();
-}
-
-/// What came out at the other end of the cable.
+/// What the machine has sent since the last call.
 Bytes taken(const SocketMachine& machine) {
     Bytes bytes(256);
     const ssize_t length = recv(machine.far_end(), bytes.data(), bytes.size(), MSG_DONTWAIT);
@@ -90,7 +83,7 @@ TEST(ConnectedMachine, KeepsTheGapBetweenItsMessages) {
         const auto due = machine.next_due().value();
         machine.send_due(due - instant);
         EXPECT_EQ(taken(machine), Bytes{});
-        // Also when the loop comes late, only one message goes out.
+        // Even when the loop is late it sends only one message.
         machine.send_due(due + milliseconds(50));
         EXPECT_EQ(taken(machine), message);
         if (machine.next_due()) {

@@ -17,7 +17,7 @@ constexpr std::uint32_t code = 0x4AC5F4C4;
 const MappingTable mapped = {{5, protocol::MessageType::control_change, 1, 7}};
 const Bytes echo = {0xB0, 0x07, 0x05};
 
-/// An embedded service with one client that hears the first source and sends what it is asked to.
+/// An embedded service with one client, its output port and its input port.
 class EmbeddedMachineTest : public testing::Test {
 protected:
     void SetUp() override {
@@ -38,7 +38,7 @@ protected:
         ASSERT_EQ(MIDIPortConnectSource(in_, source, nullptr), 0);
     }
 
-    /// Sends bytes as one packet each message to the machine; the status of the last send.
+    /// Sends bytes to the machine in one packet.
     OSStatus send(EmbeddedMachine& machine, const Bytes& bytes) {
         alignas(MIDIPacketList) std::array<std::uint8_t, 1024> buffer{};
         auto* list = reinterpret_cast<MIDIPacketList*>(buffer.data());
@@ -47,7 +47,7 @@ protected:
         return MIDISend(out_, machine.reference(), list);
     }
 
-    /// What the port received since the last call, one after the other.
+    /// What the input port has received since the last call.
     Bytes take() {
         const std::lock_guard lock(mutex_);
         return std::exchange(heard_, {});
@@ -215,8 +215,7 @@ TEST_F(EmbeddedMachineTest, VanishesInTheMiddleOfASequence) {
 }
 
 TEST_F(EmbeddedMachineTest, IsPulledOutWhileMessagesArrive) {
-    // The race is the point: whoever wins, nothing hangs and nothing touches a machine that is
-    // gone.
+    // A race on purpose: whoever wins, nothing hangs and nothing uses a machine that is gone.
     for (int round = 0; round < 200; ++round) {
         EmbeddedMachine machine(service_, code, {.vanish_after = 40});
         const Bytes bytes = sequence(0xB0, 0x07, 0x05);

@@ -37,7 +37,7 @@ TEST(FirmwareCable, ReadsRealTimeBytesAnywhere) {
 }
 
 TEST(FirmwareCable, UnderstandsRunningStatus) {
-    // The message has the status of the note off, which is not sent again.
+    // The message has the same status as the note off in front of it, so it comes without.
     Firmware machine;
     const MachineAnswer answer = machine.receive({{0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0x90, 0x07,
                                                    0x05, 0x80, 0x07, 0x05, 0x07, 0x05, 0xF8}});
@@ -47,7 +47,7 @@ TEST(FirmwareCable, UnderstandsRunningStatus) {
 }
 
 TEST(FirmwareCable, KeepsTheRunningStatusOverClocks) {
-    // A note before the burst leaves its status for the note on of the sequence.
+    // The note on of the sequence has the status of the note before the burst.
     Firmware machine;
     const MachineAnswer answer =
         machine.receive({{0x92, 0x01, 0x01, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0x07, 0x05, 0x82,
@@ -70,7 +70,7 @@ TEST(FirmwareCable, EndsTheRunningStatusWithASystemMessage) {
 }
 
 TEST(FirmwareCable, SkipsSystemExclusiveData) {
-    // Its data look like the rest of a sequence, but are none.
+    // The data bytes look like those of a sequence.
     Firmware machine;
     const Bytes whole = sequence(0xB2, 0x07, 0x05);
     Bytes bytes = {0xF0};
@@ -84,7 +84,7 @@ TEST(FirmwareCable, SkipsSystemExclusiveData) {
 }
 
 TEST(FirmwareCable, DropsWhatBelongsToNoMessage) {
-    // Data without a status, a message cut off by the next one, and an end without a beginning.
+    // Data without a status, an unfinished message, and an F7 without F0.
     Firmware machine;
     Bytes bytes = {0x01, 0x02, 0x92, 0x01, 0xF7};
     const Bytes whole = sequence(0xB2, 0x07, 0x05);

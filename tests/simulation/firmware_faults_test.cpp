@@ -79,7 +79,7 @@ TEST(FirmwareFaults, VanishesWithTheMessageThatWasCounted) {
         const MachineAnswer answer = machine.receive(bytes);
         EXPECT_TRUE(machine.vanished());
         EXPECT_TRUE(answer.replies.empty()) << n;
-        // The message is the ninth of ten; what it says happens unless the machine went with it.
+        // The mapping is the ninth of ten messages.
         EXPECT_EQ(machine.table().size(), n > 9 ? 1U : 0U) << n;
         ASSERT_FALSE(answer.events.empty());
         EXPECT_EQ(answer.events.back().kind, MachineEvent::Kind::vanish);

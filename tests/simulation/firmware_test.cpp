@@ -12,7 +12,7 @@ namespace {
 
 constexpr protocol::KeyMapping control_7 = {5, protocol::MessageType::control_change, 1, 7};
 
-/// The messages of an answer, one after the other.
+/// The bytes of each reply.
 std::vector<Bytes> messages(const MachineAnswer& answer) {
     std::vector<Bytes> sent;
     for (const MachineReply& reply : answer.replies)
@@ -21,7 +21,7 @@ std::vector<Bytes> messages(const MachineAnswer& answer) {
     return sent;
 }
 
-/// What a fresh machine makes of some bytes: the echoes that it sends.
+/// What a new machine replies to these bytes.
 std::vector<Bytes> echoes_of(const Bytes& bytes) {
     return messages(Firmware().receive(bytes));
 }
@@ -156,7 +156,7 @@ TEST(Firmware, CountsTheClosingClockOnlyInARow) {
 
 TEST(Firmware, BeginsAnewWithANewBurst) {
     EXPECT_EQ(echoes_of(joined({clocks_6, pair_07_05, sequence(0xB0, 0x07, 0x05)})), echo_b0_07_05);
-    // Behind a burst even a note on that would have ended the first sequence opens the second.
+    // Without the second burst this note on would be the message of the first sequence.
     EXPECT_EQ(echoes_of(joined({clocks_6, pair_07_05, sequence(0x90, 0x07, 0x05)})),
               (std::vector<Bytes>{{0x90, 0x07, 0x05}}));
 }

@@ -16,7 +16,7 @@ namespace {
 
 constexpr int patience_ms = 10000;
 
-/// A program that runs in a terminal of its own, whose user is the test.
+/// A program in a terminal of its own. The test is its user.
 class Terminal {
 public:
     explicit Terminal(int (*program)()) : child_(forkpty(&user_, nullptr, nullptr, nullptr)) {
@@ -32,14 +32,14 @@ public:
     Terminal(const Terminal&) = delete;
     Terminal& operator=(const Terminal&) = delete;
 
-    /// The terminal is gone for the program.
+    /// Takes the terminal away from the program.
     void hang_up() { close(std::exchange(user_, -1)); }
 
     void type(const std::string& keys) const {
         EXPECT_EQ(write(user_, keys.data(), keys.size()), static_cast<ssize_t>(keys.size()));
     }
 
-    /// What the screen shows from here on, up to and including a text.
+    /// What the program prints next, up to and including a text.
     [[nodiscard]] std::string screen_until(const std::string& text) const {
         std::string shown;
         pollfd polled{user_, POLLIN, 0};
@@ -52,7 +52,7 @@ public:
         return shown;
     }
 
-    /// The exit code of the program, when it has ended.
+    /// Waits for the program's end. -1: a signal ended it.
     [[nodiscard]] int exit_code() {
         int status = -1;
         waitpid(std::exchange(child_, -1), &status, 0);
@@ -64,7 +64,6 @@ private:
     pid_t child_;
 };
 
-/// A watcher that shows events on the terminal.
 class Show final : public MachineWatcher {
 public:
     void happened(const ConnectedMachine& machine, const MachineEvent& event) override {
@@ -91,7 +90,7 @@ int serve_in_terminal() {
 TEST(Keyboard, SwitchesOffAndOnWithPAndEndsWithQ) {
     Terminal terminal(serve_in_terminal);
     EXPECT_EQ(terminal.screen_until("[ready]"), "[ready]");
-    // Neither Enter nor an echo of the keys; other keys do nothing.
+    // No Enter is needed, keys are not echoed, and x does nothing.
     terminal.type("xp");
     EXPECT_EQ(terminal.screen_until("]"), "[power cycle: back to 0 mappings]");
     terminal.type("pq");
@@ -144,7 +143,7 @@ TEST(Keyboard, HasNoKeysAnyMoreWhenTheTerminalIsGone) {
 
 int serve_in_background() {
     signal(SIGTTOU, SIG_IGN);
-    // The terminal goes to another process group, as when a shell runs a program with "&".
+    // Another process group gets the terminal, as when a shell runs a program with "&".
     const pid_t other = fork();
     if (other == 0) {
         pause();

@@ -36,8 +36,8 @@ void signal_myself(int signal) {
     kill(getpid(), signal);
 }
 
-/// Two machines in a loop on this thread, and a thread that does something to them and ends it. The
-/// loop holds back the signals before there is the second thread, so that it alone takes them.
+/// A loop on this thread, and a second thread that drives the machines and ends the loop. The
+/// signals are blocked before the second thread starts, so that only the loop takes them.
 class MachineLoopTest : public testing::Test {
 protected:
     void serve(const std::function<void()>& driver) {
@@ -95,8 +95,8 @@ TEST_F(MachineLoopTest, SwitchesAllMachinesOffAndOnAtASignal) {
         write_to(first, command);
         EXPECT_EQ(read_from(first, 3), echo);
         signal_myself(SIGUSR1);
-        EXPECT_EQ(read_from(first, 1), Bytes{}); // the cable is pulled: its end is read
-        signal_myself(SIGUSR2);                  // taken by then, since it comes behind
+        EXPECT_EQ(read_from(first, 1), Bytes{}); // end of file: the plug is pulled
+        signal_myself(SIGUSR2);                  // taken after the first signal
         EXPECT_TRUE(reported_.try_acquire_for(std::chrono::milliseconds(patience_ms)));
     });
     EXPECT_EQ(record_.events,
@@ -117,12 +117,12 @@ TEST_F(MachineLoopTest, GoesOnWhenItIsContinued) {
 
 TEST_F(MachineLoopTest, EndsAtAnInterrupt) {
     add();
-    signal_myself(SIGINT); // waits until the loop takes it
+    signal_myself(SIGINT); // pending until the loop takes it
     loop_.run(machines_, [] {});
     EXPECT_TRUE(record_.events.empty());
 }
 
-/// No descriptor can be opened any more while the object lives, and none above these polled.
+/// While it lives no descriptor from `number` on can be opened, and no more than `number` polled.
 class FewDescriptors {
 public:
     explicit FewDescriptors(rlim_t number) {

@@ -7,12 +7,6 @@
 
 namespace {
 
-void give(SocketMachine& machine, const Bytes& bytes) {
-    ASSERT_EQ(::write(machine.far_end(), bytes.data(), bytes.size()),
-              static_cast<ssize_t>(bytes.size()));
-    machine.read();
-}
-
 TEST(MachineText, NamesEachMappingAsTheScreenDoes) {
     WatcherRecord record;
     SocketMachine machine({}, record);

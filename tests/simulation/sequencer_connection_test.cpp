@@ -11,7 +11,7 @@ namespace {
 int open_error = 0;
 }
 
-// In place of the library's: the sequencer cannot be opened, for whatever reason a test wants.
+// Replaces alsa-lib's: the sequencer cannot be opened, for the reason that the test sets.
 int snd_seq_open_lconf(snd_seq_t**, const char*, int, int, snd_config_t*) {
     return -open_error;
 }

@@ -5,12 +5,14 @@
 #include "simulation/machine_text.h"
 #include "tests/support/sequence.h"
 
+#include <gtest/gtest.h>
+
 #include <utility>
 
 #include <sys/socket.h>
 #include <unistd.h>
 
-/// Writes down what a machine's watcher is told.
+/// Records what a watcher is told.
 class WatcherRecord final : public MachineWatcher {
 public:
     void happened(const ConnectedMachine& machine, const MachineEvent& event) override {
@@ -29,7 +31,7 @@ public:
     std::vector<Bytes> output;
 };
 
-/// A machine whose cable is a socket; the other end is the test's.
+/// A machine whose cable is a pair of sockets. The test has the far end.
 class SocketMachine final : public ConnectedMachine {
 public:
     SocketMachine(MachineFaults faults, MachineWatcher& watcher,
@@ -43,10 +45,10 @@ public:
             close(end);
     }
 
-    /// The other end of the cable that the machine was plugged in with last.
+    /// The far end of the cable that is plugged in, or was last.
     [[nodiscard]] int far_end() const { return far_ends_.back(); }
     [[nodiscard]] std::size_t plugs() const { return far_ends_.size(); }
-    /// Takes the cable away from the machine.
+    /// Breaks the connection from the far end.
     void cut() const { shutdown(far_end(), SHUT_RDWR); }
 
     [[nodiscard]] std::string place() const override { return "socket"; }
@@ -78,5 +80,13 @@ private:
     }
 
     int near_end_ = -1;
-    std::vector<int> far_ends_; ///< kept open, so that a test sees that the other end was closed
+    std::vector<int>
+        far_ends_; ///< open until the end, so that a test can see that the machine's end was closed
 };
+
+/// Lets a machine read bytes from its cable.
+inline void give(SocketMachine& machine, const Bytes& bytes) {
+    ASSERT_EQ(::write(machine.far_end(), bytes.data(), bytes.size()),
+              static_cast<ssize_t>(bytes.size()));
+    machine.read();
+}
