@@ -35,7 +35,7 @@ void embrace_under_watch() {
 TEST(WatchdogTest, DeadlockEndsTheProcessAndEveryThreadSaysWhereItIs) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(embrace_under_watch(), testing::KilledBySignal(SIGABRT),
-                "still running after 500 ms.*thread [0-9]+:.*embrace.*thread [0-9]+:.*embrace");
+                "still running after 500 ms.*TID [0-9]+:.*embrace.*TID [0-9]+:.*embrace");
 }
 
 TEST(WatchdogTest, WorkThatIsDoneInTimeIsLeftAlone) {
