@@ -8,20 +8,20 @@
 #include <atomic>
 #include <cstdint>
 
-// All that the device layer exports: with the two headers above, its whole state and every
-// function. The state starts zeroed and lives for the whole process. Unless it says otherwise a
-// variable belongs to the screen thread.
+// Everything the device layer exports, together with the two headers above. The variables start at
+// zero, live as long as the process, and belong to the screen thread unless their comment says
+// otherwise.
 
-// --- the current machine: written by the naming functions, kept until the next naming ---
+// --- the current machine, written by the naming functions ---
 
 /// Not 0: debug_printf() prints. Nothing sets it.
 extern std::uint8_t debug_flag;
-/// High and low half of the device code, and the whole of it, as read back from `device_name`.
+/// The high half, the low half and the whole of the device code, as read back from `device_name`.
 extern std::uint16_t VID_val;
 extern std::uint16_t PID_val;
 extern std::uint32_t VID_PID_val;
-/// Up to eight upper-case hexadecimal digits and zeros. Endpoint names are compared with its first
-/// eight bytes, a terminator and what follows it included.
+/// Up to eight upper-case hexadecimal digits, then zeros. Endpoint names are compared with its
+/// first eight bytes, including any terminator and what follows it.
 extern char device_name[24];
 
 // --- the MIDI link ---
@@ -34,21 +34,21 @@ extern MIDIPortRef inPort;
 extern MIDIPortRef gOutPort;
 /// Cleared by midi_init(); nothing else uses it.
 extern MIDIEndpointRef gDest;
-/// Receive the name, manufacturer and model queries. Stale after the release, never reset to null
-/// then; null while a query that gives nothing runs.
+/// The texts queried last. Null if there was no text, otherwise stale: the text has been released.
 extern CFStringRef pname;
 extern CFStringRef pmanuf;
 extern CFStringRef pmodel;
-/// The name of the endpoint examined last, Mac Roman. A null name leaves the text before it here.
+/// The name of the endpoint examined last, in Mac Roman. An endpoint without a name leaves the
+/// previous text here.
 extern char jname[64];
-/// The device examined last, Mac Roman; written by the device scan.
+/// The texts of the device examined last, in Mac Roman. A missing text leaves the previous one.
 extern char name[64];
 extern char manuf[64];
 extern char model[64];
 /// Cleared by midi_init(); nothing else uses it.
 extern std::uint8_t offline_flag[64];
 /// Bytes 61 to 63: status and the two controllers of the last mapping that passed the agreement
-/// check. Nothing reads them back.
+/// check. Nothing reads them.
 extern std::uint8_t midiout_databuffer[64];
 
 // --- the echo record: shared by the screen thread and the receive thread, relaxed atomics ---
@@ -59,7 +59,7 @@ extern std::atomic<std::uint8_t> set_up_ok_flag;
 /// The expected echo: status, data 1, data 2; the rest is unused. Written by the screen thread
 /// right after the message went out, read by the receive thread.
 extern std::atomic<std::uint8_t> midi_setup_data[8];
-/// The bytes of the last packet, over what longer packets left before. Receive thread only.
+/// The bytes of the last packet; behind them, what longer packets left. Receive thread only.
 extern std::atomic<std::uint8_t> midi_pack_setup_data[64];
 
 // --- device codes and names ---
@@ -70,8 +70,8 @@ std::uint8_t CharToHex(std::uint8_t c);
 /// The byte that two hexadecimal digit characters stand for.
 std::int8_t two_hex_compound(std::uint8_t hi, std::uint8_t lo);
 
-/// Reads `VID_val`, `PID_val` and `VID_PID_val` back from `device_name`. Characters that are no
-/// digits go in as 255, unmasked: an empty name gives 0xFFFFFFFF.
+/// Reads `VID_val`, `PID_val` and `VID_PID_val` back from `device_name`. A character that is no
+/// digit counts as 255, unmasked: an empty name gives 0xFFFFFFFF.
 void set_usb_id();
 
 /// 1 when the first eight bytes of `name`, `model` and `device_name` all agree, else 0.
@@ -83,8 +83,8 @@ void debug_printf(const char* text);
 // --- source connection ---
 
 /// Disconnects every source, then connects the last one whose name starts with `device_name` to
-/// both ports and sets `realtime_connect_state_flag`. Gives its index, or 0xFFFFFFFF when there is
-/// none. Prints the number of sources and what became of it.
+/// both ports and sets `realtime_connect_state_flag`. Returns its index, or 0xFFFFFFFF if there is
+/// none. Prints the number of sources and the result.
 std::uint64_t midi_source_connect();
 
 // --- echo reader: receive thread ---
@@ -102,30 +102,30 @@ void MyReadProc(const MIDIPacketList* list, void* port_context, void* source_con
 /// the number of destinations and a line about the position behind the last one.
 std::uint64_t midi_get_destination();
 
-/// Sends one short message without waiting for an answer, then pauses 20 ms. Any system status goes
-/// out as one timing clock. Gives 1 when the destination is missing or offline, else the low byte
+/// Sends one short message without waiting for an answer, then pauses 20 ms. Any system status is
+/// sent as one timing clock. Returns 1 if the destination is missing or offline, else the low byte
 /// of the send's status.
 std::uint8_t core_midi_send_msg(std::uint8_t status, std::uint8_t data1, std::uint8_t data2);
 
 // --- key mapping command ---
 
-/// Sends one message in the confirmed sequence, waits 300 ms for the echo, and sends the sequence
-/// once more when none came. Gives 1 when the destination is missing or offline, else the low byte
-/// of the last send's status; it says nothing about the echo.
+/// Sends one message in the confirmed sequence, waits for the echo, and sends the sequence once
+/// more if none came. Returns 1 if the destination is missing or offline, else the low byte of the
+/// last send's status. The result does not tell whether the echo came.
 std::uint8_t core_midi_send_msg_combo(std::uint8_t status, std::uint8_t data1, std::uint8_t data2);
 
 /// Takes a short-message word apart (bits 0-3 channel nibble, 8-15 data 1, 16-23 data 2), puts the
 /// type's nibble in front of the channel and sends it confirmed.
 std::uint8_t midiOutShortMsg(std::uint8_t type, std::uint32_t word);
 
-/// Looks for the machine among the MIDI devices and sends it a message, confirmed. `channel` is
-/// counted from 1. Type 0xFF only looks: 0 when the machine is there. Gives 1 when there are
-/// devices but not the machine, 0 when there are no devices, else the send's result.
+/// Looks for the machine among the MIDI devices and sends it a message, confirmed. `channel` counts
+/// from 1. Type 0xFF only looks, and returns 0 if the machine is there. Returns 1 if there are
+/// devices but not the machine, 0 if there are no devices, else the send's result.
 std::uint8_t send_midi_out_data(std::uint8_t type, std::uint8_t channel, std::uint8_t data1,
                                 std::uint8_t data2);
 
 /// The same search, then clock, note on, note off, the message and a clock as five plain sends.
-/// `channel` is counted from 0 here. Gives the last send's result.
+/// `channel` counts from 0 here. Returns the last send's result.
 std::uint8_t send_midi_out_data_combo(std::uint8_t type, std::uint8_t channel, std::uint8_t data1,
                                       std::uint8_t data2);
 

@@ -72,19 +72,19 @@ bool names_machine(const std::string& text) {
     return true;
 }
 
-/// What a press does with its texts.
+/// What a press should make of its texts.
 struct Press {
     bool stops = false;
     std::uint8_t part = 0;
     std::uint8_t controller = 0;
-    std::optional<std::uint8_t> status{}; ///< none: the one of the press before
+    std::optional<std::uint8_t> status{}; ///< none: the previous press's is sent
 
     explicit Press(const ScreenState& screen) {
         const auto part_number = number_in(screen.hardware_part_number_code_string);
         const auto channel = number_in(screen.message_channel_menu_string);
         const auto controller_number = number_in(screen.message_controller_number_code_string);
         const auto is_byte = [](const auto& number) { return number && (*number | 0xFF) == 0xFF; };
-        // Behind the type's digit, 15 digits and more are more than 64 bits hold.
+        // 15 digits or more after the type's digit do not fit into 64 bits.
         const bool is_channel = channel && *channel >= 1 && *channel <= 16;
         const bool is_nothing = channel && (*channel < 1 || *channel - 1 >= 1LL << 56);
         stops = !is_byte(part_number) || !is_byte(controller_number) || !(is_channel || is_nothing);

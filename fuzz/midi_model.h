@@ -5,9 +5,9 @@
 
 #include <optional>
 
-// The grammar of MIDI messages, written down a second time for the fuzz targets to compare with.
+// The grammar of MIDI messages a second time, for the fuzz targets to compare with.
 
-/// Data bytes behind a status byte; nothing for a byte that opens no short message.
+/// Number of data bytes after a status byte; nothing if the byte starts no short message.
 inline std::optional<std::size_t> data_bytes(std::uint8_t status) {
     switch (status >> 4) {
     case 0x8:
@@ -41,7 +41,7 @@ inline std::optional<std::size_t> data_bytes(std::uint8_t status) {
     }
 }
 
-/// Whether the bytes are one whole message after the other, and at least one.
+/// Whether the bytes are one or more whole messages.
 inline bool are_whole_messages(std::span<const std::uint8_t> bytes) {
     std::size_t at = 0;
     while (at < bytes.size()) {

@@ -36,7 +36,7 @@ std::map<std::string, char> mac_roman_characters() {
     return characters;
 }
 
-/// A name as a buffer of any length would get it, and whether all of it has a counterpart.
+/// A converted name before it is cut to the buffer, and whether all of it could be converted.
 struct Converted {
     std::string text{};
     bool whole = true;

@@ -37,7 +37,7 @@ private:
     });
 };
 
-/// A list in a buffer of its own, and the same bytes as the description says that they should be.
+/// A list in a buffer of its own, and a model of the bytes that should be in it.
 class Buffer {
 public:
     Buffer(World& world, std::size_t size)
@@ -81,7 +81,7 @@ public:
         current_ = result;
     }
 
-    /// Sends the list, unless it claims to go on behind the buffer.
+    /// Sends the list, unless it claims to be longer than its buffer.
     void send() {
         Bytes sent;
         bool whole = true;
@@ -120,7 +120,7 @@ private:
         std::memcpy(&wanted_.at(offset), &value, length);
     }
 
-    /// Where the next event has to go; 0 when nowhere.
+    /// Where the next event has to go; 0 if it does not fit.
     std::size_t place_for(std::size_t list_size, std::uint64_t length) {
         std::size_t place = 4;
         if (read(0, 4) != 0) {

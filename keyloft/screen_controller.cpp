@@ -72,7 +72,7 @@ Value unwrap(const std::optional<Value>& value, FatalReason reason) {
     return *value;
 }
 
-/// The whole text as a number: a sign if there is one, then digits of the base and nothing else.
+/// The whole text as a number: an optional sign, then digits of the base and nothing else.
 template<typename Number>
 std::optional<Number> parse_number(std::string_view text, int base) {
     if (text.starts_with('+')) {

@@ -20,16 +20,16 @@ inline constexpr std::string_view SYSTEM_CHANGE = "System Change";
 /// The names of the sixteen machines of the family, by number.
 extern std::array<std::string, 16> machine_type_array;
 
-/// The folder above the application's resources. Written at each apply press, read by nobody.
+/// The folder above the application's resources. Written by each apply press; nothing reads it.
 extern std::string ShellCommandPath;
-/// What each machine answered at the last apply press: 1 there and online, else absent.
+/// Each machine's answer to the last apply press: 1 is there and online, anything else absent.
 extern std::array<std::uint8_t, 16> device_connect_state_retval;
 /// Result of the last command: 0 success.
 extern std::int32_t command_setup_succeed_flag;
 /// Stays 0: no action passes a 32-bit argument.
 extern std::uint32_t c_arg_transfer_Uint32;
-/// The command's bytes: hardware part code, status, controller number and the same again. An apply
-/// press that cannot compute the status leaves the one before in place, and sends that.
+/// The command's bytes: hardware part code, status, controller number, and that again. An apply
+/// press with a channel below 1 leaves the previous status here and sends it.
 extern std::uint8_t c_arg_transfer_UInt8_1;
 extern std::uint8_t c_arg_transfer_UInt8_2;
 extern std::uint8_t c_arg_transfer_UInt8_3;
@@ -44,14 +44,14 @@ struct ScreenState {
     std::string message_controller_number_code_string{"0"};
     std::string username{};           ///< shown nowhere, read by nothing
     bool emailFieldIsFocused = false; ///< shown nowhere, read by nothing
-    bool showAlert = false;           ///< the alert is up; actions flip it, dismissing clears it
+    bool showAlert = false; ///< the alert is up; actions flip it, dismissing the alert clears it
     std::string showmessage{};
     std::string showmessage_title{};
 };
 
 /// The apply button: converts the fields, probes the sixteen machines, chooses one, sends it the
-/// mapping and fills in the alert. Blocks for at least 311 ms when the machine is there. A field
-/// that is no whole number, or out of range, ends the program: see fatal_stop.h.
+/// mapping and fills in the alert. Blocks for at least 311 ms if the machine is there. A field that
+/// is not a whole number, or out of range, ends the program: see fatal_stop.h.
 void apply_action(ScreenState& screen);
 
 /// The save button: sends the save command to the current machine and fills in the alert.

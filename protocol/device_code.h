@@ -13,7 +13,7 @@
 
 namespace protocol {
 
-/// Bytes at the start of a name that tell which machine it belongs to.
+/// Length of a code in a name: these first bytes tell whose it is.
 inline constexpr std::size_t code_digits = 8;
 
 /// Machines in the family.
@@ -24,7 +24,7 @@ inline constexpr std::uint32_t family_size = 16;
     return 0x4AC0F4C4U + number * 0x10000U;
 }
 
-/// Which machine of the family has this code, 0 to 15; nothing for a code outside the family.
+/// The number of the family's machine with this code, 0 to 15; nothing for any other code.
 [[nodiscard]] constexpr std::optional<std::uint32_t> family_number(std::uint32_t code) {
     const std::uint32_t number = (code >> 16) & 0xF;
     if (code != family_code(number))
@@ -45,8 +45,7 @@ inline constexpr std::uint32_t family_size = 16;
     return {text.data(), text.size()};
 }
 
-/// The code that exactly eight hexadecimal digits stand for, in either case; nothing for any other
-/// text.
+/// Reads exactly eight hexadecimal digits, upper or lower case; nothing for any other text.
 [[nodiscard]] constexpr std::optional<std::uint32_t> parse_code(std::string_view text) {
     if (text.size() != code_digits)
         return std::nullopt;

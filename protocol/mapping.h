@@ -20,7 +20,7 @@ enum class MessageType : std::uint8_t {
     bend_change = 0xE0
 };
 
-/// The status byte of a type on a channel, of which the low four bits count: 0 is channel 1.
+/// The status byte of a type on a channel, counted from 0. Only the low four bits are used.
 [[nodiscard]] constexpr std::uint8_t status_of(MessageType type, int channel_bits) {
     return static_cast<std::uint8_t>(static_cast<int>(type) | (channel_bits & 0x0F));
 }
@@ -30,7 +30,7 @@ struct NamedType {
     std::string_view name;
 };
 
-/// The types with the names that people see, in the order in which they are offered.
+/// The types with the names that users see, in menu order.
 inline constexpr std::array<NamedType, 4> message_types = {{
     {MessageType::note_on, "Note On"},
     {MessageType::note_off, "Note Off"},
@@ -62,8 +62,8 @@ inline constexpr int highest_channel = 16;
 /// A configuration message: status (type and channel), controller number, part.
 using Message = std::array<std::uint8_t, 3>;
 
-/// What one part sends. Of a note the controller number is the note's, of a bend the first byte of
-/// its position.
+/// What one part sends. For a note, `controller` is the note's number; for a bend, the first byte
+/// of its position.
 struct KeyMapping {
     int part = 0; ///< 0 to 127
     MessageType type = MessageType::control_change;

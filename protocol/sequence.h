@@ -8,22 +8,25 @@
 #include <cstdint>
 #include <span>
 
-// The confirmed sequence. A machine takes a message as a setting only behind a burst of timing
-// clocks and a note pair with the message's channel and data bytes, and then sends it back.
+// The confirmed sequence. A machine takes a message as a setting only after a burst of timing
+// clocks and a note pair with the message's channel and data bytes. It then sends the message back.
 
 namespace protocol {
 
 inline constexpr std::uint8_t timing_clock = 0xF8;
 inline constexpr std::size_t clocks_in_front = 6;
 
-/// Keeps all mappings over power-off. It is sent in a confirmed sequence, like a mapping.
+/// Makes the machine keep its mappings when it is switched off. Sent like a mapping.
 inline constexpr Message save_command = {0xAF, 0x7F, 0x7F};
 
-/// All times are microseconds.
-inline constexpr unsigned pause_behind = 2'000; ///< least pause behind the closing clock
-inline constexpr unsigned echo_wait = 300'000;  ///< for the echo, counted from the sequence's end
+// Times are in microseconds.
 
-/// A sequence whose echo does not come is sent once more.
+/// Least pause after the closing clock.
+inline constexpr unsigned pause_behind = 2'000;
+/// How long to wait for the echo, counted from the end of that pause.
+inline constexpr unsigned echo_wait = 300'000;
+
+/// If no echo comes, the sequence is sent once more.
 inline constexpr unsigned attempts = 2;
 
 /// One event of the sequence.
@@ -31,7 +34,7 @@ struct SequenceEvent {
     Message message;       ///< the first `length` bytes of it
     std::uint8_t length;   ///< 1 or 3
     unsigned pause_before; ///< least pause between the event before and this one
-    bool is_echoed;        ///< this is the one that the machine sends back
+    bool is_echoed;        ///< the machine sends this one back
 
     [[nodiscard]] constexpr std::span<const std::uint8_t> bytes() const {
         return std::span{message}.first(length);
@@ -59,7 +62,7 @@ using Sequence = std::array<SequenceEvent, clocks_in_front + 4>;
 }
 
 /// The window's rule for an echo: the status has to agree and, except for a bend, the first data
-/// byte. The second is never looked at. Loose, and kept: see confirms().
+/// byte. It never looks at the second. Deliberate; confirms() is the strict rule.
 [[nodiscard]] constexpr bool confirms_loosely(std::uint8_t status, std::uint8_t data1,
                                               std::uint8_t echoed_status,
                                               std::uint8_t echoed_data1) {

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks the rules of this project that no other tool knows. Prints FILE:LINE: MESSAGE for each
+"""Checks the rules of this project that no other tool checks. Prints FILE:LINE: MESSAGE for each
 place that breaks one, and exits with 1 when there was any.
 
 Usage: script/house_rules.py [--root FOLDER]

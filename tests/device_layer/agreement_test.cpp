@@ -10,12 +10,12 @@ using protocol::Message;
 
 constexpr std::array numbers = {0, 1, 5, 63, 64, 100, 126, 127};
 
-// Three that have to agree: what the device layer sends, the sequence of protocol/, and what a
-// machine's firmware, which has a recogniser of its own, takes and sends back.
+// Three have to agree: what the device layer sends, the sequence in protocol/, and what the
+// machine's firmware accepts with its own recogniser and sends back.
 class Agreement : public ConfirmedSequence {
 protected:
-    // Sends the message by a command whose echo is the firmware's. The firmware gets the sequence
-    // of protocol/, which is compared with the journal.
+    // Gives the firmware the sequence from protocol/, and sends the same message with a command,
+    // which gets the firmware's echo.
     void send(const Message& message, MachineEvent::Kind kind) {
         Bytes cable;
         Lines expected;
@@ -32,7 +32,7 @@ protected:
         EXPECT_TRUE(protocol::confirms(message, std::span{echo.bytes}.first(echo.length)));
 
         recording.journal.clear();
-        recording.texts.clear(); // all of them given back: it would be looked through at each query
+        recording.texts.clear(); // all are released, and each query searches them
         echo_in_the_long_pause({echo.bytes[0], echo.bytes[1], echo.bytes[2]});
         EXPECT_EQ(
             quietly([&] { return usb_midi_main(message[2], message[0], message[1], message[1]); }),

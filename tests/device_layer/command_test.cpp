@@ -76,7 +76,7 @@ TEST_F(Command, scans_the_devices_three_times) {
     EXPECT_EQ(recording.calls({"MIDIGetNumberOfDestinations"}).size(), 3U);
 }
 
-// A machine that turns up between the probes is sent to: their results decide nothing.
+// The probes' results decide nothing: a machine that appears after them gets the message.
 TEST_F(Command, probes_decide_nothing) {
     recording.devices.clear();
     const MIDIObjectRef other = recording.add_device({.name = "another", .model = "another"});

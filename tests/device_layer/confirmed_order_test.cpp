@@ -3,7 +3,7 @@
 
 namespace {
 
-// All calls and all lines of whole sends, in their one order.
+// All calls and printed lines of whole sends, in order.
 class ConfirmedOrder : public ConfirmedSequence {
 protected:
     static void append(Lines& to, const Lines& lines) {
@@ -88,7 +88,7 @@ TEST_F(ConfirmedOrder, of_a_send_without_a_destination) {
                      "MIDIGetNumberOfDestinations", "> MIDIGetNumberOfDestinations 0 \r\n"}));
 }
 
-// The endpoint of the first lookup is the one that is asked and sent to, whatever came since.
+// The endpoint of the first lookup is used, whatever appeared since.
 TEST_F(ConfirmedOrder, endpoint_of_the_first_lookup_gets_every_send) {
     const MIDIObjectRef later = recording.add_destination({.name = "4ACCF4C4 later", .offline = 1});
     recording.destinations = {destination_};

@@ -98,8 +98,8 @@ TEST_F(ConfirmedSend, stale_flag_is_cleared_even_when_the_send_is_abandoned) {
     EXPECT_EQ(set_up_ok_flag, 0);
 }
 
-// An echo of the message, arriving at each call of the command in turn, confirms it exactly from
-// the pause behind the message's own send up to the long one.
+// The echo is tried at each call of the command. It confirms from the pause after the message's
+// send to the end of the long pause.
 TEST_F(ConfirmedSend, echo_counts_from_the_end_of_its_send_to_the_end_of_the_long_pause) {
     send(0xB2, 0x10, 0x22);
     const Lines calls = recording.journal;
@@ -144,7 +144,7 @@ TEST_F(ConfirmedSend, expected_echo_is_written_behind_the_message_and_before_the
                         std::string(recording.journal.size() - up_to_its_send, 'n'));
 }
 
-// A repetition records its message again, behind its own send.
+// A repetition records its message again, after sending it.
 TEST_F(ConfirmedSend, repetition_writes_the_expected_echo_again) {
     recording.before_call = [](std::string_view call) {
         if (call == "usleep 300000")
@@ -168,7 +168,7 @@ TEST_F(ConfirmedSend, abandoned_send_leaves_the_expected_echo_alone) {
     EXPECT_EQ(expected_echo(), (std::array{0x11, 0, 0}));
 }
 
-// The flag is read once, behind the long pause: what comes later is neither printed nor waited for.
+// The flag is read once, after the long pause. What comes later is neither printed nor awaited.
 TEST_F(ConfirmedSend, echo_of_the_repetition_changes_nothing) {
     bool repeating = false;
     recording.before_call = [&](std::string_view call) {

@@ -51,8 +51,7 @@ inline void arrive(std::initializer_list<std::uint8_t> bytes) {
     MyReadProc(&list, nullptr, nullptr);
 }
 
-/// Machine 4ACCF4C4 with its device and its destination. Its echo arrives in the long pause, when
-/// it is told which.
+/// Machine 4ACCF4C4 with its device and its destination.
 class ConfirmedSequence : public DeviceLayerTest {
 protected:
     ConfirmedSequence() {

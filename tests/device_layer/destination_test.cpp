@@ -113,7 +113,7 @@ TEST_F(Destination, reports_without_a_match_too) {
     EXPECT_EQ(printed(), "MIDIGetNumberOfDestinations 1 \r\nCCCCC: somethin is online\r\n");
 }
 
-// A destination that turns up during the loop stands behind the last one.
+// A destination that appears during the loop comes after the last one.
 class LateDestination : public Destination {
 protected:
     std::string printed_with(const RecordedObject& late) {

@@ -50,8 +50,8 @@ inline std::array<int, 3> expected_echo() {
     return {midi_setup_data[0].load(), midi_setup_data[1].load(), midi_setup_data[2].load()};
 }
 
-/// Zeroed globals, ports that exist and an empty world at the start of each case; at its end the
-/// rules of the service have been kept and every text has been given back exactly once.
+/// Starts each case with zeroed globals, existing ports and no objects. At its end, the rules of
+/// the service were kept and every text was released exactly once.
 class DeviceLayerTest : public testing::Test {
 protected:
     DeviceLayerTest() {

@@ -136,7 +136,7 @@ TEST_F(DeviceScan, right_model_with_another_name_is_not_the_machine) {
     EXPECT_EQ(probe(), 1);
 }
 
-// A text that is missing leaves the device's before it, which then counts as this one's.
+// A missing text leaves the previous device's, which then counts as this one's.
 TEST_F(DeviceScan, missing_model_is_compared_with_the_device_before) {
     recording.objects[device_].name = "another";
     recording.add_device({.name = "4ACCF4C4 again"});
@@ -160,7 +160,7 @@ TEST_F(DeviceScan, texts_of_an_earlier_scan_count_for_a_device_without_any) {
     EXPECT_STREQ(name, "4ACCF4C4");
 }
 
-// Index behind the list: no object, which answers nothing and leaves every text.
+// An index behind the list is no object. It answers nothing and leaves every text.
 TEST_F(DeviceScan, device_that_went_meanwhile_leaves_every_text) {
     recording.device_count = 2;
     recording.objects[device_].name = "another";

@@ -95,7 +95,7 @@ protected:
     InManualTime() : DeviceThreads(EmbeddedBackend::Time::manual) {}
 };
 
-// The receive thread prints whenever it likes, so that all that is printed is caught up to the end.
+// The receive thread may print at any time, so everything is captured up to the end.
 class InRealTime : public DeviceThreads {
 protected:
     InRealTime() : DeviceThreads(EmbeddedBackend::Time::real) { output_.emplace(); }
@@ -146,7 +146,7 @@ TEST_F(InManualTime, echo_at_every_moment_confirms_up_to_the_end_of_the_long_pau
     }
 }
 
-// Too early: sent by the machine before the message, it is compared with the command before.
+// An echo sent before the message is compared with the previous command's bytes.
 TEST_F(InManualTime, echo_before_the_message_confirms_nothing) {
     for (const unsigned early_send : {0U, 5U, 6U, 7U}) {
         std::fill(std::begin(midi_setup_data), std::end(midi_setup_data), std::uint8_t{0});
@@ -186,7 +186,7 @@ TEST_F(InManualTime, nothing_arrives_once_another_machine_is_named_or_the_link_i
     EXPECT_EQ(set_up_ok_flag, 0);
 }
 
-// No pause takes time here, so that every echo, wrong echo and clock arrives anywhere in a command.
+// No pause takes time here: echoes, wrong echoes and clocks arrive anywhere in a command.
 TEST_F(InRealTime, traffic_all_along_a_command_hides_no_echo) {
     constexpr std::size_t commands = 100;
     midi_setup_data[0] = message[0]; // an echo that overtakes the sender counts as well
@@ -217,8 +217,8 @@ TEST_F(InRealTime, traffic_all_along_a_command_hides_no_echo) {
     EXPECT_EQ(failed, 0U);
 }
 
-// An answer that does not wait for the sender may come before the expected bytes are written; the
-// command ends well either way.
+// An immediate answer may come before the expected bytes are written. The command succeeds either
+// way.
 TEST_F(InRealTime, echo_that_races_its_own_send_is_taken_or_missed) {
     constexpr std::size_t commands = 300;
     answer_ = [this](const Bytes& sent) {

@@ -10,7 +10,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// A packet list with rubbish wherever no field and no data lie.
+// A packet list with garbage in the gaps between fields and data.
 class PacketListBytes {
 public:
     explicit PacketListBytes(const std::vector<Bytes>& packets) : storage_(20'000, 0xEEEEEEEE) {
@@ -115,7 +115,7 @@ TEST_F(EchoReader, only_pitch_bend_forgives_the_first_data_byte) {
     }
 }
 
-// What is expected decides on the rule, not what arrives.
+// The expected status decides which rule applies, not the received one.
 TEST_F(EchoReader, arriving_pitch_bend_gets_no_exception) {
     expect_echo({0x93, 0x40, 0x7F});
     (void)read({{0xE3, 0x40, 0x7F}});

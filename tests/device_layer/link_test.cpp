@@ -97,7 +97,7 @@ TEST_F(Link, start_gives_the_status_of_the_input_port) {
     EXPECT_EQ(midi_init(), -300);
 }
 
-// A failure is carried on: every creation is tried, with the handles that are there.
+// A failure stops nothing: every creation is tried, with the handles as they are.
 TEST_F(Link, start_goes_on_after_a_failed_creation) {
     recording.client_status = -1;
     recording.output_port_status = -2;

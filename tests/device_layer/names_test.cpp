@@ -9,7 +9,7 @@ class Names : public DeviceLayerTest {
 protected:
     Names() { std::memset(device_name, 0x5A, sizeof device_name); }
 
-    // The name, and that nothing of the one before is left behind it.
+    // The name, with nothing of the previous one behind it.
     static void expect_name(const std::string& expected) {
         EXPECT_EQ(std::string(device_name), expected);
         EXPECT_EQ(std::string(device_name + expected.size(), device_name + sizeof device_name),
@@ -104,7 +104,7 @@ TEST_F(Names, naming_without_a_source_gives_no_index) {
     EXPECT_EQ(quietly([] { return set_device_name_with_hexcode(0x4AC5F4C4); }), no_index);
 }
 
-// The halves are there when the connection step begins.
+// The halves are set before the connection step.
 TEST_F(Names, halves_are_set_before_the_sources_are_counted) {
     std::uint32_t seen = 0;
     recording.before_call = [&](std::string_view) { seen = VID_PID_val; };
@@ -141,7 +141,7 @@ TEST_F(Names, hexcode_of_seven_digits_ends_at_position_seven) {
     expect_halves(0xABCD, 0xEFFF);
 }
 
-// What stands between the end of a shorter text and position 8 is left open.
+// The bytes between the end of a shorter text and position 8 may be anything.
 TEST_F(Names, shorter_hexcodes_give_their_digits_and_no_more_than_eight_bytes) {
     const std::string text[] = {"0", "1", "12", "ABC", "F4C4", "12345", "ABCDEF"};
     const std::uint32_t code[] = {0, 1, 0x12, 0xABC, 0xF4C4, 0x12345, 0xABCDEF};

@@ -3,7 +3,7 @@
 
 namespace {
 
-// How the confirmed send treats its list, seen by services that are less helpful than ours.
+// How the confirmed send uses its list, as services that are less helpful than ours see it.
 class PacketListUse : public ConfirmedSequence {
 protected:
     static void send() {
@@ -19,8 +19,8 @@ protected:
     }
 };
 
-// A service that leaves what it sent in the list: each append goes behind the one before, and only
-// clearing the list ends that.
+// A service that leaves sent events in the list: each append follows the previous one until the
+// list is cleared.
 TEST_F(PacketListUse, each_append_gets_the_position_of_the_one_before) {
     recording.keeps_lists = true;
     send();
@@ -43,8 +43,8 @@ TEST_F(PacketListUse, clearing_between_the_steps_separates_their_events) {
     EXPECT_EQ(recording.calls({"MIDISend"}), twice(sends));
 }
 
-// A service that spoils the whole buffer at each send: all 1,024 bytes are clear again by the next
-// pause, and at the start.
+// A service that overwrites the whole buffer at each send: all 1,024 bytes are zero at the start
+// and at each pause.
 TEST_F(PacketListUse, whole_buffer_is_cleared_before_every_pause_of_a_sequence) {
     recording.watches_list = true;
     spoil_the_stack();

@@ -93,7 +93,7 @@ TEST_F(PlainSend, system_status_prints_the_clock_line) {
               lookup + lookup + lookup + "midi_get_destination 0 \r\nclock mc\r\n");
 }
 
-// Data bytes are passed as they are, and no other status is special, not even none.
+// Data bytes are not changed, and no other status is special, not even one below 0x80.
 TEST_F(PlainSend, every_other_status_goes_out_unchanged) {
     EXPECT_EQ(sent_by(0x00, 0x00, 0x00), Lines{"MIDISend out, destination0, time 0: 00 00 00"});
     EXPECT_EQ(sent_by(0x7F, 0x80, 0xFF), Lines{"MIDISend out, destination0, time 0: 7F 80 FF"});
@@ -175,7 +175,7 @@ TEST_F(PlainSend, destination_that_goes_before_the_third_lookup_is_sent_to) {
     EXPECT_EQ(recording.calls({"MIDISend"}), Lines{"MIDISend out, destination0, time 0: 93 40 7F"});
 }
 
-// Missing at the first lookup, there at the second: the send goes to no object.
+// Missing at the first lookup, present at the second: the send goes to no object.
 TEST_F(PlainSend, destination_that_comes_after_the_first_lookup_is_not_sent_to) {
     recording.destinations.clear();
     recording.send_statuses = {-19};

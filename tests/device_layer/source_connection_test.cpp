@@ -160,7 +160,7 @@ TEST_F(SourceConnection, same_step_twice_reconnects_the_same_source) {
                "MIDIPortConnectSource in, source0, no context"}));
 }
 
-// The terminator of a short name is compared like any byte, and so is what lies behind it.
+// The terminator of a short name and the bytes after it are compared like any others.
 TEST_F(SourceConnection, bytes_left_behind_a_terminator_take_part) {
     set_current_name(std::string("4A\0CF4C4", 8));
     recording.add_source({.name = "xxxCF4C4"});
@@ -235,7 +235,7 @@ TEST_F(SourceConnection, statuses_of_the_connections_do_not_count) {
     EXPECT_EQ(realtime_connect_state_flag, 1);
 }
 
-// The source at the index is asked for anew: another one may stand there by then.
+// The source at the index is fetched again: by then it may be another one.
 TEST_F(SourceConnection, source_is_fetched_again_before_it_is_connected) {
     const MIDIObjectRef first = recording.add_source({.name = "4ACCF4C4 first"});
     const MIDIObjectRef second = recording.add_source({.name = "another"});
@@ -254,7 +254,7 @@ TEST_F(SourceConnection, source_is_fetched_again_before_it_is_connected) {
               "MIDIPortConnectSource out, source1, no context");
 }
 
-// The source went between the loop and the connection: no object, online for want of an answer.
+// The source disappears between the loop and the connection: no object, which counts as online.
 TEST_F(SourceConnection, source_that_went_meanwhile_is_carried_on_as_no_object) {
     recording.add_source({.name = "4ACCF4C4 MIDI 1"});
     unsigned fetched = 0;

@@ -28,7 +28,7 @@ bool ExpectedPress::comes(StepKind kind) const {
     return at_ < journal_.size() && journal_[at_].step.kind == kind;
 }
 
-/// The next step, which has to be of this kind, with all that happened in it.
+/// Takes the next step, which has to be of this kind, and everything that happened in it.
 const Event& ExpectedPress::take(StepKind kind) {
     static const Event none{.status = -EPROTO};
     if (!comes(kind)) {
@@ -94,7 +94,7 @@ void ExpectedPress::pause(StepKind kind, unsigned microseconds) {
 
 // --- names and connections ---
 
-/// A text that comes replaces the one before it up to its terminator; else that one stays.
+/// A text is copied with its terminator; without one the buffer keeps its contents.
 void ExpectedPress::read(StepKind property, MIDIObjectRef object, NameBuffer& buffer) {
     if (object == 0)
         return; // nothing is asked of no object
@@ -111,7 +111,7 @@ bool ExpectedPress::carries_current(const NameBuffer& buffer) const {
     return std::equal(name.begin(), name.end(), buffer.begin());
 }
 
-/// What the service itself asks on the way, it may ask as it likes.
+/// The service may make any queries of its own while it connects a source.
 void ExpectedPress::connect_to(MIDIObjectRef source) {
     while (at_ < journal_.size() && journal_[at_].is_in_connection) {
         const Event& event = take(journal_[at_].step.kind);
@@ -162,7 +162,7 @@ bool ExpectedPress::connect() {
 
 // --- commands ---
 
-/// 1: the machine is among the devices; 0: there are no devices; -1: there are others.
+/// 1: the machine is among the devices; 0: there are no devices; -1: there are only others.
 int ExpectedPress::scan() {
     printed += scan_line;
     const auto& devices = take(StepKind::devices).objects;
@@ -271,7 +271,7 @@ void ExpectedPress::name_machine(unsigned machine) {
     (void)connect();
 }
 
-/// One machine is chosen by itself. Else the menu's is, and it is named like none.
+/// A single machine is chosen automatically. Otherwise the menu decides, and names no machine.
 void ExpectedPress::choose(const std::vector<unsigned>& present) {
     if (present.size() == 1) {
         const unsigned machine = present.front();

@@ -25,8 +25,7 @@ struct PressMemory {
     std::multimap<std::chrono::microseconds, Message> on_the_way{};
 };
 
-/// What a hook, a naming or a press has to come to, worked out from what the service answered in
-/// it.
+/// The expected outcome of a hook, a naming or a press, computed from the service's answers.
 class ExpectedPress {
 public:
     ExpectedPress(PressMemory& memory, std::span<const Event> journal)
@@ -35,8 +34,8 @@ public:
     void appear();
     /// The naming of a machine of the family by its code.
     void name_machine(unsigned machine);
-    /// `type_line` is what the choice of the message type prints, `menu` the machine menu's text,
-    /// `bytes` the message.
+    /// `type_line` is printed for the message type, `menu` is the machine menu's text, `bytes` the
+    /// message.
     void apply(const std::string& type_line, const std::string& menu, const Bytes& bytes);
     void save();
 
@@ -46,8 +45,8 @@ public:
     std::string message{};
     std::string menu{};
     unsigned sequences = 0;
-    MIDIObjectRef destination = 0; ///< of the sequences; 0 also for an endpoint that is none
-    /// The first thing that was not asked or done as it should have been.
+    MIDIObjectRef destination = 0; ///< of the sequences; 0 if there was none
+    /// The first step that was not as expected.
     std::string complaint{};
 
 private:

@@ -7,14 +7,14 @@
 
 #include <gtest/gtest.h>
 
-/// Explores, says how many cases there were, and fails for each end that was not as it has to be,
-/// and for threads and files left behind.
+/// Prints the number of cases, and fails for each unexpected outcome and for threads and files left
+/// behind.
 class Exploration : public testing::Test {
 protected:
     Exploration();
     void TearDown() override;
 
-    /// The steps of a press that gets no echo, so that all of them are there.
+    /// The steps of a press without an echo: these are all the steps there are.
     [[nodiscard]] std::vector<Step> steps_of(Scenario scenario);
     static std::vector<Fault> all_faults();
 

@@ -20,7 +20,7 @@ enum class Echo : std::uint8_t {
     wrong_3,
     split,    // by clocks inside it
     followed, // by a clock and a note
-    overlong, // between system-exclusive data that are longer than what is kept of a packet
+    overlong, // between system-exclusive data longer than the packet buffer
 };
 
 /// What can go wrong in a step.
@@ -30,7 +30,7 @@ enum class Fault : std::uint8_t {
     device_gone,
     unplugged,
     back_at_the_end, // of the lists
-    back_as_it_was,  // all that was wrong with it is over
+    back_as_it_was,  // without any of its faults
     renamed,
     named_shorter,
     offline,
@@ -44,12 +44,12 @@ enum class Fault : std::uint8_t {
     sends_fail_with_low_byte_zero,
     twin_appears,  // a second machine of the same name
     other_appears, // one of another name
-    stranger_gone, // so that without the machine there is nothing at all
-    stray_echo,    // the echo, without having been asked
-    stray_other,   // another message, in the two bytes that are compared like nothing before
+    stranger_gone, // without the machine there is nothing left then
+    stray_echo,    // the echo, unasked
+    stray_other,   // a message whose first two bytes differ from every one before
     stray_clock,
-    stranger_echoes, // what no machine sent
-    echo_absent,     // from here on they answer like this
+    stranger_echoes, // the instrument sends the echo
+    echo_absent,     // this and those below: how machines answer from now on
     echo_early,
     echo_slow,
     echo_after_wait,
@@ -66,14 +66,14 @@ inline constexpr unsigned fault_count = static_cast<unsigned>(Fault::echo_overlo
 
 [[nodiscard]] const char* to_string(Fault fault);
 
-/// Machine 4AC5F4C4 and, behind it, an instrument that is none, on an embedded service in manual
-/// time. What happens goes into the backend's journal.
+/// Machine 4AC5F4C4 and, after it in the lists, another instrument, on an embedded service in
+/// manual time. What happens goes into the backend's journal.
 class ExploredWorld {
 public:
     /// `message` is what the press will send.
     ExploredWorld(EmbeddedBackend& service, SteppingBackend& backend, const Bytes& message);
 
-    /// Lets a fault happen in the step that is running.
+    /// Makes a fault happen in the current step.
     void happen(Fault fault, const Step& step);
     /// Takes all machines away, and the faults with them.
     void clear();

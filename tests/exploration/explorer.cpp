@@ -22,7 +22,7 @@ constexpr std::uint8_t part = 5;
 constexpr std::uint8_t controller = 7;
 constexpr std::uint32_t machine_code = 0x4AC5F4C4;
 
-/// Where two texts part, with a little of what comes there in each.
+/// Where two texts begin to differ, with a little of each.
 std::string difference(const std::string& found, const std::string& wanted) {
     constexpr std::size_t enough = 160;
     const auto at = static_cast<std::size_t>(
@@ -39,7 +39,7 @@ std::string kept_of_packets() {
     return bytes;
 }
 
-/// One screen over one service, from its appearing to its end.
+/// One screen over one service, from start to end.
 class Run {
 public:
     Run(const Scenario& scenario, std::span<const Injection> injections, CapturedOutput& output);
@@ -119,7 +119,7 @@ void Run::in_step(const Step& step) {
     world_.happen(next.fault, step);
 }
 
-/// Makes it look as if another command had been there before.
+/// Makes it look as if another command had run before.
 void Run::set_previous() {
     Bytes bytes(3);
     if (scenario_.previous == Scenario::Previous::same)
@@ -183,7 +183,7 @@ void Run::judge(const ExpectedPress& expected) {
             stranger_was_unnamed || (event.step == Step{Stage::lookup, StepKind::name} &&
                                      event.object == world_.stranger() && event.status != 0);
     }
-    // An endpoint whose name cannot be read passes for the one before it in the list.
+    // An endpoint whose name cannot be read counts as the one before it in the list.
     if (!stranger_was_unnamed)
         expect("bytes to a stranger", world_.strangers_bytes.size(), std::size_t{0});
     world_.strangers_bytes.clear();
@@ -245,7 +245,7 @@ std::vector<Step> Explorer::run(const Scenario& scenario, std::span<const Inject
             words += "\n  " + wrong;
         steps = std::move(press.steps);
     }
-    // Less what holds the results.
+    // Without those that hold the results.
     const std::size_t left = live_allocations() - before - (steps.capacity() != 0 ? 1 : 0) -
                              (words.capacity() > std::string().capacity() ? 1 : 0);
     if (left != 0)

@@ -18,18 +18,18 @@ struct Scenario {
     [[nodiscard]] std::string words() const;
 };
 
-/// A fault, and the step in which it happens: a certain one, or the first of a kind.
+/// A fault and the step in which it happens: the one with this number, or the first of a kind.
 struct Injection {
     Fault fault;
     std::size_t number = 0; ///< of the step, from 0
     std::optional<Step> kind{};
 };
 
-/// Runs presses with faults in them and looks at every end. Captures what is printed.
+/// Runs presses with faults and checks every outcome. Captures what is printed.
 class Explorer {
 public:
-    /// One press, with the faults one behind the other, at most one in a step; then one of a
-    /// healthy machine. The result is the steps of the first press.
+    /// One press with these faults, in this order and at most one per step; then one press on a
+    /// healthy machine. Returns the steps of the first press.
     std::vector<Step> run(const Scenario& scenario, std::span<const Injection> injections);
 
     std::size_t cases = 0;               ///< in which all faults happened

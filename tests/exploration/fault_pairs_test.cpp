@@ -47,7 +47,7 @@ protected:
           steps_(without_repeats(steps_of(scenario_))) {}
 
     void run(Fault first, std::size_t in, Fault second, std::size_t later) {
-        // There is a repetition only where there was no echo.
+        // The sequence is repeated only if there was no echo.
         scenario_.echo = steps_[later].stage == Stage::repetition ? Echo::absent : Echo::normal;
         explorer_->run(scenario_, {{{first, 0, steps_[in]}, {second, 0, steps_[later]}}});
     }

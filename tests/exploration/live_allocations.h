@@ -6,6 +6,6 @@
 // Linking live_allocations.cpp into a test program replaces operator new and operator delete by
 // ones that count.
 
-/// How many allocations are not given back yet. Every text, object, connection and thread of the
-/// MIDI service holds at least one. Any thread.
+/// How many allocations have not been freed. Every text, object, connection and thread of the MIDI
+/// service holds at least one. Any thread.
 [[nodiscard]] std::size_t live_allocations();

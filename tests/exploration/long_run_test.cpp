@@ -19,7 +19,7 @@ namespace {
 constexpr std::uint32_t machine_code = 0x4AC5F4C4;
 constexpr int presses_a_machine = 500;
 
-/// What a process has, or has too much of.
+/// What a process may leak.
 struct Holdings {
     std::ptrdiff_t threads, files;
     std::size_t allocations;
@@ -71,7 +71,7 @@ protected:
         install_midi_backend(nullptr);
     }
 
-    /// Presses on one machine after another. The result is how many alerts said success.
+    /// Presses on one machine after another. Returns how many alerts reported success.
     int press(int machines) {
         int successes = 0;
         for (int i = 0; i < machines; ++i) {
@@ -110,7 +110,7 @@ TEST_F(LongRun, HundredThousandPressesEndWhereTheyBegan) {
     const Holdings after = holdings();
     const long grown = resident() - memory;
     output_.reset();
-    // A machine that vanishes does so in one press; the others without it find no device at all.
+    // A machine that vanishes does so in one press; later presses find no device at all.
     constexpr int vanished = machines / static_cast<int>(manners.size());
     EXPECT_EQ(successes, machines * presses_a_machine - vanished);
     EXPECT_TRUE(after == before) << after.threads << " threads, " << after.files << " files, "

@@ -12,7 +12,7 @@ TEST_P(SingleFaults, InEveryStepOfAPress) {
     Scenario scenario = GetParam();
     const std::vector<Step> steps = steps_of(scenario);
     for (std::size_t number = 0; number < steps.size(); ++number) {
-        // There is a repetition only where there was no echo.
+        // The sequence is repeated only if there was no echo.
         scenario.echo = steps[number].stage == Stage::repetition ? Echo::absent : Echo::normal;
         for (const Fault fault : all_faults())
             explorer_->run(scenario, {{{fault, number}}});

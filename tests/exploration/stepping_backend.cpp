@@ -36,8 +36,7 @@ StepKind query_of(TextProperty property) {
 
 } // namespace
 
-// The device layer's calls of MIDIPortConnectSource() come here, by the linker's --wrap, and go on
-// to the service.
+// The linker's --wrap sends the device layer's calls of MIDIPortConnectSource() here first.
 OSStatus connect_source(MIDIPortRef port, MIDIEndpointRef source,
                         void* context) __asm__("__real__Z21MIDIPortConnectSourcejjPv");
 OSStatus watch_connection(MIDIPortRef port, MIDIEndpointRef source,
@@ -64,7 +63,7 @@ void SteppingBackend::begin_press() {
     pauses_ = 0;
 }
 
-/// What a step is in a press, going by what came before it.
+/// Works out which step of a press this is from those before it.
 Step SteppingBackend::locate(StepKind kind) {
     if (kind == StepKind::sources && ++probes_ > machines)
         stage_ = Stage::choice;
@@ -87,7 +86,7 @@ Step SteppingBackend::locate(StepKind kind) {
     return step;
 }
 
-/// Writes a step down and lets happen what is to happen in it. The result is its place.
+/// Records a step and runs the test's hook. Returns the step's place in the journal.
 std::size_t SteppingBackend::begin(StepKind kind, MIDIObjectRef object) {
     const Step step = locate(kind);
     const std::size_t place = journal.size();

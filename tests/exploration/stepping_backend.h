@@ -45,8 +45,8 @@ struct Step {
 
 [[nodiscard]] std::string to_string(const Step& step);
 
-/// A line of the journal: a step with its answer, or something that happened during the step before
-/// it.
+/// A line of the journal: a step with its answer, or something that happened during the previous
+/// step.
 struct Event {
     enum class Kind : std::uint8_t { step, emission, gone };
     Kind kind = Kind::step;
@@ -62,8 +62,8 @@ struct Event {
     std::chrono::microseconds time{0};    ///< length of a pause, delay of an emission
 };
 
-/// The embedded service, taken a step at a time: every call but opening and closing is a step, and
-/// so is every pause. All of them are written down with what the service answered. Screen thread.
+/// The embedded service with a journal. Every call except opening and closing is a step, and so is
+/// every pause. Screen thread.
 class SteppingBackend final : public MidiBackend {
 public:
     explicit SteppingBackend(EmbeddedBackend& service) : service_(service) {}
@@ -72,7 +72,7 @@ public:
     std::function<void(const Step&)> in_step{};
     std::vector<Event> journal{};
 
-    /// What the next query, connection or send answers instead of the service; 0: nothing.
+    /// If not 0, what the next query, connection or send returns instead of the service's answer.
     OSStatus refuse_query = 0;
     OSStatus refuse_connection = 0;
     OSStatus refuse_send = 0;

@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char* nil_message = "Unexpectedly found nil while unwrapping an Optional value";
 
-/// A stop that is a death: the child's standard output goes, fully buffered, where `output_` says.
+/// Stops that end a child process, whose standard output is fully buffered.
 class FatalStopDeath : public ScreenActions {
 protected:
     FatalStopDeath() { GTEST_FLAG_SET(death_test_style, "fast"); }

@@ -12,13 +12,13 @@
 
 #include <gtest/gtest.h>
 
-/// A device layer that only writes down what it is called for. Each call prints its journal line
-/// too, in pointed brackets, so that one transcript shows calls and printed lines in their order.
+/// A device layer that only records its calls. Each call also prints its line in angle brackets, so
+/// one transcript shows calls and printed lines in order.
 struct FakeDevice {
     std::vector<std::string> calls{};                       ///< the journal, one line per call
     std::array<std::uint8_t, 16> answers{};                 ///< what the probe of machine i gives
     std::int32_t main_result = 0;                           ///< what usb_midi_main gives
-    std::function<void(const std::string& call)> on_call{}; ///< looks around in the middle
+    std::function<void(const std::string& call)> on_call{}; ///< if set, called with each line
 };
 extern FakeDevice fake_device;
 

@@ -2,7 +2,7 @@
 #include "tests/screen/controller_fixture.h"
 #include "tests/screen/throwing_stop.h"
 
-// How far a press has come when it stops: each case breaks a field and looks at what is set.
+// What a press has done before it stops: each case breaks one field.
 
 /// Presses, and stops.
 class StoppedPress : public ScreenActions {

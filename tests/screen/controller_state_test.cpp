@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <type_traits>
 
-// The first case has to see the variables as they are at the start: it takes no fixture.
+// The first case needs the variables' initial values, so it has no fixture.
 
 TEST(ScreenVariables, HaveTheirInitialValuesBeforeAnyAction) {
     EXPECT_EQ(ShellCommandPath, "  ");

@@ -87,8 +87,9 @@ TEST_F(StatusByte, ChannelAboveSixteenIsFatal) {
         expect_stop(NOTE_ON, channel);
 }
 
-// The nibble and the digits of channel - 1 are read as one signed number of 64 bits. Every nibble
-// has the highest bit set: with fourteen digits behind it the number still fits, with fifteen not.
+// The type's digit and those of channel - 1 are read as one signed 64-bit number. Every type's
+// digit has its highest bit set: the number fits with fourteen digits behind it, but not with
+// fifteen.
 
 TEST_F(StatusByte, LargestChannelThatStillParsesIsFatal) {
     for (const std::string_view type : {NOTE_ON, NOTE_OFF, CONTROL_CHANGE, BEND_CHANGE})

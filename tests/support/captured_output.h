@@ -3,8 +3,7 @@
 
 #include <string>
 
-/// Catches what the process writes to standard output, by whatever means and on whatever thread,
-/// from its construction to its end.
+/// Catches everything the process writes to standard output, on any thread, while it lives.
 class CapturedOutput {
 public:
     CapturedOutput();

@@ -6,5 +6,5 @@
 /// Puts every variable of the device layer back to zero, as at the start of a process.
 void reset_device_state();
 
-/// Makes these bytes the device name and clears the rest of it; the halves stay as they are.
+/// Makes these bytes the device name and clears the rest of it. The halves of the code stay.
 void set_current_name(std::string_view bytes);

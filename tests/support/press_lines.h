@@ -5,8 +5,8 @@
 #include <span>
 #include <string>
 
-// What the program prints for each thing that it does, for the tests of whole presses. The tests of
-// the device layer and of the screen's actions have the same lines written out.
+// The lines that the program prints in a press, for the tests of whole presses. The tests of the
+// device layer and of the screen's actions have them as literals.
 
 /// The name of the family's machine `number`, 0 to 15.
 [[nodiscard]] std::string family_name(unsigned number);
@@ -43,13 +43,13 @@ inline const std::string command_line = "key_code_value_set\r\n";
 [[nodiscard]] std::string destination_line(std::uint32_t index);
 inline const std::string sending_line = "clock mc\r\n";
 
-/// A command up to its sending, with so many devices and destinations of which the machine is the
-/// one at `index`, and the last is called `last`.
+/// A command up to its first send. There are `count` devices and destinations; the machine is the
+/// one at `index`, and `last` is the last one's name.
 [[nodiscard]] std::string lines_up_to_sending(std::size_t count, std::uint32_t index,
                                               const std::string& last);
 
-/// What the receive thread prints for a packet, given the two bytes of the expected echo and what
-/// is kept of packets then.
+/// What the receive thread prints for a packet. `expected` and `kept` are the first two bytes of
+/// the expected echo and of the packet buffer afterwards.
 [[nodiscard]] std::string heard_lines(std::span<const std::uint8_t> packet,
                                       std::span<const std::uint8_t> expected,
                                       std::span<const std::uint8_t> kept, bool matches);

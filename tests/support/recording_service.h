@@ -12,11 +12,11 @@
 #include <string_view>
 #include <vector>
 
-// A stand-in for the MIDI service and for usleep(): linking recording_service.cpp into a test
-// program gives the device layer a world that the test describes and a journal of every call. It
-// keeps to the promises of midi_service.h and to no more than these. One thread.
+// Replaces the MIDI service and usleep() in a test program that links recording_service.cpp. The
+// test describes the endpoints and devices, and gets a journal of every call. Does what
+// midi_service.h promises and no more. One thread.
 
-/// What an endpoint or a device looks like. A text that is absent gives a null handle.
+/// An endpoint or a device. A query for an absent text gives a null handle.
 struct RecordedObject {
     std::optional<std::string> name{}; ///< as CFStringGetCString writes it; may hold zero bytes
     std::optional<std::string> manufacturer{};
@@ -58,11 +58,12 @@ public:
     bool conversions_fail = false; ///< CFStringGetCString gives 0 and writes nothing
     bool keeps_lists = false;      ///< MIDISend leaves the list as it is
 
-    /// Called with each line of the journal before the call takes effect: a way into the middle.
+    /// Called with each line of the journal before the call takes effect.
     std::function<void(std::string_view call)> before_call{};
-    /// When set, the journal also has what is printed, at its place between the calls.
+    /// If set, the journal also has what is printed, between the calls.
     CapturedOutput* output = nullptr;
-    /// When set, MIDISend spoils the list's 1,024 bytes, and pauses tell if they were cleared.
+    /// If set, MIDISend overwrites the list's 1,024 bytes, and each pause checks whether they were
+    /// cleared.
     bool watches_list = false;
     std::vector<bool> list_cleared{}; ///< at MIDIPacketListInit, then at each pause
 

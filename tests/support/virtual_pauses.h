@@ -6,14 +6,14 @@
 #include <functional>
 #include <vector>
 
-// Linking virtual_pauses.cpp into a test program replaces usleep(): no pause takes time, each is
-// written down, and the embedded service's manual time moves on by as much.
+// Replaces usleep() in a test program that links virtual_pauses.cpp: no pause takes time, each is
+// recorded, and the embedded service's manual time advances by as much.
 
 /// The arguments of every usleep() since the last clear, in microseconds. Screen thread.
 extern std::vector<unsigned> recorded_pauses;
 
-/// Whose manual time the pauses advance; null: nobody's.
+/// The service whose manual time the pauses advance, or null.
 extern EmbeddedBackend* paused_backend;
 
-/// Called before each pause takes effect, when set: a test's way into the middle of a command.
+/// If set, called before each pause takes effect.
 extern std::function<void(unsigned microseconds)> before_pause;

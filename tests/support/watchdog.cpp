@@ -9,8 +9,7 @@
 
 namespace {
 
-/// The stacks of all threads, as another program reads them: no signal has to reach a thread that
-/// waits for a lock.
+/// Another program reads the stacks, since a signal may not reach a thread that waits for a lock.
 void show_stacks() {
     prctl(PR_SET_PTRACER, PR_SET_PTRACER_ANY);
     setenv("DEBUGINFOD_URLS", "", 1); // or it asks a server for symbols

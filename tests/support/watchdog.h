@@ -6,8 +6,8 @@
 #include <mutex>
 #include <thread>
 
-/// Ends the process when it is not gone after a time: writes the stack of every thread to standard
-/// error, and aborts. So a deadlock is a failure that says where it is. One at a time.
+/// Turns a deadlock into a failure that says where it is: if this object still lives after a time,
+/// it writes the stacks of all threads to standard error and aborts.
 class Watchdog {
 public:
     explicit Watchdog(std::chrono::milliseconds patience);

@@ -7,13 +7,13 @@
 
 using namespace std::chrono_literals;
 
-// A name for the stacks. Each thread holds what the other one waits for.
+// Has a name to look for in the stacks. Each thread holds the lock that the other waits for.
 void embrace(std::timed_mutex& mine, std::timed_mutex& others, std::atomic<int>& holding) {
     const std::lock_guard first(mine);
     ++holding;
     while (holding != 2)
         std::this_thread::yield();
-    // Long enough for any test, and a deadlock that the thread sanitizer does not report by itself.
+    // With a time limit, so that the thread sanitizer does not report the deadlock itself.
     static_cast<void>(others.try_lock_for(1h));
 }
 
