@@ -4,6 +4,30 @@
 #include "protocol/device_code.h"
 #include "simulation/command_line_parser.h"
 
+namespace {
+
+constexpr const char* help_start = R"(Usage: keyloft-machine [OPTIONS] [CODE...]
+
+Simulated machines on this computer's ALSA sequencer, for trying keyloft, or any other MIDI
+program, without hardware. Each mapping that a machine gets is shown as it arrives.
+
+  CODE...                       Device codes, such as 4AC5F4C4 (which is the default)
+  --all                         The sixteen machines from 4AC0F4C4 to 4ACFF4C4
+  -h, --help                    Print this and exit
+  --version                     Print the version and exit
+
+Faults:
+)";
+
+constexpr const char* help_end = R"(
+SIGUSR1, or the key p, switches the machines off and on: they go back to what was saved.
+SIGUSR2 prints what each machine holds. SIGINT, SIGTERM or the key q ends the program.
+
+Exit codes: 0 ended on request; 1 there is no sequencer, or it failed; 2 the arguments are wrong.
+)";
+
+} // namespace
+
 MachineArguments read_arguments(const std::vector<std::string>& arguments) {
     using Task = MachineArguments::Task;
     CLI::App app;
@@ -33,26 +57,5 @@ MachineArguments read_arguments(const std::vector<std::string>& arguments) {
 }
 
 std::string help_text() {
-    const auto code = [](std::uint32_t number) {
-        return protocol::code_text(protocol::family_code(number));
-    };
-    return "Usage: keyloft-machine [OPTIONS] [CODE...]\n\n"
-           "Simulated machines on this computer's ALSA sequencer, for trying keyloft, or any other "
-           "MIDI\nprogram, without hardware. Each mapping that a machine gets is shown as it "
-           "arrives.\n\n"
-           "  CODE...                       Device codes, such as " +
-           code(5) +
-           " (which is the default)\n"
-           "  --all                         The sixteen machines from " +
-           code(0) + " to " + code(protocol::family_size - 1) +
-           "\n"
-           "  -h, --help                    Print this and exit\n"
-           "  --version                     Print the version and exit\n\n"
-           "Faults:\n" +
-           fault_help +
-           "\nSIGUSR1, or the key p, switches the machines off and on: they go back to what was "
-           "saved.\nSIGUSR2 prints what each machine holds. SIGINT, SIGTERM or the key q ends the "
-           "program.\n\n"
-           "Exit codes: 0 ended on request; 1 there is no sequencer, or it failed; 2 the arguments "
-           "are wrong.\n";
+    return std::string(help_start) + fault_help + help_end;
 }

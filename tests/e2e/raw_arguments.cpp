@@ -5,6 +5,27 @@
 
 namespace {
 
+constexpr const char* help_start = R"(Usage: keyloft-raw-machine [OPTIONS] DEVICE=CODE[@GADGET]...
+
+Simulated machines on raw MIDI ports, such as those of USB gadgets.
+
+  DEVICE=CODE[@GADGET]...       Such as hw:1,0=4AC5F4C4
+  --journal FILE                Append what happens to this file, not standard output
+  -h, --help                    Print this and exit
+
+Faults:
+)";
+
+constexpr const char* help_end = R"(
+Prints {"ready":true} when it serves, and what each machine holds on SIGUSR2 and at its end.
+SIGUSR1 switches the machines off and on; SIGINT and SIGTERM end the program.
+
+GADGET is the UDC attribute of the gadget that the device belongs to. A machine that vanishes or
+is switched off unbinds it.
+
+Exit codes: 0 ended on request; 1 failed; 2 wrong arguments.
+)";
+
 RawPlace place_argument(const std::string& text) {
     const std::size_t equals = std::min(text.find('='), text.size());
     const std::size_t at = std::min(text.find('@', equals), text.size());
@@ -39,20 +60,5 @@ RawArguments read_raw_arguments(const std::vector<std::string>& arguments) {
 }
 
 std::string raw_help_text() {
-    return std::string(
-               "Usage: keyloft-raw-machine [OPTIONS] DEVICE=CODE[@GADGET]...\n\n"
-               "Simulated machines on raw MIDI ports, such as those of USB gadgets.\n\n"
-               "  DEVICE=CODE[@GADGET]...       Such as hw:1,0=4AC5F4C4\n"
-               "  --journal FILE                Append what happens to this file, not standard "
-               "output\n"
-               "  -h, --help                    Print this and exit\n\n"
-               "Faults:\n") +
-           fault_help +
-           "\nPrints {\"ready\":true} when it serves, and what each machine holds on SIGUSR2 and "
-           "at "
-           "its end.\nSIGUSR1 switches the machines off and on; SIGINT and SIGTERM end the "
-           "program.\n\n"
-           "GADGET is the UDC attribute of the gadget that the device belongs to. A machine that "
-           "vanishes or\nis switched off unbinds it.\n\n"
-           "Exit codes: 0 ended on request; 1 failed; 2 wrong arguments.\n";
+    return std::string(help_start) + fault_help + help_end;
 }
