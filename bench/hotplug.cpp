@@ -5,6 +5,7 @@
 #include "bench/crowd.h"
 #include "midi_service/alsa/alsa_backend.h"
 #include "midi_service/midi_backend.h"
+#include "midi_service/midi_service.h"
 
 #include <benchmark/benchmark.h>
 #include <chrono>

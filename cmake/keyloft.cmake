@@ -16,7 +16,8 @@ add_library(keyloft_options INTERFACE)
 target_include_directories(keyloft_options INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_definitions(keyloft_options INTERFACE _GLIBCXX_ASSERTIONS)
 target_compile_options(keyloft_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${KEYLOFT_WERROR}>:-Werror>)
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow $<$<BOOL:${KEYLOFT_WERROR}>:-Werror>
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 target_link_libraries(keyloft_options INTERFACE Threads::Threads)
 
 # keyloft_part(NAME SOURCES... [LINK LIBRARIES...]): an object library that sees LIBRARIES alone.

@@ -4,6 +4,7 @@
 #include "fuzz/midi_model.h"
 #include "midi_service/embedded/embedded_backend.h"
 #include "midi_service/midi_message.h"
+#include "midi_service/midi_service.h"
 
 #include <utility>
 

@@ -3,6 +3,7 @@
 // as it is said to be, to the byte.
 #include "fuzz/midi_model.h"
 #include "midi_service/embedded/embedded_backend.h"
+#include "midi_service/midi_service.h"
 
 #include <cerrno>
 #include <cstring>

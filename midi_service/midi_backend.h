@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "midi_service/midi_service.h"
+#include "midi_service/midi_types.h"
 
 #include <span>
 #include <string_view>
@@ -14,7 +14,8 @@ enum class TextProperty : std::uint8_t { name, manufacturer, model };
 
 /// What stands behind the operations of midi_service.h. The service itself keeps clients, ports and
 /// connections, checks arguments and bytes, and calls the callbacks; a backend reaches the world.
-/// All of it is called on the screen thread. Statuses are 0 or a negative errno.
+/// It is called on one thread, the calling thread of midi_service.h. Statuses are 0 or a negative
+/// errno. A backend prints nothing.
 class MidiBackend {
 public:
     MidiBackend() = default;
@@ -31,21 +32,25 @@ public:
     virtual void close_port(MIDIPortRef port) = 0;
 
     /// Starts and ends the flow from a source to an input port. connect() comes only for a pair
-    /// that is not connected, disconnect() only for one that is. A source that goes, goes by
-    /// itself.
+    /// that is not connected, disconnect() only for one that is. When a source goes, so do its
+    /// connections. -ENODEV: the source is gone by now, also if another one took its place.
     [[nodiscard]] virtual OSStatus connect(MIDIPortRef port, MIDIEndpointRef source) = 0;
     [[nodiscard]] virtual OSStatus disconnect(MIDIPortRef port, MIDIEndpointRef source) = 0;
 
-    /// Brings a list up to date. The result stays as it is until the next call for the same list.
+    /// Brings a list up to date: it has what is there now, under names that are at most 100 ms old.
+    /// The result stays as it is until the next call for the same list.
     [[nodiscard]] virtual std::span<const MIDIObjectRef> update(ObjectList list) = 0;
 
     /// The properties. -ENODEV: there is no such object (any more); -ENODATA: it has no such
-    /// property. `value` is written on success only, a text from make_text() or share_text().
+    /// property. `value` is written on success only, a text from make_text() or share_text(). Texts
+    /// are those of the last update(); offline() looks whether the object is there now.
     [[nodiscard]] virtual OSStatus text(MIDIObjectRef object, TextProperty property,
                                         CFStringRef& value) = 0;
     [[nodiscard]] virtual OSStatus offline(MIDIObjectRef object, std::int32_t& value) = 0;
 
-    /// Sends whole, valid messages through an output port, in order. -ENODEV: no such destination.
+    /// Sends whole, valid messages through an output port, in order. A port keeps the way to one
+    /// destination open, whatever other ports do: who sends to several in turn has a port for each.
+    /// -ENODEV: the destination is gone by now, also if another one took its place.
     [[nodiscard]] virtual OSStatus send(MIDIPortRef port, MIDIEndpointRef destination,
                                         std::span<const std::uint8_t> messages) = 0;
 
@@ -58,7 +63,7 @@ public:
 };
 
 /// Puts a backend behind the operations, or none (null). The one before is closed down first: all
-/// its clients and ports are disposed of. Screen thread; the backend has to outlive its use.
+/// its clients and ports are disposed of. Calling thread; the backend has to outlive its use.
 void install_midi_backend(MidiBackend* backend);
 
 /// For backends: hands one whole message that `source` sent to the callback of an input port, if

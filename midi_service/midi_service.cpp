@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/midi_service.h"
 
+#include "midi_service/annotated_mutex.h"
 #include "midi_service/midi_backend.h"
 #include "midi_service/midi_text.h"
 #include "midi_service/packet_list.h"
@@ -11,7 +12,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -22,28 +22,33 @@ const CFStringRef kMIDIPropertyOffline = CFSTR("offline");
 
 namespace {
 
-struct Connection {
-    MIDIEndpointRef source;
-    void* context;
-};
-
 struct Port {
     MIDIPortRef reference;
     MIDIClientRef client;
     MIDIReadProc read; // null: an output port
     void* context;
-    std::vector<Connection> connections{};
+    std::vector<MIDIEndpointRef> sources{}; // that are connected to it
 };
 
-/// Ports are changed on the screen thread alone, with `guard` held; so that thread may look at them
-/// without it. A callback runs on a receive thread with `guard` held: once a dispose or a
-/// disconnect has had it, no callback of theirs is running or will run.
+/// How a message gets from a source to a callback.
+struct Connection {
+    MIDIPortRef port;
+    MIDIEndpointRef source;
+    MIDIReadProc read;
+    void* port_context;
+    void* source_context;
+};
+
 struct Service {
     MidiBackend* backend = nullptr;
-    std::mutex guard;
     std::vector<MIDIClientRef> clients;
     std::vector<Port> ports;
     std::array<std::span<const MIDIObjectRef>, 3> lists;
+
+    /// Held while a callback runs: whoever has taken a connection away knows that its callback
+    /// neither runs nor will run.
+    Mutex guard;
+    std::vector<Connection> connections GUARDED_BY(guard);
 };
 
 Service service;
@@ -75,26 +80,52 @@ OSStatus create_port(MIDIClientRef client, CFStringRef name, MIDIReadProc read, 
         backend().open_port(reference, client, view_text(name), read != nullptr);
     if (status != 0)
         return status;
-    const std::lock_guard lock{service.guard};
     service.ports.push_back({reference, client, read, context});
     *port = reference;
     return 0;
 }
 
-/// Takes what `belongs` names out of reach of the callbacks, then closes it.
+/// Takes the ports that `belongs` names out of reach of the callbacks, then closes them.
 template<typename Predicate>
 void dispose_ports(Predicate belongs) {
     std::vector<MIDIPortRef> closing;
-    {
-        const std::lock_guard lock{service.guard};
-        std::erase_if(service.ports, [&](const Port& port) {
-            if (belongs(port))
-                closing.push_back(port.reference);
-            return belongs(port);
-        });
-    }
-    for (const MIDIPortRef port : closing)
+    std::erase_if(service.ports, [&](const Port& port) {
+        if (belongs(port))
+            closing.push_back(port.reference);
+        return belongs(port);
+    });
+    for (const MIDIPortRef port : closing) {
+        {
+            const Lock lock{service.guard};
+            std::erase_if(service.connections,
+                          [port](const Connection& old) { return old.port == port; });
+        }
         backend().close_port(port);
+    }
+}
+
+bool is_connected(const Port& port, MIDIEndpointRef source) {
+    return std::ranges::find(port.sources, source) != port.sources.end();
+}
+
+void erase_connection(MIDIPortRef port, MIDIEndpointRef source) REQUIRES(service.guard) {
+    std::erase_if(service.connections,
+                  [&](const Connection& old) { return old.port == port && old.source == source; });
+}
+
+void remove_connection(Port& port, MIDIEndpointRef source) {
+    std::erase(port.sources, source);
+    const Lock lock{service.guard};
+    erase_connection(port.reference, source);
+}
+
+/// Also replaces the context of a connection that is there; no message is lost meanwhile.
+void set_connection(Port& port, MIDIEndpointRef source, void* context) {
+    if (!is_connected(port, source))
+        port.sources.push_back(source);
+    const Lock lock{service.guard};
+    erase_connection(port.reference, source);
+    service.connections.push_back({port.reference, source, port.read, port.context, context});
 }
 
 bool is_gone(MIDIEndpointRef source) {
@@ -153,14 +184,13 @@ void install_midi_backend(MidiBackend* next) {
     service.lists = {};
 }
 
-void deliver(MIDIPortRef reference, MIDIEndpointRef source, MIDITimeStamp time,
+void deliver(MIDIPortRef port, MIDIEndpointRef source, MIDITimeStamp time,
              std::span<const std::uint8_t> message) {
-    const std::lock_guard lock{service.guard};
-    const Port* port = find_port(reference);
-    if (!port)
-        return;
-    const auto connection = std::ranges::find(port->connections, source, &Connection::source);
-    if (connection == port->connections.end())
+    const Lock lock{service.guard};
+    const auto connection = std::ranges::find_if(service.connections, [&](const Connection& known) {
+        return known.port == port && known.source == source;
+    });
+    if (connection == service.connections.end())
         return;
     MIDIPacketList list{};
     list.numPackets = 1;
@@ -169,7 +199,7 @@ void deliver(MIDIPortRef reference, MIDIEndpointRef source, MIDITimeStamp time,
         list.packet[0].timeStamp = time;
         list.packet[0].length = static_cast<std::uint16_t>(piece.size());
         std::ranges::copy(piece, list.packet[0].data);
-        port->read(&list, port->context, connection->context);
+        connection->read(&list, connection->port_context, connection->source_context);
         message = message.subspan(piece.size());
     }
 }
@@ -215,24 +245,20 @@ OSStatus MIDIPortConnectSource(MIDIPortRef reference, MIDIEndpointRef source, vo
         return -ENXIO;
     if (!port->read)
         return -EINVAL;
-    if (!was_an_object(source) || is_gone(source))
+    if (!was_an_object(source))
         return -ENODEV;
-    {
-        const std::lock_guard lock{service.guard};
-        const auto known = std::ranges::find(port->connections, source, &Connection::source);
-        if (known != port->connections.end()) {
-            known->context = context;
-            return 0;
-        }
-        // Sources that went took their connections along.
-        std::erase_if(port->connections, [](const auto& old) { return is_gone(old.source); });
-        port->connections.push_back({source, context});
+    // Sources that went took their connections along.
+    const auto known = port->sources;
+    for (const MIDIEndpointRef old : known) {
+        if (is_gone(old))
+            remove_connection(*port, old);
     }
-    const OSStatus status = backend().connect(reference, source);
-    if (status != 0) {
-        const std::lock_guard lock{service.guard};
-        port->connections.pop_back();
-    }
+    const bool was_connected = is_connected(*port, source);
+    // The way to the callback comes first: the source may be sending already.
+    set_connection(*port, source, context);
+    const OSStatus status = was_connected ? 0 : backend().connect(reference, source);
+    if (status != 0)
+        remove_connection(*port, source);
     return status;
 }
 
@@ -242,13 +268,9 @@ OSStatus MIDIPortDisconnectSource(MIDIPortRef reference, MIDIEndpointRef source)
         return -ENXIO;
     if (!port->read)
         return -EINVAL;
-    const auto known = std::ranges::find(port->connections, source, &Connection::source);
-    if (known == port->connections.end())
+    if (!is_connected(*port, source))
         return -ENOTCONN;
-    {
-        const std::lock_guard lock{service.guard};
-        port->connections.erase(known);
-    }
+    remove_connection(*port, source);
     return backend().disconnect(reference, source);
 }
 

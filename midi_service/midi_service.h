@@ -1,65 +1,27 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "midi_service/midi_types.h"
+
 #include <cstdint>
 
-// The MIDI service: the operations that the device layer calls. They answer over whichever backend
-// is installed (see midi_backend.h), without which a call is a mistake that ends the program. They
-// are called on one thread, the screen thread.
+// The MIDI service: operations over whichever backend is installed (see midi_backend.h). To call
+// one without a backend is a mistake that ends the program. All of them are called on one thread,
+// the calling thread.
 //
 // Every status is 0 for success or a negative errno, whose low byte is never zero.
-
-using OSStatus = std::int32_t;
-using ItemCount = std::uint64_t;
-using ByteCount = std::uint64_t;
-using MIDITimeStamp = std::uint64_t;
-
-/// Names one object of the service (client, port, endpoint or device). 0 is no object. A reference
-/// is never used again for another object.
-using MIDIObjectRef = std::uint32_t;
-using MIDIClientRef = MIDIObjectRef;
-using MIDIPortRef = MIDIObjectRef;
-using MIDIEndpointRef = MIDIObjectRef;
-using MIDIDeviceRef = MIDIObjectRef;
-
-/// A text of the service, UTF-8 inside. Whoever gets one from MIDIObjectGetStringProperty gives it
-/// back with CFRelease.
-using CFStringRef = const struct CFString*;
-using CFTypeRef = const void*;
 
 /// A constant text, from a literal. It lives for the whole process; releasing it does nothing.
 /// The mark in front tells it from a text that the service allocated.
 #define CFSTR(literal) (reinterpret_cast<CFStringRef>("=" literal))
 
-// Packets are packed to four bytes, so that the data follow the length without a gap and the next
-// packet starts at the next multiple of four.
-#pragma pack(push, 4)
-
-/// One event. `data` is as long as `length` says, which may be more or less than 256.
-struct MIDIPacket {
-    MIDITimeStamp timeStamp; ///< in the service's time; a time that is past means "at once"
-    std::uint16_t length;    ///< bytes of data, 0 to 65535
-    std::uint8_t data[256];
-};
-
-/// A count and as many packets, one behind the other.
-struct MIDIPacketList {
-    std::uint32_t numPackets;
-    MIDIPacket packet[1];
-};
-
-#pragma pack(pop)
-
-static_assert(sizeof(MIDIPacket) == 268 && alignof(MIDIPacket) == 4);
-static_assert(sizeof(MIDIPacketList) == 272 && alignof(MIDIPacketList) == 4);
-
-/// What happened to the set-up; never called, because nothing asks for it.
+/// Notification of set-up changes. Accepted and never called.
 using MIDINotifyProc = void (*)(const struct MIDINotification* message, void* context);
 
 /// Takes what a connected source sent, on the service's receive thread: one list with one packet
 /// for each whole message (pieces of at most 256 bytes for system-exclusive data). The list is the
-/// service's own and is gone when the callback returns. The callback must not create, dispose of,
-/// connect or disconnect anything.
+/// service's own and is gone when the callback returns. The callback must not call an operation of
+/// this header.
 using MIDIReadProc = void (*)(const MIDIPacketList* list, void* port_context, void* source_context);
 
 /// Opens a client, which will own ports. `notify` and `context` are accepted and not used.
@@ -130,8 +92,9 @@ MIDIPacket* MIDIPacketListAdd(MIDIPacketList* list, ByteCount list_size, MIDIPac
 
 /// Sends what the list holds, at once and in order, and empties the list whatever comes of it. Each
 /// packet has to hold whole MIDI messages without running status; if one does not, nothing is sent.
-/// -ENXIO: no such output port; -EBADMSG: not whole messages; -ENODEV: the destination
-/// is none or gone; else the backend's.
+/// A port keeps the way to one destination open, so to send to several in turn, open a port for
+/// each. -ENXIO: no such output port; -EBADMSG: not whole messages; -ENODEV: the destination is
+/// none or gone; else the backend's.
 OSStatus MIDISend(MIDIPortRef port, MIDIEndpointRef destination, MIDIPacketList* list);
 
 /// Writes the text into a buffer of `size` bytes, with a terminator. Encodings: 0, Mac Roman, where

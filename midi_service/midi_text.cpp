@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/midi_text.h"
 
+#include "midi_service/midi_service.h"
+
 #include <algorithm>
 #include <atomic>
 #include <cstring>
@@ -123,6 +125,10 @@ std::string_view view_text(CFStringRef text) {
     if (is_constant(text))
         return reinterpret_cast<const char*>(text) + 1;
     return text->utf8;
+}
+
+void TextRelease::operator()(CFStringRef text) const {
+    CFRelease(text);
 }
 
 void CFRelease(CFTypeRef object) {

@@ -2,6 +2,7 @@
 #include "midi_service/packet_list.h"
 
 #include "midi_service/midi_message.h"
+#include "midi_service/midi_service.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "midi_service/midi_service.h"
+#include "midi_service/midi_types.h"
 
 #include <span>
 
@@ -12,5 +12,4 @@
 /// The packet behind this one: past its data, rounded up to a multiple of four.
 [[nodiscard]] const MIDIPacket* packet_behind(const MIDIPacket* packet);
 
-/// The bytes of a packet.
 [[nodiscard]] std::span<const std::uint8_t> packet_bytes(const MIDIPacket* packet);

@@ -4,11 +4,10 @@
 #include "midi_service/alsa/announcements.h"
 #include "midi_service/alsa/card_texts.h"
 #include "midi_service/alsa/midi_client.h"
-#include "midi_service/alsa/name_check.h"
+#include "midi_service/alsa/name_table.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <ctime>
 #include <unistd.h>
 
@@ -16,48 +15,42 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// A list that is counted again within this time after its end was reached is looked through for
-/// one thing after another, with nobody at the buttons in between: the names need not be read
-/// again.
-constexpr milliseconds pause_between_sweeps{100};
-
-/// Coarse, so that it never needs a system call.
-milliseconds now() {
-    timespec time{};
-    clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
-    return milliseconds{time.tv_sec * 1000 + time.tv_nsec / 1'000'000};
-}
+/// Names that were read longer ago are read again. The clock is behind by at most a tick of 10 ms,
+/// so this keeps the promise of 100 ms.
+constexpr milliseconds names_stay_good{90};
 
 } // namespace
 
 struct AlsaBackend::State {
-    using Clients = std::vector<std::unique_ptr<MidiClient>>;
+    explicit State(Clock replaceable_clock) : clock(replaceable_clock) {}
 
     void bring_up();
+    void read_all();
     void follow_announcements();
-    void check_names();
-    void check_devices();
+    void refresh_names();
+    void refresh_devices();
     void refresh(Address address) { announcements.refresh(endpoints, address); }
-    [[nodiscard]] Clients::iterator find(MIDIClientRef client);
     [[nodiscard]] MidiClient* owner(MIDIPortRef port);
 
+    const Clock clock;
     Announcements announcements;
     EndpointList endpoints;
-    NameCheck name_check;
-    std::uint64_t counts = 0;      ///< how often a list was counted
-    MIDIObjectRef end_of_list = 0; ///< the last endpoint of the list that was counted last
-    milliseconds last_use{0};      ///< when the list was counted, or its end reached
-    bool names_are_due = false;    ///< the next count of endpoints has to look for renamed ones
-    bool is_up = false;            ///< everything that has to be on the sequencer is
-    int error = 0;                 ///< why it is not: a positive errno
-
-    std::mutex clients_guard; ///< held for every change of the clients and for every send
-    Clients clients;
+    NameTable name_table;
+    milliseconds names_read{0}; ///< when every endpoint's name was read last
+    bool is_up = false;         ///< everything that has to be on the sequencer is
+    int error = 0;              ///< why it is not: a positive errno
+    std::vector<std::unique_ptr<MidiClient>> clients;
 };
 
-AlsaBackend::AlsaBackend() : state_(std::make_unique<State>()) {}
+AlsaBackend::AlsaBackend(Clock clock) : state_(std::make_unique<State>(clock)) {}
 
 AlsaBackend::~AlsaBackend() = default;
+
+milliseconds AlsaBackend::coarse_time() {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
+    return milliseconds{time.tv_sec * 1000 + time.tv_nsec / 1'000'000};
+}
 
 /// Joins the sequencer with whatever is not there yet.
 void AlsaBackend::State::bring_up() {
@@ -67,13 +60,10 @@ void AlsaBackend::State::bring_up() {
     if (!announcements.is_open()) {
         result = announcements.open();
         if (result == 0) {
-            announcements.read_all(endpoints);
-            name_check.open();
-            names_are_due = false; // just read
-            last_use = now();
+            name_table.open();
+            read_all();
         }
     }
-    const std::lock_guard lock{clients_guard};
     for (const auto& client : clients) {
         if (result == 0 && !client->is_open())
             result = client->open();
@@ -82,33 +72,37 @@ void AlsaBackend::State::bring_up() {
     error = -result;
 }
 
+void AlsaBackend::State::read_all() {
+    names_read = clock();
+    announcements.read_all(endpoints);
+}
+
+/// From here on the objects are as they are now, but for changes that are not announced.
 void AlsaBackend::State::follow_announcements() {
+    if (!announcements.is_open())
+        return;
     while (!announcements.follow(endpoints)) {
-        const std::lock_guard lock{clients_guard};
+        // Announcements were lost. Where a subscription of ours is gone, so is the port, even if
+        // another one has its address by now.
         for (const auto& client : clients) {
             for (const Address lost : client->lost_endpoints())
                 endpoints.remove(lost);
         }
-        announcements.read_all(endpoints);
+        read_all();
     }
 }
 
-void AlsaBackend::State::check_names() {
-    const milliseconds time = now();
-    if (names_are_due || time - last_use >= pause_between_sweeps) {
-        for (const Address renamed : name_check.renamed(endpoints))
-            refresh(renamed);
-    }
-    names_are_due = false;
-    last_use = time;
+/// The kernel does not announce new names (Linux 6.1).
+void AlsaBackend::State::refresh_names() {
+    const milliseconds now = clock();
+    if (now - names_read < names_stay_good)
+        return;
+    names_read = now;
+    for (const Address address : name_table.suspects(endpoints))
+        refresh(address);
 }
 
-void AlsaBackend::State::check_devices() {
-    if (!name_check.is_open()) {
-        // One by one, where a sweep over all machines does not have to wait for it.
-        for (const Address address : endpoints.addresses())
-            refresh(address);
-    }
+void AlsaBackend::State::refresh_devices() {
     for (const std::uint8_t client : endpoints.clients()) {
         ClientInfo info;
         if (query_client(announcements.sequencer(), client, info) < 0)
@@ -119,11 +113,7 @@ void AlsaBackend::State::check_devices() {
     }
 }
 
-AlsaBackend::State::Clients::iterator AlsaBackend::State::find(MIDIClientRef client) {
-    return std::ranges::find_if(
-        clients, [client](const auto& candidate) { return candidate->reference() == client; });
-}
-
+/// Null when the port's client is closed.
 MidiClient* AlsaBackend::State::owner(MIDIPortRef port) {
     const auto client = std::ranges::find_if(
         clients, [port](const auto& candidate) { return candidate->owns(port); });
@@ -131,46 +121,32 @@ MidiClient* AlsaBackend::State::owner(MIDIPortRef port) {
 }
 
 OSStatus AlsaBackend::open_client(MIDIClientRef reference, std::string_view name) {
-    {
-        const std::lock_guard lock{state_->clients_guard};
-        state_->clients.push_back(std::make_unique<MidiClient>(reference, std::string(name)));
-    }
+    state_->clients.push_back(std::make_unique<MidiClient>(reference, std::string(name)));
     state_->is_up = false;
-    state_->names_are_due = true;
     state_->bring_up();
     return 0;
 }
 
 void AlsaBackend::close_client(MIDIClientRef reference) {
-    std::unique_ptr<MidiClient> closing;
-    {
-        const std::lock_guard lock{state_->clients_guard};
-        const auto client = state_->find(reference);
-        if (client == state_->clients.end())
-            return;
-        closing = std::move(*client);
-        state_->clients.erase(client);
-    }
-    // Its receive thread may be sending, and ends only then.
-    closing.reset();
+    std::erase_if(state_->clients,
+                  [reference](const auto& client) { return client->reference() == reference; });
 }
 
 OSStatus AlsaBackend::open_port(MIDIPortRef port, MIDIClientRef reference, std::string_view name,
                                 bool is_input) {
-    const std::lock_guard lock{state_->clients_guard};
-    const auto client = state_->find(reference);
+    const auto client = std::ranges::find(state_->clients, reference, &MidiClient::reference);
     return client == state_->clients.end() ? -ENXIO
                                            : (*client)->add_port(port, std::string(name), is_input);
 }
 
 void AlsaBackend::close_port(MIDIPortRef port) {
-    const std::lock_guard lock{state_->clients_guard};
     if (MidiClient* client = state_->owner(port))
         client->remove_port(port);
 }
 
 OSStatus AlsaBackend::connect(MIDIPortRef port, MIDIEndpointRef source) {
     state_->bring_up();
+    state_->follow_announcements();
     const Object* object = state_->endpoints.objects().find(source);
     if (!object || !object->is_source)
         return -ENODEV;
@@ -184,73 +160,53 @@ OSStatus AlsaBackend::disconnect(MIDIPortRef port, MIDIEndpointRef source) {
 }
 
 std::span<const MIDIObjectRef> AlsaBackend::update(ObjectList list) {
-    ++state_->counts;
     state_->bring_up();
+    state_->follow_announcements();
     if (state_->announcements.is_open()) {
-        state_->follow_announcements();
-        if (list == ObjectList::devices) {
-            state_->check_devices();
-            // Here one thing ends and another begins, which is to rely on names of its own.
-            state_->names_are_due = true;
-        } else {
-            state_->check_names();
-        }
+        if (list == ObjectList::devices)
+            state_->refresh_devices();
+        else
+            state_->refresh_names();
     }
-    const auto published = state_->endpoints.publish(list);
-    state_->end_of_list = published.empty() ? 0 : published.back();
-    return published;
+    return state_->endpoints.publish(list);
 }
 
 OSStatus AlsaBackend::text(MIDIObjectRef reference, TextProperty property, CFStringRef& value) {
-    const ObjectTable& objects = state_->endpoints.objects();
-    Object* object = objects.find(reference);
-    if (reference == state_->end_of_list)
-        state_->last_use = now();
-    // Whoever asks for an endpoint's name again has found what it was looking for.
-    if (object && object->is_endpoint() && property == TextProperty::name) {
-        if (object->asked == state_->counts) {
-            state_->refresh(object->address);
-            object = objects.find(reference);
-        } else {
-            object->asked = state_->counts;
-        }
-    }
-    if (!object) {
-        const OSStatus status = objects.absence(reference);
-        if (status == -ENODEV)
-            value = nullptr;
-        return status;
-    }
+    Object* object = state_->endpoints.objects().find(reference);
+    if (!object)
+        return -ENODEV;
     const TextHandle& text = object->text(property);
-    value = text ? share_text(text.get()) : nullptr;
-    return text ? 0 : -ENODATA;
+    if (!text)
+        return -ENODATA;
+    value = share_text(text.get());
+    return 0;
 }
 
 OSStatus AlsaBackend::offline(MIDIObjectRef reference, std::int32_t& value) {
     const ObjectTable& objects = state_->endpoints.objects();
-    const Object* object = objects.find(reference);
-    if (object && object->is_endpoint()) {
+    state_->follow_announcements();
+    // Capabilities change without an announcement, too.
+    if (const Object* object = objects.find(reference); object && object->is_endpoint())
         state_->refresh(object->address);
-        object = objects.find(reference);
-    }
-    if (object) {
-        value = 0;
-        return 0;
-    }
-    const OSStatus status = objects.absence(reference);
-    if (status == -ENODEV)
-        value = 1;
-    return status;
+    if (!objects.find(reference))
+        return -ENODEV;
+    value = 0;
+    return 0;
 }
 
 OSStatus AlsaBackend::send(MIDIPortRef port, MIDIEndpointRef destination,
                            std::span<const std::uint8_t> messages) {
-    const auto address = state_->endpoints.objects().destination(destination);
-    if (!address)
-        return -ENODEV;
-    const std::lock_guard lock{state_->clients_guard};
     MidiClient* client = state_->owner(port);
-    return client ? client->send(port, destination, *address, messages) : -ENXIO;
+    if (!client)
+        return -ENXIO;
+    // Before the first message: another port may have the destination's address by now. Later the
+    // subscription tells.
+    if (!client->is_set_to(port, destination))
+        state_->follow_announcements();
+    const Object* object = state_->endpoints.objects().find(destination);
+    if (!object || !object->is_destination)
+        return -ENODEV;
+    return client->send(port, destination, object->address, messages);
 }
 
 int AlsaBackend::changes() const {

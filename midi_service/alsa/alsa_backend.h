@@ -5,6 +5,7 @@
 #include "midi_service/alsa/sequencer_types.h"
 #include "midi_service/midi_backend.h"
 
+#include <chrono>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -13,11 +14,17 @@
 /// service with one device, and carries on as soon as there is one.
 ///
 /// Sources and destinations are the ports of other programs and of sound cards that can be
-/// subscribed to, under one reference each for both directions; devices are the sequencer itself
+/// subscribed to; a port for both directions has one reference. Devices are the sequencer itself
 /// and the clients that own such a port. All of them are in the order of their numbers.
 class AlsaBackend final : public MidiBackend {
 public:
-    AlsaBackend();
+    /// Time since any fixed moment.
+    using Clock = std::chrono::milliseconds (*)();
+    /// The computer's own; it costs no system call and is behind by at most 10 ms.
+    [[nodiscard]] static std::chrono::milliseconds coarse_time();
+
+    /// `clock` says how old names are.
+    explicit AlsaBackend(Clock clock = &coarse_time);
     ~AlsaBackend() override; ///< not while it is installed
 
     [[nodiscard]] OSStatus open_client(MIDIClientRef client, std::string_view name) override;

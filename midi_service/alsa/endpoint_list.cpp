@@ -2,6 +2,7 @@
 #include "midi_service/alsa/endpoint_list.h"
 
 #include <algorithm>
+#include <alsa/asoundlib.h>
 #include <functional>
 #include <utility>
 
@@ -46,7 +47,8 @@ void EndpointList::put(const PortInfo& info) {
         endpoints_.emplace(info.address, endpoint);
     }
     if (endpoint->is_source != is_source || endpoint->is_destination != is_destination) {
-        objects_.set_directions(*endpoint, is_source, is_destination);
+        endpoint->is_source = is_source;
+        endpoint->is_destination = is_destination;
         changed();
     }
     set_text(*endpoint, TextProperty::name, info.name);

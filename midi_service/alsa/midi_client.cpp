@@ -12,14 +12,14 @@
 
 namespace {
 
-/// Events that may wait to be read: the most that the kernel grants.
+/// Events that can wait to be read: the most that the kernel grants.
 constexpr std::size_t input_pool_cells = 2000;
 
-/// A system-exclusive message goes out in pieces that fit every program's input.
+/// System-exclusive messages go out in pieces that fit every program's input.
 constexpr std::size_t longest_piece = 256;
 
-/// Gives the sequencer's input the room for a flood. A single event can fill all of it, and has to
-/// fit the library's buffer as a whole to be read at all.
+/// Makes room for a flood. The library can only read an event that fits its buffer as a whole, and
+/// one event can be as large as all of the kernel's room.
 int enlarge_input(snd_seq_t* sequencer) {
     if (const int result = snd_seq_set_client_pool_input(sequencer, input_pool_cells); result < 0)
         return result;
@@ -71,7 +71,7 @@ void MidiClient::remove_port(MIDIPortRef reference) {
     const Port* port = find(reference);
     if (is_open()) {
         receive_thread_->remove_port(reference);
-        // The port takes its subscriptions along.
+        // This ends the port's subscriptions, too.
         snd_seq_delete_simple_port(sequencer_.get(), port->number);
     }
     std::erase_if(ports_, [reference](const Port& old) { return old.reference == reference; });
@@ -81,7 +81,7 @@ OSStatus MidiClient::connect(MIDIPortRef reference, MIDIEndpointRef source, Addr
     const Port* port = find(reference);
     if (!is_open())
         return -ENODEV;
-    // First the route: the source may be sending already.
+    // The route comes first: the source may be sending already.
     receive_thread_->add({port->number, address, reference, source});
     const int result = subscribe(sequencer_.get(), address, own_address(*port));
     if (result < 0)
@@ -95,6 +95,10 @@ OSStatus MidiClient::disconnect(MIDIPortRef reference, MIDIEndpointRef source) {
     if (!route)
         return -ENODEV;
     return to_status(unsubscribe(sequencer_.get(), route->source, own_address(*port)));
+}
+
+bool MidiClient::is_set_to(MIDIPortRef reference, MIDIEndpointRef destination) const {
+    return find(reference)->destination == destination;
 }
 
 OSStatus MidiClient::send(MIDIPortRef reference, MIDIEndpointRef destination, Address address,
@@ -116,8 +120,8 @@ OSStatus MidiClient::send(MIDIPortRef reference, MIDIEndpointRef destination, Ad
             message = message.subspan(piece.size());
         }
     }
-    // The subscription goes with the destination, and what is sent then reaches nobody. Asking
-    // comes last, so that no message has to wait for the answer.
+    // If the destination is gone, so is the subscription, and nobody got the message. Checked after
+    // sending, so as not to delay it.
     return is_subscribed(sequencer_.get(), own_address(*port), address) ? 0 : -ENODEV;
 }
 
@@ -126,8 +130,7 @@ std::vector<Address> MidiClient::lost_endpoints() const {
     if (!is_open())
         return lost;
     for (const Route& route : receive_thread_->routes()) {
-        const Port* port = &*std::ranges::find(ports_, route.port, &Port::reference);
-        if (!is_subscribed(sequencer_.get(), route.source, own_address(*port)))
+        if (!is_subscribed(sequencer_.get(), route.source, own_address(*find(route.port))))
             lost.push_back(route.source);
     }
     for (const Port& port : ports_) {
@@ -142,8 +145,12 @@ MidiClient::Port* MidiClient::find(MIDIPortRef reference) {
     return &*std::ranges::find(ports_, reference, &Port::reference);
 }
 
+const MidiClient::Port* MidiClient::find(MIDIPortRef reference) const {
+    return &*std::ranges::find(ports_, reference, &Port::reference);
+}
+
 int MidiClient::create(snd_seq_t* sequencer, Port& port) const {
-    // Not for others to subscribe to, so that no patch bay can wire a program into the protocol.
+    // Closed to others, so that no patch bay can wire another program into the protocol.
     const unsigned direction = port.is_input ? SND_SEQ_PORT_CAP_WRITE : SND_SEQ_PORT_CAP_READ;
     const int number = create_port(sequencer, port.name, direction | SND_SEQ_PORT_CAP_NO_EXPORT);
     if (number >= 0)
@@ -160,7 +167,7 @@ int MidiClient::switch_to(Port& port, MIDIEndpointRef destination, Address addre
         static_cast<void>(
             unsubscribe(sequencer_.get(), own_address(port), port.destination_address));
     port.destination = 0;
-    // Hardware opens for a subscription, and refuses what comes without one.
+    // A hardware port is open only while somebody subscribes to it.
     const int result = subscribe(sequencer_.get(), own_address(port), address);
     if (result >= 0) {
         port.destination = destination;
@@ -173,7 +180,7 @@ int MidiClient::output(const Port& port, std::span<const std::uint8_t> piece) {
     snd_seq_event_t event;
     snd_seq_ev_clear(&event);
     snd_seq_ev_set_source(&event, port.number);
-    // Not by its address, which may be another one's by now.
+    // To subscribers, not to an address that another port may own by now.
     snd_seq_ev_set_subs(&event);
     snd_seq_ev_set_direct(&event);
     encode_event(piece, event);

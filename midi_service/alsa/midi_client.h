@@ -2,7 +2,7 @@
 #pragma once
 
 #include "midi_service/alsa/sequencer.h"
-#include "midi_service/midi_backend.h"
+#include "midi_service/midi_types.h"
 
 #include <memory>
 #include <span>
@@ -12,12 +12,11 @@
 class ReceiveThread;
 
 /// One client of the service with its ports, on the sequencer as soon as there is one. Statuses are
-/// the service's. All calls but send() are made on the screen thread; connect() and disconnect()
-/// may be made while a send() runs, the others may not, and no two send() at once.
+/// the service's. Calling thread.
 class MidiClient {
 public:
     MidiClient(MIDIClientRef reference, std::string name);
-    ~MidiClient(); ///< after it none of the client's messages is delivered
+    ~MidiClient(); ///< once it returns, no message of the client's ports is delivered
     MidiClient(const MidiClient&) = delete;
     MidiClient& operator=(const MidiClient&) = delete;
 
@@ -35,10 +34,12 @@ public:
     [[nodiscard]] OSStatus connect(MIDIPortRef port, MIDIEndpointRef source, Address address);
     [[nodiscard]] OSStatus disconnect(MIDIPortRef port, MIDIEndpointRef source);
 
+    /// Whether an output port is subscribed to this destination, or was until the destination went.
+    [[nodiscard]] bool is_set_to(MIDIPortRef port, MIDIEndpointRef destination) const;
     [[nodiscard]] OSStatus send(MIDIPortRef port, MIDIEndpointRef destination, Address address,
                                 std::span<const std::uint8_t> messages);
 
-    /// The endpoints whose subscriptions are no longer there: they have gone.
+    /// The endpoints whose subscriptions are gone, and so are they.
     [[nodiscard]] std::vector<Address> lost_endpoints() const;
 
 private:
@@ -52,6 +53,7 @@ private:
     };
 
     [[nodiscard]] Port* find(MIDIPortRef port);
+    [[nodiscard]] const Port* find(MIDIPortRef port) const;
     [[nodiscard]] int create(snd_seq_t* sequencer, Port& port) const;
     [[nodiscard]] Address own_address(const Port& port) const;
     [[nodiscard]] int switch_to(Port& port, MIDIEndpointRef destination, Address address);

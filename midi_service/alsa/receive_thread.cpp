@@ -2,6 +2,7 @@
 #include "midi_service/alsa/receive_thread.h"
 
 #include "midi_service/alsa/event_codec.h"
+#include "midi_service/midi_backend.h"
 
 #include <algorithm>
 #include <array>
@@ -39,7 +40,7 @@ ReceiveThread::~ReceiveThread() {
 }
 
 void ReceiveThread::add(const Route& route) {
-    const std::lock_guard lock{guard_};
+    const Lock lock{guard_};
     std::erase_if(routes_, [&](const Route& old) {
         return old.own_port == route.own_port && old.source == route.source;
     });
@@ -47,7 +48,7 @@ void ReceiveThread::add(const Route& route) {
 }
 
 std::optional<Route> ReceiveThread::remove(MIDIPortRef port, MIDIEndpointRef source) {
-    const std::lock_guard lock{guard_};
+    const Lock lock{guard_};
     const auto found = std::ranges::find_if(routes_, [&](const Route& route) {
         return route.port == port && route.reference == source;
     });
@@ -59,8 +60,13 @@ std::optional<Route> ReceiveThread::remove(MIDIPortRef port, MIDIEndpointRef sou
 }
 
 void ReceiveThread::remove_port(MIDIPortRef port) {
-    const std::lock_guard lock{guard_};
+    const Lock lock{guard_};
     std::erase_if(routes_, [port](const Route& route) { return route.port == port; });
+}
+
+std::vector<Route> ReceiveThread::routes() const {
+    const Lock lock{guard_};
+    return routes_;
 }
 
 void ReceiveThread::run() {
@@ -69,7 +75,7 @@ void ReceiveThread::run() {
     snd_seq_poll_descriptors(sequencer_, &files[1], 1, POLLIN);
     bool healthy = true;
     for (;;) {
-        // A sequencer that keeps failing is left alone for a while, or it would take a whole core.
+        // While reading fails, wait a little between two attempts instead of taking a whole core.
         const int ready =
             healthy ? poll(files.data(), 2, forever) : poll(files.data(), 1, retry_milliseconds);
         if (ready < 0)
@@ -77,13 +83,13 @@ void ReceiveThread::run() {
         if (files[0].revents != 0)
             return;
         const int result = read_events();
-        // No space: the kernel has dropped what was waiting, and goes on from there.
+        // ENOSPC: the kernel has dropped what was waiting and goes on with what comes next.
         healthy = result >= 0 || result == -EAGAIN || result == -EINTR || result == -ENOSPC;
     }
 }
 
 int ReceiveThread::read_events() {
-    // No more than one reading: between two of them the thread looks whether it has to end.
+    // Drain one read at most, so that a flood cannot hide the stop request.
     do {
         snd_seq_event_t* event = nullptr;
         const int result = snd_seq_event_input(sequencer_, &event);
@@ -102,7 +108,7 @@ void ReceiveThread::handle(const snd_seq_event_t& event) {
     const Address source{event.source.client, event.source.port};
     std::optional<Route> along;
     {
-        const std::lock_guard lock{guard_};
+        const Lock lock{guard_};
         const auto route = std::ranges::find_if(routes_, [&](const Route& candidate) {
             return candidate.own_port == event.dest.port && candidate.source == source;
         });

@@ -2,9 +2,9 @@
 #pragma once
 
 #include "midi_service/alsa/sequencer.h"
-#include "midi_service/midi_backend.h"
+#include "midi_service/annotated_mutex.h"
+#include "midi_service/midi_types.h"
 
-#include <mutex>
 #include <optional>
 #include <span>
 #include <thread>
@@ -18,9 +18,9 @@ struct Route {
     MIDIEndpointRef reference;
 };
 
-/// The receive thread of one sequencer client, from construction to destruction: delivers what
-/// comes along a route and drops the rest. Only it reads from the sequencer. Other calls: screen
-/// thread.
+/// The receive thread of one sequencer client, from construction to destruction. It delivers what
+/// comes along a route and drops the rest, and nobody else reads from the sequencer. Its functions
+/// are for the calling thread.
 class ReceiveThread {
 public:
     explicit ReceiveThread(snd_seq_t* sequencer);
@@ -28,12 +28,12 @@ public:
     ReceiveThread(const ReceiveThread&) = delete;
     ReceiveThread& operator=(const ReceiveThread&) = delete;
 
-    /// Opens a route; it takes the place of one between the same two ports.
+    /// Opens a route. It replaces one between the same two ports.
     void add(const Route& route);
     /// Closes a route; the result is the route that was there.
     std::optional<Route> remove(MIDIPortRef port, MIDIEndpointRef source);
     void remove_port(MIDIPortRef port);
-    [[nodiscard]] std::vector<Route> routes() const { return routes_; }
+    [[nodiscard]] std::vector<Route> routes() const;
 
 private:
     void run();
@@ -42,7 +42,7 @@ private:
 
     snd_seq_t* sequencer_;
     int stop_; ///< an eventfd: readable when the thread has to end
-    std::mutex guard_;
-    std::vector<Route> routes_; ///< changed on the screen thread with guard_ held
+    mutable Mutex guard_;
+    std::vector<Route> routes_ GUARDED_BY(guard_);
     std::thread thread_;
 };

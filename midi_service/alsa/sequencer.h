@@ -2,7 +2,7 @@
 #pragma once
 
 #include "midi_service/alsa/sequencer_types.h"
-#include "midi_service/midi_service.h"
+#include "midi_service/midi_types.h"
 
 #include <alsa/asoundlib.h>
 #include <memory>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/embedded/embedded_backend.h"
 
+#include "midi_service/annotated_mutex.h"
 #include "midi_service/midi_message.h"
 #include "midi_service/midi_text.h"
 
@@ -9,7 +10,6 @@
 #include <cerrno>
 #include <condition_variable>
 #include <map>
-#include <mutex>
 #include <sys/eventfd.h>
 #include <thread>
 #include <unistd.h>
@@ -30,10 +30,10 @@ TextHandle text_or_null(const std::optional<std::string>& text) {
 struct Attached {
     explicit Attached(EmbeddedObject what, EmbeddedBackend::Receiver reaction)
         : receiver(std::move(reaction)) {
-        look(std::move(what));
+        set(std::move(what));
     }
 
-    void look(EmbeddedObject what) {
+    void set(EmbeddedObject what) {
         texts = {text_or_null(what.name), text_or_null(what.manufacturer),
                  text_or_null(what.model)};
         object = std::move(what);
@@ -54,9 +54,9 @@ struct Attached {
     EmbeddedObject object;
     std::array<TextHandle, 3> texts; // by TextProperty
     const EmbeddedBackend::Receiver receiver;
-    std::recursive_mutex receiving; // held while the receiver runs, which may detach its own object
-    bool attached = true;           // under `receiving`
-    MessageReader reader;           // receive thread
+    RecursiveMutex receiving; // held while the receiver runs, which may detach its own object
+    bool attached GUARDED_BY(receiving) = true;
+    MessageReader reader; // receive thread
 };
 
 /// Bytes on their way from an object.
@@ -77,59 +77,62 @@ struct EmbeddedBackend::State {
     const steady_clock::time_point start = steady_clock::now();
     const int changes = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK); // readable while `changed`
 
-    std::mutex guard;                  // over all that follows, but for the last two
-    std::condition_variable wake;      // the receive thread: something is due, or the end has come
-    std::condition_variable delivered; // whoever advances the time
-    microseconds manual_now{0};
-    bool stop = false;
-    bool delivering = false;
-    std::unordered_map<MIDIObjectRef, std::shared_ptr<Attached>> objects;
-    std::multimap<microseconds, Emission> on_the_way;
-    std::vector<std::pair<MIDIPortRef, MIDIObjectRef>> connections;
-    std::array<bool, 3> stale{}; // lists that an object was changed since
-    bool changed = false;        // an object was changed since any list was updated
+    mutable Mutex guard;
+    std::condition_variable_any wake;      // the receive thread: something is due, or stop
+    std::condition_variable_any delivered; // advance()
+    microseconds manual_now GUARDED_BY(guard){0};
+    bool stop GUARDED_BY(guard) = false;
+    bool delivering GUARDED_BY(guard) = false;
+    std::unordered_map<MIDIObjectRef, std::shared_ptr<Attached>> objects GUARDED_BY(guard);
+    std::multimap<microseconds, Emission> on_the_way GUARDED_BY(guard);
+    std::vector<std::pair<MIDIPortRef, MIDIObjectRef>> connections GUARDED_BY(guard);
+    std::array<bool, 3> stale GUARDED_BY(guard){}; // lists that changed since their last update
+    bool changed GUARDED_BY(guard) = false;        // any list did since any update
 
-    std::array<std::vector<MIDIObjectRef>, 3> lists; // screen thread
+    std::array<std::vector<MIDIObjectRef>, 3> lists; // calling thread
     std::jthread receive_thread;
 
-    microseconds now() const {
+    microseconds now() const REQUIRES(guard) {
         if (time == Time::manual)
             return manual_now;
         return std::chrono::duration_cast<microseconds>(steady_clock::now() - start);
     }
 
-    bool something_due() const { return !on_the_way.empty() && on_the_way.begin()->first <= now(); }
+    bool something_due() const REQUIRES(guard) {
+        return !on_the_way.empty() && on_the_way.begin()->first <= now();
+    }
 
     /// Null when there is no such object.
-    const std::shared_ptr<Attached>& find(MIDIObjectRef object) const {
+    const std::shared_ptr<Attached>& find(MIDIObjectRef object) const REQUIRES(guard) {
         static const std::shared_ptr<Attached> none;
         const auto found = objects.find(object);
         return found == objects.end() ? none : found->second;
     }
 
-    void change() {
+    void change() REQUIRES(guard) {
         stale.fill(true);
         if (!std::exchange(changed, true))
             eventfd_write(changes, 1);
     }
 
     void receive();
-    void deliver_next(std::unique_lock<std::mutex>& lock);
+    /// Gives the mutex back while the callbacks run.
+    void deliver_next() REQUIRES(guard);
 };
 
 void EmbeddedBackend::State::receive() {
-    std::unique_lock lock{guard};
+    const Lock lock{guard};
     while (!stop) {
         if (something_due())
-            deliver_next(lock);
+            deliver_next();
         else if (on_the_way.empty() || time == Time::manual)
-            wake.wait(lock);
+            wake.wait(guard);
         else
-            wake.wait_until(lock, start + on_the_way.begin()->first);
+            wake.wait_until(guard, start + on_the_way.begin()->first);
     }
 }
 
-void EmbeddedBackend::State::deliver_next(std::unique_lock<std::mutex>& lock) {
+void EmbeddedBackend::State::deliver_next() {
     const auto next = on_the_way.extract(on_the_way.begin());
     const auto& [object, bytes] = next.mapped();
     const auto sender = find(object); // a use of its own: it may be detached meanwhile
@@ -140,7 +143,7 @@ void EmbeddedBackend::State::deliver_next(std::unique_lock<std::mutex>& lock) {
     }
     const auto stamp = static_cast<MIDITimeStamp>(next.key().count());
     delivering = true;
-    lock.unlock();
+    guard.unlock();
     for (const std::uint8_t byte : bytes) {
         const auto message = sender->reader.read(byte);
         for (const MIDIPortRef port : ports) {
@@ -148,7 +151,7 @@ void EmbeddedBackend::State::deliver_next(std::unique_lock<std::mutex>& lock) {
                 deliver(port, object, stamp, message);
         }
     }
-    lock.lock();
+    guard.lock();
     delivering = false;
     delivered.notify_all();
 }
@@ -159,7 +162,7 @@ EmbeddedBackend::EmbeddedBackend(Time time) : state_(std::make_unique<State>(tim
 
 EmbeddedBackend::~EmbeddedBackend() {
     {
-        const std::lock_guard lock{state_->guard};
+        const Lock lock{state_->guard};
         state_->stop = true;
     }
     state_->wake.notify_all();
@@ -168,7 +171,7 @@ EmbeddedBackend::~EmbeddedBackend() {
 
 MIDIObjectRef EmbeddedBackend::attach(EmbeddedObject object, Receiver receiver) {
     const auto attached = std::make_shared<Attached>(std::move(object), std::move(receiver));
-    const std::lock_guard lock{state_->guard};
+    const Lock lock{state_->guard};
     const MIDIObjectRef reference = new_reference();
     state_->objects.emplace(reference, attached);
     state_->change();
@@ -176,9 +179,9 @@ MIDIObjectRef EmbeddedBackend::attach(EmbeddedObject object, Receiver receiver) 
 }
 
 void EmbeddedBackend::update_object(MIDIObjectRef object, EmbeddedObject changed) {
-    const std::lock_guard lock{state_->guard};
+    const Lock lock{state_->guard};
     if (const auto& attached = state_->find(object)) {
-        attached->look(std::move(changed));
+        attached->set(std::move(changed));
         state_->change();
     }
 }
@@ -186,7 +189,7 @@ void EmbeddedBackend::update_object(MIDIObjectRef object, EmbeddedObject changed
 void EmbeddedBackend::detach(MIDIObjectRef object) {
     std::shared_ptr<Attached> going;
     {
-        const std::lock_guard lock{state_->guard};
+        const Lock lock{state_->guard};
         going = state_->find(object);
         if (!going)
             return;
@@ -197,14 +200,14 @@ void EmbeddedBackend::detach(MIDIObjectRef object) {
         std::erase_if(state_->connections,
                       [object](const auto& entry) { return entry.second == object; });
     }
-    const std::lock_guard waits_for_the_receiver{going->receiving};
+    const Lock waits_for_the_receiver{going->receiving};
     going->attached = false;
 }
 
 void EmbeddedBackend::emit(MIDIObjectRef object, std::span<const std::uint8_t> bytes,
                            microseconds after) {
     {
-        const std::lock_guard lock{state_->guard};
+        const Lock lock{state_->guard};
         if (!state_->find(object))
             return;
         state_->on_the_way.emplace(state_->now() + after,
@@ -214,18 +217,18 @@ void EmbeddedBackend::emit(MIDIObjectRef object, std::span<const std::uint8_t> b
 }
 
 microseconds EmbeddedBackend::now() const {
-    const std::lock_guard lock{state_->guard};
+    const Lock lock{state_->guard};
     return state_->now();
 }
 
 void EmbeddedBackend::advance(microseconds by) {
-    std::unique_lock lock{state_->guard};
+    const Lock lock{state_->guard};
     const microseconds until = state_->manual_now + by;
-    const auto settled = [this] { return !state_->something_due() && !state_->delivering; };
     while (true) {
         if (state_->something_due())
             state_->wake.notify_one();
-        state_->delivered.wait(lock, settled);
+        while (state_->something_due() || state_->delivering)
+            state_->delivered.wait(state_->guard);
         if (state_->on_the_way.empty() || state_->on_the_way.begin()->first > until)
             break;
         state_->manual_now = state_->on_the_way.begin()->first;
@@ -244,12 +247,12 @@ OSStatus EmbeddedBackend::open_port(MIDIPortRef, MIDIClientRef, std::string_view
 }
 
 void EmbeddedBackend::close_port(MIDIPortRef port) {
-    const std::lock_guard lock{state_->guard};
+    const Lock lock{state_->guard};
     std::erase_if(state_->connections, [port](const auto& entry) { return entry.first == port; });
 }
 
 OSStatus EmbeddedBackend::connect(MIDIPortRef port, MIDIEndpointRef source) {
-    const std::lock_guard lock{state_->guard};
+    const Lock lock{state_->guard};
     const auto& attached = state_->find(source);
     if (!attached || !attached->object.is_source)
         return -ENODEV;
@@ -258,12 +261,12 @@ OSStatus EmbeddedBackend::connect(MIDIPortRef port, MIDIEndpointRef source) {
 }
 
 OSStatus EmbeddedBackend::disconnect(MIDIPortRef port, MIDIEndpointRef source) {
-    const std::lock_guard lock{state_->guard};
+    const Lock lock{state_->guard};
     return std::erase(state_->connections, std::pair{port, source}) != 0 ? 0 : -ENODEV;
 }
 
 std::span<const MIDIObjectRef> EmbeddedBackend::update(ObjectList list) {
-    const std::lock_guard lock{state_->guard};
+    const Lock lock{state_->guard};
     eventfd_t count = 0;
     if (std::exchange(state_->changed, false))
         eventfd_read(state_->changes, &count);
@@ -281,7 +284,7 @@ std::span<const MIDIObjectRef> EmbeddedBackend::update(ObjectList list) {
 }
 
 OSStatus EmbeddedBackend::text(MIDIObjectRef object, TextProperty property, CFStringRef& value) {
-    const std::lock_guard lock{state_->guard};
+    const Lock lock{state_->guard};
     const auto& attached = state_->find(object);
     if (!attached)
         return -ENODEV;
@@ -293,7 +296,7 @@ OSStatus EmbeddedBackend::text(MIDIObjectRef object, TextProperty property, CFSt
 }
 
 OSStatus EmbeddedBackend::offline(MIDIObjectRef object, std::int32_t& value) {
-    const std::lock_guard lock{state_->guard};
+    const Lock lock{state_->guard};
     const auto& attached = state_->find(object);
     if (!attached)
         return -ENODEV;
@@ -307,14 +310,14 @@ OSStatus EmbeddedBackend::send(MIDIPortRef, MIDIEndpointRef destination,
                                std::span<const std::uint8_t> messages) {
     std::shared_ptr<Attached> attached;
     {
-        const std::lock_guard lock{state_->guard};
+        const Lock lock{state_->guard};
         attached = state_->find(destination);
         if (!attached || !attached->object.is_destination)
             return -ENODEV;
         if (attached->object.send_status != 0)
             return attached->object.send_status;
     }
-    const std::lock_guard lock{attached->receiving};
+    const Lock lock{attached->receiving};
     if (!attached->attached)
         return -ENODEV;
     if (attached->receiver)

@@ -4,6 +4,8 @@
 // from <name>.go permits it. A step is a pause, an event for the sequencer, or one of two lines of
 // output.
 
+#include "midi_service/midi_service.h"
+
 #include <array>
 #include <cstdarg>
 #include <cstdio>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/exploration/expected_press.h"
 
+#include "midi_service/midi_service.h"
 #include "tests/support/press_lines.h"
 #include "tests/support/sequence.h"
 

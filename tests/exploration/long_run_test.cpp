@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "keyloft/screen_controller.h"
+#include "midi_service/midi_service.h"
 #include "simulation/embedded_connection.h"
 #include "tests/exploration/live_allocations.h"
 #include "tests/support/captured_output.h"

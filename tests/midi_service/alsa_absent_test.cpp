@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/alsa/alsa_backend.h"
+#include "midi_service/midi_service.h"
 #include "midi_service/midi_text.h"
 #include "tests/midi_service/system_calls.h"
 

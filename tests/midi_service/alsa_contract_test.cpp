@@ -29,13 +29,15 @@ public:
         peers_[peer]->rename(std::string(utf8_name));
     }
     void detach(Peer peer) override { peers_[peer].reset(); }
+    void let_names_age() override { now_ += std::chrono::milliseconds{100}; }
     void emit(Peer peer, const Bytes& messages) override { peers_[peer]->emit(messages); }
     const Bytes& received(Peer peer) override { return received_[peer]; }
 
 private:
     std::deque<Bytes> received_; ///< a peer's bytes stay where they are
     std::vector<std::unique_ptr<AlsaPeer>> peers_;
-    AlsaBackend backend_;
+    static inline std::chrono::milliseconds now_{0};
+    AlsaBackend backend_{[] { return now_; }};
 };
 
 std::unique_ptr<ContractWorld> make_alsa_world() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "midi_service/alsa/alsa_backend.h"
+#include "midi_service/midi_service.h"
 #include "midi_service/midi_text.h"
 #include "tests/midi_service/alsa_peer.h"
 
@@ -45,7 +46,12 @@ protected:
     /// How many ports the peer's first port receives from.
     [[nodiscard]] static int writers_of(const AlsaPeer& peer);
 
-    AlsaBackend backend_;
+    /// Makes the names that were read so far too old to rely on.
+    static void let_names_age() { clock_offset += std::chrono::milliseconds{100}; }
+
+    /// The backend's clock stands still but for let_names_age().
+    static inline std::chrono::milliseconds clock_offset{0};
+    AlsaBackend backend_{[] { return clock_offset; }};
     MIDIClientRef client_ = 0;
     MIDIPortRef out_ = 0;
     MIDIPortRef in_ = 0;

@@ -94,7 +94,8 @@ MIDIPortRef BackendContract::input_port(ContractInbox& inbox) {
     return port;
 }
 
-OSStatus BackendContract::send(MIDIEndpointRef destination, const std::vector<Bytes>& messages) {
+OSStatus BackendContract::send(MIDIEndpointRef destination, const std::vector<Bytes>& messages,
+                               MIDIPortRef port) {
     alignas(MIDIPacketList) std::array<std::byte, 8192> room{};
     auto* list = reinterpret_cast<MIDIPacketList*>(room.data());
     MIDIPacket* packet = MIDIPacketListInit(list);
@@ -102,7 +103,7 @@ OSStatus BackendContract::send(MIDIEndpointRef destination, const std::vector<By
         packet = MIDIPacketListAdd(list, room.size(), packet, 0, message.size(), message.data());
         EXPECT_NE(packet, nullptr);
     }
-    const OSStatus status = MIDISend(out_, destination, list);
+    const OSStatus status = MIDISend(port != 0 ? port : out_, destination, list);
     EXPECT_EQ(list->numPackets, 0U) << "a send empties the list, whatever comes of it";
     return status;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "midi_service/midi_backend.h"
+#include "midi_service/midi_service.h"
 
 #include <condition_variable>
 #include <functional>
@@ -37,10 +38,12 @@ public:
     /// The backend under test. It is installed and uninstalled by the fixture.
     [[nodiscard]] virtual MidiBackend& backend() = 0;
 
-    /// These four return when the change has reached the system that the backend asks.
+    /// These return when the change has reached the system that the backend asks.
     [[nodiscard]] virtual Peer attach(std::string_view utf8_name) = 0;
     virtual void rename(Peer peer, std::string_view utf8_name) = 0;
     virtual void detach(Peer peer) = 0;
+    /// Makes the names that the backend has read too old to rely on.
+    virtual void let_names_age() = 0;
     /// Lets a peer send whole messages, in this order.
     virtual void emit(Peer peer, const Bytes& messages) = 0;
 
@@ -92,8 +95,9 @@ protected:
 
     /// One more input port with the callback and the inbox.
     [[nodiscard]] MIDIPortRef input_port(ContractInbox& inbox);
-    /// Sends each of the messages as a packet of its own, in one list.
-    [[nodiscard]] OSStatus send(MIDIEndpointRef destination, const std::vector<Bytes>& messages);
+    /// Sends each of the messages as a packet of its own, in one list, through `out_` or `port`.
+    [[nodiscard]] OSStatus send(MIDIEndpointRef destination, const std::vector<Bytes>& messages,
+                                MIDIPortRef port = 0);
     /// Waits until so many bytes have come, and gives all that have come.
     [[nodiscard]] Bytes wait_for_bytes(ContractWorld::Peer peer, std::size_t count);
     [[nodiscard]] Bytes wait_for_bytes(ContractInbox& inbox, std::size_t count);

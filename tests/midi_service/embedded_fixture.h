@@ -2,6 +2,7 @@
 #pragma once
 
 #include "midi_service/embedded/embedded_backend.h"
+#include "midi_service/midi_service.h"
 #include "midi_service/midi_text.h"
 
 #include <array>
@@ -43,6 +44,10 @@ public: // also for callbacks
         return MIDISend(out_, destination, list);
     }
 
+    void emit(MIDIObjectRef object, const Bytes& bytes, microseconds after = microseconds{0}) {
+        service_.emit(object, bytes, after);
+    }
+
     [[nodiscard]] microseconds service_now() const { return service_.now(); }
 
 protected:
@@ -57,10 +62,6 @@ protected:
         const MIDIObjectRef object = service_.attach(named(name));
         EXPECT_EQ(MIDIPortConnectSource(in_, object, nullptr), 0);
         return object;
-    }
-
-    void emit(MIDIObjectRef object, const Bytes& bytes, microseconds after = microseconds{0}) {
-        service_.emit(object, bytes, after);
     }
 
     /// What has arrived since the last call when so much time has passed. Bytes that are due at

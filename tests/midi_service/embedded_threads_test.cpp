@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/embedded/embedded_backend.h"
+#include "midi_service/midi_service.h"
 #include "tests/support/watchdog.h"
 
 #include <atomic>
@@ -146,14 +147,12 @@ TEST_F(EmbeddedThreads, ReceiverIsNeverEnteredAfterTheDetachingHasReturned) {
             while (send_clock(object) == 0) {
             }
         };
-        std::thread first(flood);
-        std::thread second(flood);
+        std::thread calling(flood);
         while (received < 3)
             std::this_thread::yield();
         service_.detach(object);
         detached = true;
-        first.join();
-        second.join();
+        calling.join();
     }
 }
 

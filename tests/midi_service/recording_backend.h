@@ -2,6 +2,7 @@
 #pragma once
 
 #include "midi_service/midi_backend.h"
+#include "midi_service/midi_service.h"
 #include "midi_service/midi_text.h"
 
 #include <map>

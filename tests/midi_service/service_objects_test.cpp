@@ -212,9 +212,21 @@ TEST_F(Service, OutputPortIsNeverConnected) {
 TEST_F(Service, SourceThatTheBackendCannotReachIsNotConnected) {
     const MIDIPortRef in = input(client(), ignore, nullptr);
     static_cast<void>(backend_.take());
-    backend_.statuses["offline"] = -ENODEV;
+    backend_.statuses["connect"] = -ENODEV;
     EXPECT_EQ(MIDIPortConnectSource(in, peer_, nullptr), -ENODEV);
-    EXPECT_THAT(backend_.take(), IsEmpty());
+    EXPECT_EQ(MIDIPortDisconnectSource(in, peer_), -ENOTCONN);
+    EXPECT_THAT(backend_.take(), ElementsAre(text("connect", {in, peer_})));
+}
+
+TEST_F(Service, SourceThatWentHasToBeConnectedAnew) {
+    const MIDIPortRef in = input(client(), ignore, nullptr);
+    ASSERT_EQ(MIDIPortConnectSource(in, peer_, nullptr), 0);
+    static_cast<void>(backend_.take());
+    backend_.statuses["offline"] = -ENODEV;
+    backend_.statuses["connect"] = -ENODEV;
+    EXPECT_EQ(MIDIPortConnectSource(in, peer_, nullptr), -ENODEV);
+    EXPECT_EQ(MIDIPortDisconnectSource(in, peer_), -ENOTCONN);
+    EXPECT_THAT(backend_.take(), ElementsAre(text("connect", {in, peer_})));
 }
 
 TEST_F(Service, WhatNeverWasAnObjectIsNotConnectedAndTheBackendNotAsked) {

@@ -264,24 +264,3 @@ TEST_F(Service, DisconnectingWaitsForTheCallback) {
     ASSERT_EQ(MIDIPortConnectSource(in, peer_, nullptr), 0);
     gate.expect_waiting([&] { return MIDIPortDisconnectSource(in, peer_); }, in, peer_);
 }
-
-TEST_F(Service, CallbackMaySend) {
-    struct Echo {
-        MIDIPortRef out;
-        MIDIEndpointRef to;
-        OSStatus status = 99;
-    } echo{.out = output(client()), .to = peer_};
-    const auto read = [](const MIDIPacketList*, void* port_context, void*) {
-        auto& state = *static_cast<Echo*>(port_context);
-        MIDIPacketList list{};
-        const std::uint8_t clock = 0xF8;
-        static_cast<void>(
-            MIDIPacketListAdd(&list, sizeof list, MIDIPacketListInit(&list), 0, 1, &clock));
-        state.status = MIDISend(state.out, state.to, &list);
-    };
-    const MIDIPortRef in = input(client(), read, &echo);
-    ASSERT_EQ(MIDIPortConnectSource(in, peer_, nullptr), 0);
-    deliver(in, peer_, 0, Bytes{0xFE});
-    EXPECT_EQ(echo.status, 0);
-    EXPECT_EQ(backend_.sent, (Bytes{0xF8}));
-}

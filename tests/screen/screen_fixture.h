@@ -2,6 +2,7 @@
 #pragma once
 
 #include "keyloft/ContentView.h"
+#include "midi_service/midi_service.h"
 #include "simulation/embedded_connection.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/virtual_pauses.h"

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "midi_service/midi_service.h"
 #include "simulation/embedded_connection.h"
 
 #include "midi_service/midi_text.h"

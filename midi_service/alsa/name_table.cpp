@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "midi_service/alsa/name_check.h"
+#include "midi_service/alsa/name_table.h"
 
 #include <algorithm>
 #include <charconv>
@@ -9,8 +9,8 @@
 
 namespace {
 
-/// Enough for ten thousand ports; only what is used costs memory.
-constexpr std::size_t usual_room = 1U << 20;
+/// Enough for a thousand ports. It grows for more.
+constexpr std::size_t usual_room = 1U << 16;
 
 struct Line {
     unsigned number;
@@ -60,32 +60,30 @@ std::vector<Address> endpoints_named_otherwise(std::string_view table,
     return result;
 }
 
-NameCheck::~NameCheck() {
+NameTable::~NameTable() {
     if (is_open())
         close(file_);
 }
 
-void NameCheck::open() {
+void NameTable::open() {
     file_ = ::open("/proc/asound/seq/clients", O_RDONLY | O_CLOEXEC);
     if (is_open())
         make_room(usual_room);
 }
 
-void NameCheck::make_room(std::size_t size) {
+void NameTable::make_room(std::size_t size) {
     room_ = std::make_unique_for_overwrite<char[]>(size);
     room_size_ = size;
 }
 
-std::vector<Address> NameCheck::renamed(const EndpointList& endpoints) {
-    if (!is_open())
-        return {};
-    // Reading from the start makes the kernel write the table anew, and give all of it at once.
+std::vector<Address> NameTable::suspects(const EndpointList& endpoints) {
+    // The kernel writes the table when it is read from the start, and gives it in one piece.
     ssize_t length = pread(file_, room_.get(), room_size_, 0);
     while (length > 0 && static_cast<std::size_t>(length) == room_size_) {
         make_room(2 * room_size_);
         length = pread(file_, room_.get(), room_size_, 0);
     }
     if (length <= 0)
-        return {};
+        return endpoints.addresses();
     return endpoints_named_otherwise({room_.get(), static_cast<std::size_t>(length)}, endpoints);
 }

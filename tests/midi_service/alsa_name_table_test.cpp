@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "midi_service/alsa/name_check.h"
+#include "midi_service/alsa/name_table.h"
 
 #include <gtest/gtest.h>
 
@@ -42,7 +42,7 @@ void put(EndpointList& endpoints, std::uint8_t client, std::uint8_t number,
 
 using Addresses = std::vector<Address>;
 
-TEST(AlsaNameCheck, NamesThatAreTheSameNeedNoQuestion) {
+TEST(AlsaNameTable, NamesThatAreTheSameNeedNoQuestion) {
     EndpointList endpoints;
     put(endpoints, 14, 0, "Midi Through Port-0");
     put(endpoints, 128, 0, "4AC5F4C4");
@@ -51,7 +51,7 @@ TEST(AlsaNameCheck, NamesThatAreTheSameNeedNoQuestion) {
     EXPECT_EQ(endpoints_named_otherwise(newer_table, endpoints), Addresses{});
 }
 
-TEST(AlsaNameCheck, EachOtherNameIsFound) {
+TEST(AlsaNameTable, EachOtherNameIsFound) {
     EndpointList endpoints;
     put(endpoints, 14, 0, "Midi Through Port-0");
     put(endpoints, 128, 0, "4AC6F4C4");
@@ -59,7 +59,7 @@ TEST(AlsaNameCheck, EachOtherNameIsFound) {
     EXPECT_EQ(endpoints_named_otherwise(table, endpoints), (Addresses{{128, 0}, {128, 12}}));
 }
 
-TEST(AlsaNameCheck, NameThatIsOnlyTheStartOfTheOtherIsFound) {
+TEST(AlsaNameTable, NameThatIsOnlyTheStartOfTheOtherIsFound) {
     EndpointList endpoints;
     put(endpoints, 128, 0, "4AC5F4C");
     EXPECT_EQ(endpoints_named_otherwise(table, endpoints), (Addresses{{128, 0}}));
@@ -67,7 +67,7 @@ TEST(AlsaNameCheck, NameThatIsOnlyTheStartOfTheOtherIsFound) {
     EXPECT_EQ(endpoints_named_otherwise(table, endpoints), (Addresses{{128, 0}}));
 }
 
-TEST(AlsaNameCheck, NameWithALineBreakIsAskedForEachTime) {
+TEST(AlsaNameTable, NameWithALineBreakIsAskedForEachTime) {
     EndpointList endpoints;
     put(endpoints, 128, 0, "two\nlines");
     EXPECT_EQ(endpoints_named_otherwise(
@@ -75,7 +75,7 @@ TEST(AlsaNameCheck, NameWithALineBreakIsAskedForEachTime) {
               (Addresses{{128, 0}}));
 }
 
-TEST(AlsaNameCheck, TextThatIsNoTableMeansNothing) {
+TEST(AlsaNameTable, TextThatIsNoTableMeansNothing) {
     EndpointList endpoints;
     put(endpoints, 128, 0, "4AC5F4C4");
     for (const std::string_view text :
@@ -84,12 +84,13 @@ TEST(AlsaNameCheck, TextThatIsNoTableMeansNothing) {
         EXPECT_EQ(endpoints_named_otherwise(text, endpoints), Addresses{}) << text;
 }
 
-TEST(AlsaNameCheck, WithoutATableNothingIsToBeAsked) {
+TEST(AlsaNameTable, WithoutATableEachEndpointHasToBeAsked) {
     EndpointList endpoints;
     put(endpoints, 128, 0, "4AC5F4C4");
-    NameCheck check;
-    EXPECT_FALSE(check.is_open());
-    EXPECT_EQ(check.renamed(endpoints), Addresses{});
+    put(endpoints, 128, 3, "other");
+    NameTable none;
+    EXPECT_FALSE(none.is_open());
+    EXPECT_EQ(none.suspects(endpoints), (Addresses{{128, 0}, {128, 3}}));
 }
 
 } // namespace
