@@ -62,14 +62,16 @@ void SequencerMachine::read() {
         if (left == -EAGAIN || left == -ENOSPC)
             return;
         check(left);
-        const auto bytes = codec_.bytes(*event);
+        const auto bytes = codec_.decode(*event);
         if (!bytes.empty())
             take(bytes);
     }
 }
 
 void SequencerMachine::write(std::span<const std::uint8_t> message) {
-    snd_seq_event_t event = codec_.event(message);
+    snd_seq_event_t event;
+    snd_seq_ev_clear(&event);
+    codec_.encode(message, event);
     snd_seq_ev_set_source(&event, static_cast<unsigned char>(port_));
     snd_seq_ev_set_subs(&event);
     snd_seq_ev_set_direct(&event);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "midi_service/alsa/event_codec.h"
 #include "midi_service/alsa/sequencer.h"
 #include "simulation/connected_machine.h"
-#include "simulation/sequencer_codec.h"
 
 #include <string>
 
@@ -37,6 +37,6 @@ private:
     const std::string client_;
     const std::string port_name_;
     Sequencer sequencer_; ///< null while the machine is gone
-    SequencerCodec codec_;
+    EventCodec codec_;
     int port_ = -1;
 };

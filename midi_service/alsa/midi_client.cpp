@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/alsa/midi_client.h"
 
-#include "midi_service/alsa/event_codec.h"
 #include "midi_service/alsa/receive_thread.h"
 #include "midi_service/midi_message.h"
 
@@ -183,6 +182,6 @@ int MidiClient::output(const Port& port, std::span<const std::uint8_t> piece) {
     // To subscribers, not to an address that another port may own by now.
     snd_seq_ev_set_subs(&event);
     snd_seq_ev_set_direct(&event);
-    encode_event(piece, event);
+    codec_.encode(piece, event);
     return snd_seq_event_output_direct(sequencer_.get(), &event);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "midi_service/alsa/event_codec.h"
 #include "midi_service/alsa/sequencer.h"
 #include "midi_service/midi_types.h"
 
@@ -62,6 +63,7 @@ private:
     MIDIClientRef reference_;
     std::string name_;
     std::vector<Port> ports_;
+    EventCodec codec_;
     Sequencer sequencer_;
     std::unique_ptr<ReceiveThread> receive_thread_; ///< last: it ends before the sequencer is left
 };

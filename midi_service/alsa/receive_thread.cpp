@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/alsa/receive_thread.h"
 
-#include "midi_service/alsa/event_codec.h"
 #include "midi_service/midi_backend.h"
+#include "midi_service/midi_message.h"
 
 #include <algorithm>
 #include <array>
@@ -101,10 +101,6 @@ int ReceiveThread::read_events() {
 }
 
 void ReceiveThread::handle(const snd_seq_event_t& event) {
-    std::array<std::uint8_t, 3> buffer{};
-    const auto bytes = decode_event(event, buffer);
-    if (bytes.empty())
-        return;
     const Address source{event.source.client, event.source.port};
     std::optional<Route> along;
     {
@@ -115,6 +111,14 @@ void ReceiveThread::handle(const snd_seq_event_t& event) {
         if (route != routes_.end())
             along = *route;
     }
-    if (along)
-        deliver(along->port, along->reference, now(), bytes);
+    if (!along)
+        return;
+    auto bytes = codec_.decode(event);
+    while (!bytes.empty()) {
+        // A piece of system-exclusive data is no whole message and goes as it is.
+        const std::size_t whole = whole_message(bytes);
+        const auto message = bytes.first(whole != 0 ? whole : bytes.size());
+        deliver(along->port, along->reference, now(), message);
+        bytes = bytes.subspan(message.size());
+    }
 }

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "midi_service/alsa/event_codec.h"
 #include "midi_service/alsa/sequencer.h"
 #include "midi_service/annotated_mutex.h"
 #include "midi_service/midi_types.h"
 
 #include <optional>
-#include <span>
 #include <thread>
 #include <vector>
 
@@ -44,5 +44,6 @@ private:
     int stop_; ///< an eventfd: readable when the thread has to end
     mutable Mutex guard_;
     std::vector<Route> routes_ GUARDED_BY(guard_);
+    EventCodec codec_; ///< receive thread
     std::thread thread_;
 };

@@ -20,13 +20,13 @@ snd_seq_event_t blank() {
 
 snd_seq_event_t encoded(const Bytes& message) {
     snd_seq_event_t event = blank();
-    encode_event(message, event);
+    EventCodec().encode(message, event);
     return event;
 }
 
 Bytes decoded(const snd_seq_event_t& event) {
-    std::array<std::uint8_t, 3> buffer{};
-    const auto bytes = decode_event(event, buffer);
+    EventCodec codec;
+    const auto bytes = codec.decode(event);
     return {bytes.begin(), bytes.end()};
 }
 
@@ -128,7 +128,7 @@ TEST(AlsaEventCodec, OnlyTypeDataAndLengthOfTheEventAreSet) {
     snd_seq_ev_set_source(&event, 3);
     snd_seq_ev_set_dest(&event, 128, 4);
     snd_seq_ev_set_direct(&event);
-    encode_event(Bytes{0x90, 0x01, 0x02}, event);
+    EventCodec().encode(Bytes{0x90, 0x01, 0x02}, event);
     EXPECT_EQ(event.source.port, 3);
     EXPECT_EQ(event.dest.client, 128);
     EXPECT_EQ(event.dest.port, 4);
@@ -142,8 +142,30 @@ TEST(AlsaEventCodec, EveryOtherEventStandsForNoMessage) {
         event.type = static_cast<snd_seq_event_type_t>(type);
         messages += decoded(event).empty() ? 0 : 1;
     }
-    EXPECT_EQ(messages, 7 + 10)
-        << "channel and system messages; none of the data here is exclusive";
+    EXPECT_EQ(messages, 7 + 10 + 3)
+        << "channel and system messages, and three that stand for several controllers";
+}
+
+TEST(AlsaEventCodec, WideControllersAreSeveralMessages) {
+    snd_seq_event_t event = blank();
+    event.type = SND_SEQ_EVENT_CONTROL14;
+    event.data.control = {.channel = 2, .unused = {}, .param = 7, .value = 0x1234};
+    EXPECT_EQ(decoded(event), (Bytes{0xB2, 0x07, 0x24, 0xB2, 0x27, 0x34}));
+    event.type = SND_SEQ_EVENT_REGPARAM;
+    event.data.control.param = 0x81;
+    EXPECT_EQ(decoded(event),
+              (Bytes{0xB2, 0x65, 0x01, 0xB2, 0x64, 0x01, 0xB2, 0x06, 0x24, 0xB2, 0x26, 0x34}));
+}
+
+TEST(AlsaEventCodec, NothingIsRememberedFromOneMessageToTheNext) {
+    EventCodec codec;
+    for (int i = 0; i < 3; ++i) {
+        snd_seq_event_t event = blank();
+        codec.encode(Bytes{0xB0, 0x07, 0x05}, event);
+        const auto bytes = codec.decode(event);
+        EXPECT_EQ(Bytes(bytes.begin(), bytes.end()), (Bytes{0xB0, 0x07, 0x05}))
+            << "with its status";
+    }
 }
 
 TEST(AlsaEventCodec, ExclusiveEventWithoutDataOfItsOwnIsDropped) {
