@@ -57,7 +57,7 @@ TEST(AlsaSequencerTrouble, ErrorIsKept) {
 
 TEST(AlsaSequencerTrouble, NoGroupIsAdvisedThatDoesNotOpenTheNodeOrIsRoots) {
     NodeAccess node = usual;
-    for (const mode_t mode : {0600, 0640, 0620, 0000}) {
+    for (const mode_t mode : {0600U, 0640U, 0620U, 0U}) {
         node.mode = mode;
         EXPECT_EQ(line(EACCES, node).find("usermod"), std::string::npos) << std::oct << mode;
     }
@@ -94,7 +94,7 @@ TEST(AlsaSequencerTrouble, NodeIsReadAsItIs) {
 }
 
 TEST(AlsaSequencerTrouble, GroupOfAnySizeIsFound) {
-    for (const std::size_t size : {1000, 5000, 1'000'000}) {
+    for (const auto size : {std::size_t{1000}, std::size_t{5000}, std::size_t{1'000'000}}) {
         group_entry_size = size;
         EXPECT_EQ(node_access("/dev/null")->group, "crowd") << size;
     }

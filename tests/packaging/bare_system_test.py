@@ -4,6 +4,7 @@
 goes without a trace. The system is a folder that debootstrap fills once; needs root."""
 
 import os
+import platform
 import shutil
 import unittest
 from pathlib import Path
@@ -11,15 +12,17 @@ from pathlib import Path
 import support
 from support import PROGRAMS, WORK, files_below, run
 
-BARE = WORK / "bare.tar"
+RELEASE = platform.freedesktop_os_release()["VERSION_CODENAME"]  # what the package is built on
+BARE = WORK / f"bare-{RELEASE}.tar"
 ROOT = WORK / "bare"
 
 
 def archive():
     """The address of the Debian archive that this computer uses."""
-    uris = run("apt-get", "indextargets", "--format", "$(REPO_URI)", "Codename: bookworm").stdout
+    uris = run("apt-get", "indextargets", "--format", "$(REPO_URI)",
+               f"Codename: {RELEASE}").stdout
     if not uris.split():
-        raise unittest.SkipTest("apt knows no archive of Debian 12; apt-get update may help")
+        raise unittest.SkipTest(f"apt knows no archive of {RELEASE}; apt-get update may help")
     return uris.split()[0]
 
 
@@ -27,7 +30,7 @@ def fill_root():
     """Puts a fresh bare system into ROOT."""
     shutil.rmtree(ROOT, ignore_errors=True)
     if not BARE.exists():
-        run("debootstrap", "--variant=minbase", "bookworm", ROOT, archive())
+        run("debootstrap", "--variant=minbase", RELEASE, ROOT, archive())
         run("tar", "--create", "--file", BARE.with_suffix(".part"), "--directory", ROOT, ".")
         BARE.with_suffix(".part").rename(BARE)
         return

@@ -2,6 +2,7 @@
 """What the tests of the package share."""
 
 import os
+import platform
 import re
 import shutil
 import struct
@@ -16,6 +17,7 @@ BUILD = Path(os.environ["KEYLOFT_BUILD"])
 WORK = BUILD / "packaging-test"
 ID = "org.keyloft.Keyloft"
 PROGRAMS = ["keyloft", "keyloft-demo", "keyloft-machine"]
+PACKAGE = WORK / "debian"  # where packaging.debian_package builds
 SYSTEM_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
 
 
@@ -24,6 +26,13 @@ def need(*tools):
     for tool in tools:
         if not shutil.which(tool, path=SYSTEM_PATH):
             raise unittest.SkipTest(f"{tool} is missing; script/bootstrap test installs it")
+
+
+def only_on_debian_12(tool):
+    """Leaves the test out, which the results then say, where a release has another `tool`."""
+    release = platform.freedesktop_os_release().get("VERSION_ID")
+    if release != "12":
+        raise unittest.SkipTest(f"left out: {tool} of Debian 12 is asked, this is {release}")
 
 
 def run(*command, **options):
@@ -56,6 +65,17 @@ def copy_sources(target):
     for path in project_files():
         (target / path).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy2(SOURCE / path, target / path)
+
+
+def build_package(folder):
+    """Builds the Debian package, tests left out, in a folder of its own; gives the build's output."""
+    shutil.rmtree(folder, ignore_errors=True)
+    sources = folder / "keyloft"
+    copy_sources(sources)
+    # The guest runs at the same time and wants the other processor.
+    return run("dpkg-buildpackage", "--no-sign", cwd=sources,
+               env={"DEB_BUILD_OPTIONS": "nocheck parallel=1",
+                    "DEB_BUILD_PROFILES": "nocheck"}).stdout
 
 
 def version():
