@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/ctl/workplace.h"
 
+#include "tests/support/sequence.h"
 #include "tests/support/watchdog.h"
 
 #include <gtest/gtest.h>
@@ -251,8 +252,7 @@ TEST_F(StoppedSetCommand, EndsTheSequenceAndMakesNoSecondAttempt) {
     EXPECT_EQ(result.output,
               words + "unconfirmed: sent once because it was stopped, and no echo came\n");
     EXPECT_EQ(result.stopped_by, SIGTERM);
-    EXPECT_EQ(received_, (std::vector<std::uint8_t>{0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0x90, 7, 12,
-                                                    0x80, 7, 12, 0xB0, 7, 12, 0xF8}));
+    EXPECT_EQ(received_, sequence(0xB0, 7, 12));
 }
 
 TEST_F(StoppedSetCommand, SendsNothingWhenTheSignalComesFirst) {

@@ -4,22 +4,23 @@
 #include <algorithm>
 #include <cstdlib>
 
-// Every two faults, the second in each kind of step; the step of the first is another one each
-// time. With KEYLOFT_EXPLORE=all in each stage, behind the first in each kind of step before.
+// Every pair of faults. The second happens in each kind of step, the first in a step before it, a
+// different one each time. With KEYLOFT_EXPLORE=all each stage counts by itself, and the first
+// fault happens in each kind of step before.
 
 namespace {
 
 using Button = Scenario::Button;
 using Previous = Scenario::Previous;
 
-/// A button, and every which of the faults come first.
+/// A button, and which share of the first faults is tried.
 struct Share {
     Button button;
     unsigned number;
 };
 constexpr unsigned shares = 4;
 
-/// A step each of a kind, in their order in a press; one kind may be there in several stages.
+/// One step of each kind, in the order of a press. A kind may occur in several stages.
 using Steps = std::vector<Step>;
 
 Steps without_repeats(const Steps& steps) {
@@ -31,7 +32,7 @@ Steps without_repeats(const Steps& steps) {
     return kinds;
 }
 
-/// The places in `steps` of each kind; without the first step, which nothing comes before.
+/// The places in `steps` of each kind. The first step is left out: nothing comes before it.
 std::vector<std::vector<std::size_t>> places_by_kind(const Steps& steps) {
     std::vector<std::vector<std::size_t>> places(static_cast<std::size_t>(StepKind::wait) + 1);
     for (std::size_t i = 1; i < steps.size(); ++i)
