@@ -6,10 +6,9 @@
 
 #include <QAbstractItemView>
 #include <QComboBox>
-#include <QDialog>
 #include <QDir>
-#include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPainter>
 #include <QPushButton>
 #include <QTest>
@@ -74,8 +73,8 @@ public:
         note(u"an alert comes up"_s, shown);
         if (!shown)
             return;
-        const QString read_title = alert()->findChild<QLabel*>(u"alert_title"_s)->text();
-        const QString read_message = alert()->findChild<QLabel*>(u"alert_message"_s)->text();
+        const QString read_title = alert()->text();
+        const QString read_message = alert()->informativeText();
         note(u"read its title: "_s + read_title, read_title == title);
         note(u"read its text: "_s + read_message, read_message == message);
     }
@@ -90,7 +89,7 @@ public:
     }
 
 private:
-    [[nodiscard]] QDialog* alert() const { return screen_.findChild<QDialog*>(u"alert"_s); }
+    [[nodiscard]] QMessageBox* alert() const { return screen_.findChild<QMessageBox*>(u"alert"_s); }
 
     /// The window with an open alert or list in front of it.
     [[nodiscard]] QPixmap picture() const {

@@ -1,26 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "keyloft/ContentView.h"
 
-#include "keyloft/action_button.h"
+#include "keyloft/accessible.h"
 #include "keyloft/caption.h"
 #include "keyloft/drop_down.h"
-#include "keyloft/picture.h"
-#include "keyloft/readable_color.h"
-#include "keyloft/result_alert.h"
-#include "keyloft/screen_accessible.h"
-#include "keyloft/text_fit.h"
+#include "keyloft/legible.h"
 
-#include <QApplication>
 #include <QHBoxLayout>
-#include <QIcon>
+#include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QScopedValueRollback>
 #include <QShowEvent>
-#include <QStyleOptionFrame>
-#include <QTimer>
-#include <functional>
+#include <QStyleOptionButton>
 #include <limits>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -32,51 +26,35 @@ constexpr int caption_width = 220;
 constexpr int control_width = 130;
 constexpr int picture_size = 300;
 constexpr int above_buttons = 15;
-// The toolkit's own padding and spacing; fixed, because the frames have to fit whatever the style.
+// The toolkit's default padding and spacing; fixed, because the frames have to fit in every style.
 constexpr int padding = 9;
 constexpr int spacing = 6;
-// The rows spread over the height of the picture and the buttons beside it, so that the last
-// control is on one line with the buttons.
-constexpr int rows_top = 5;
-constexpr int row_height = 73;
 constexpr int row_count = 5;
-constexpr int last_row_top = rows_top + (row_count - 1) * (row_height + spacing);
-
-QString from_utf8(const std::string& text) {
-    return QString::fromStdString(text);
-}
+constexpr int highest_row = (content_height - (row_count - 1) * spacing) / row_count - 2 * padding;
+constexpr int widest_button = (picture_size - spacing) / 2;
 
 QString from_utf8(std::string_view text) {
     return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
 }
 
-/// Half transparent on a white field, as the toolkit has it, a placeholder cannot be read.
-void make_placeholder_readable(QLineEdit* field) {
-    QPalette palette = field->palette();
-    const QColor base = palette.color(QPalette::Base);
-    const QColor color = readable_color(QColor(Qt::gray), base);
-    if (palette.color(QPalette::PlaceholderText) == color)
-        return;
-    palette.setColor(QPalette::PlaceholderText, color);
-    field->setPalette(palette);
+bool button_fits(const QPushButton* button) {
+    QStyleOptionButton option;
+    option.initFrom(button);
+    option.rect.setWidth(widest_button);
+    const QRect room =
+        button->style()->subElementRect(QStyle::SE_PushButtonContents, &option, button);
+    return button->fontMetrics().horizontalAdvance(button->text()) <= room.width();
 }
 
-/// How far a field's text has to move in to stand under the menu's title.
-int text_indent(const QLineEdit* field, const DropDown* menu) {
-    constexpr int own_margin = 2; // a field's, inside its frame
-    QStyleOptionFrame option;
-    option.initFrom(field);
-    option.lineWidth = field->style()->pixelMetric(QStyle::PM_DefaultFrameWidth, &option, field);
-    const QRect inside =
-        field->style()->subElementRect(QStyle::SE_LineEditContents, &option, field);
-    return std::max(0, menu->title_rect().left() - inside.left() - own_margin);
+void set_color(QWidget* widget, QPalette::ColorRole role, const QColor& color) {
+    QPalette palette; // with this one role set, the others stay the parent's
+    palette.setColor(role, color);
+    widget->setPalette(palette);
 }
 
 } // namespace
 
-ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent)
-    : QWidget(parent),
-      snow_(std::bind_front(&toolkit_image, ImageResource{u"snow"_s, resourceBundle()})) {
+ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent) : QWidget(parent) {
     state_.emailFieldIsFocused = emailFieldIsFocused;
     install_screen_accessible();
     setFixedSize(content_width, content_height);
@@ -88,7 +66,6 @@ ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent)
                                from_utf8(BEND_CHANGE)};
 
     auto* rows = new QVBoxLayout;
-    rows->setContentsMargins(0, rows_top, 0, 0);
     rows->setSpacing(spacing);
     add_menu(rows, tr("设备型号(Machine Serial)"), machines, u"machine_type_menu_string"_s,
              &ScreenState::machine_type_menu_string);
@@ -101,25 +78,6 @@ ContentView::ContentView(bool emailFieldIsFocused, QWidget* parent)
     add_field(rows, tr("控制器号(Controller Number)："), u"message_controller_number_code_string"_s,
               &ScreenState::message_controller_number_code_string);
 
-    rows->addStretch();
-    add_picture_and_buttons();
-
-    auto* columns = new QHBoxLayout(this);
-    columns->setContentsMargins(0, 0, 0, 0);
-    columns->setSpacing(spacing);
-    columns->addStretch();
-    columns->addLayout(rows);
-    columns->addLayout(right_);
-    columns->addStretch();
-    arrange();
-    draw();
-}
-
-ContentView::~ContentView() {
-    leave();
-}
-
-void ContentView::add_picture_and_buttons() {
     auto* picture = new Picture(ImageResource::hardware());
     picture->setObjectName(u"picture"_s);
     picture->setAccessibleName(ImageResource::hardware().name);
@@ -128,22 +86,44 @@ void ContentView::add_picture_and_buttons() {
     buttons->setContentsMargins(0, above_buttons, 0, 0);
     buttons->setSpacing(spacing);
     buttons->addStretch();
-    const auto add_button = [&](ActionButton* button, const QString& name, auto action) {
-        button->setObjectName(name);
-        button->setAccessibleName(button->text());
-        connect(button, &QPushButton::clicked, this, [=, this] { run(action, button); });
-        buttons->addWidget(button);
-        buttons_.push_back(button);
-    };
-    add_button(new ActionButton(tr("设置"), Qt::red), u"apply_button"_s, &apply_action);
-    add_button(new ActionButton(tr("保存")), u"save_button"_s, &save_action);
+    auto* apply = new_button(tr("设置"), u"apply_button"_s, &apply_action);
+    buttons->addWidget(apply);
+    buttons->addWidget(new_button(tr("保存"), u"save_button"_s, &save_action));
     buttons->addStretch();
+    auto* right = new QVBoxLayout;
+    right->setSpacing(0);
+    right->addWidget(picture);
+    right->addLayout(buttons);
 
-    right_ = new QVBoxLayout;
-    right_->setSpacing(0);
-    right_->addWidget(picture);
-    right_->addLayout(buttons);
-    right_->addStretch();
+    auto* columns = new QHBoxLayout(this);
+    columns->setContentsMargins(0, 0, 0, 0);
+    columns->setSpacing(spacing);
+    columns->addStretch();
+    columns->addLayout(rows);
+    columns->addLayout(right);
+    columns->addStretch();
+    columns->setAlignment(rows, Qt::AlignVCenter);
+    columns->setAlignment(right, Qt::AlignVCenter);
+    arrange();
+    draw();
+}
+
+ContentView::~ContentView() {
+    leave();
+}
+
+QPushButton* ContentView::new_button(const QString& text, const QString& name, Action action) {
+    auto* button = new QPushButton(text);
+    button->setObjectName(name);
+    button->setAccessibleName(text);
+    button->setAutoDefault(true); // Enter presses it on every desktop
+    // A click leaves the focus in the field, ready for the next entry.
+    button->setFocusPolicy(Qt::TabFocus);
+    connect(button, &QPushButton::clicked, this, [this, action] { run(action); });
+    button->setMaximumWidth(widest_button);
+    controls_.push_back(button);
+    buttons_.push_back(button);
+    return button;
 }
 
 void ContentView::add_row(QVBoxLayout* rows, const QString& caption, QWidget* control,
@@ -156,13 +136,13 @@ void ContentView::add_row(QVBoxLayout* rows, const QString& caption, QWidget* co
     control->setObjectName(name);
     control->setAccessibleName(caption);
     control->setFixedWidth(control_width);
+    controls_.push_back(control);
 
     auto* row = new QHBoxLayout;
     row->setContentsMargins(padding, padding, padding, padding);
     row->setSpacing(spacing);
     row->addWidget(label, 0, Qt::AlignVCenter);
     row->addWidget(control, 0, Qt::AlignVCenter);
-    row->addStrut(row_height - 2 * padding);
     rows->addLayout(row);
 }
 
@@ -180,21 +160,23 @@ void ContentView::add_field(QVBoxLayout* rows, const QString& caption, const QSt
     auto* edit = new QLineEdit;
     edit->setMaxLength(std::numeric_limits<int>::max());
     edit->setPlaceholderText(tr("Placeholder"));
+    // A Chinese input method would write full-width digits, which are no numbers here.
+    edit->setInputMethodHints(Qt::ImhDigitsOnly | Qt::ImhPreferNumbers);
     add_row(rows, caption, edit, name);
     fields_.push_back({edit, field});
-    // Not textEdited: edits that come over the accessibility bus do not emit it.
+    // Not textEdited: edits through the accessibility bus do not emit it.
     connect(edit, &QLineEdit::textChanged, this,
             [this, field](const QString& text) { state_.*field = text.toStdString(); });
+    connect(edit, &QLineEdit::returnPressed, this, [this] { run(&apply_action); });
 }
 
-void ContentView::run(void (*action)(ScreenState&), QWidget* pressed) {
+void ContentView::run(Action action) {
     if (running_ || state_.showAlert)
         return;
     {
         const QScopedValueRollback running(running_, true);
         action(state_);
     }
-    pressed_ = pressed;
     draw();
     Q_EMIT action_finished();
 }
@@ -206,79 +188,99 @@ void ContentView::draw() {
         if (edit->text() != from_utf8(state_.*field))
             edit->setText(from_utf8(state_.*field));
     }
-    if (!state_.showAlert)
-        return;
+    if (state_.showAlert)
+        show_alert();
+}
+
+void ContentView::show_alert() {
     if (!alert_) {
-        alert_ = new ResultAlert(tr("确定"), this);
-        connect(alert_, &ResultAlert::dismissed, this, [this] { state_.showAlert = false; });
-        connect(alert_, &QDialog::finished, this, [this] {
-            window()->activateWindow();
-            pressed_->setFocus();
-        });
+        alert_ = new QMessageBox(this);
+        alert_->setObjectName(u"alert"_s);
+        for (const QString& name : {u"alert_button_1"_s, u"alert_button_2"_s}) {
+            auto* button = alert_->addButton(tr("确定"), QMessageBox::AcceptRole);
+            button->setObjectName(name);
+            button->setAccessibleName(button->text());
+        }
+        // Of two equal buttons Escape needs one to stand for.
+        alert_->setEscapeButton(alert_->buttons().front());
+        alert_->installEventFilter(this);
     }
-    alert_->present(from_utf8(state_.showmessage_title), from_utf8(state_.showmessage));
+    const QString title = from_utf8(state_.showmessage_title);
+    const QString message = from_utf8(state_.showmessage);
+    alert_->setIcon(command_setup_succeed_flag == 0 ? QMessageBox::Information
+                                                    : QMessageBox::Warning);
+    alert_->setWindowTitle(title);
+    alert_->setAccessibleName(title);
+    alert_->setAccessibleDescription(message);
+    alert_->setText(title);
+    alert_->setInformativeText(message);
+    for (QLabel* label : alert_->findChildren<QLabel*>())
+        label->setTextFormat(Qt::PlainText);
+    alert_->buttons().front()->setFocus();
+    alert_->open();
+}
+
+bool ContentView::eventFilter(QObject* watched, QEvent* event) {
+    // The alert has left the screen, in whatever way.
+    if (event->type() == QEvent::Hide && !event->spontaneous() && watched == alert_) {
+        state_.showAlert = false;
+        window()->activateWindow();
+        // Ready for the next part: what is typed replaces the entry.
+        if (auto* edit = qobject_cast<QLineEdit*>(window()->focusWidget()))
+            edit->selectAll();
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void ContentView::arrange() {
-    // The captions make one column: all of them on one line, or all broken, and of one size.
+    arrange_captions();
+    arrange_controls();
+    const QColor button = palette().color(QPalette::Button);
+    // Styles shade their buttons by as much as a third of the contrast, pressed ones most.
+    constexpr double ratio = enough_contrast * 1.5;
+    const QColor red = readable_red(button, ratio);
+    set_color(buttons_.front(), QPalette::ButtonText, red);
+    QFont font = buttons_.front()->font();
+    font.setBold(contrast_ratio(red, button) < ratio);
+    buttons_.front()->setFont(font);
+    // Half transparent, as the toolkit has it, a placeholder cannot be read.
+    const QColor gray = readable_gray(palette().color(QPalette::Base));
+    for (const auto& [edit, field] : fields_)
+        set_color(edit, QPalette::PlaceholderText, gray);
+}
+
+/// The captions make one column: all of them on one line or all broken, and in one size.
+void ContentView::arrange_captions() {
     Caption::Setting setting{font()};
-    const auto all_fit = [&](const QFont& font) {
+    const auto all_fit = [&](const QFont& font, int height) {
         return std::ranges::all_of(captions_, [&](const Caption* caption) {
-            return caption->fits({font, setting.broken}, row_height - 2 * padding);
+            return caption->fits({font, setting.broken}, height);
         });
     };
-    const int one_line = QFontMetrics(font()).height() * 3 / 2;
-    setting.broken = !std::ranges::all_of(
-        captions_, [&](const Caption* caption) { return caption->fits({font()}, one_line); });
-    setting.font = fitted_font(font(), all_fit);
+    setting.broken = !all_fit(font(), QFontMetrics(font()).height() * 3 / 2);
+    setting.font =
+        fitted_font(font(), [&](const QFont& font) { return all_fit(font, highest_row); });
     for (Caption* caption : captions_)
         caption->set(setting);
-
-    std::vector<QWidget*> controls = buttons_;
-    int button_width = 0;
-    for (const QWidget* button : buttons_)
-        button_width = std::max(button_width, button->sizeHint().width());
-    button_width = std::min(button_width, (picture_size - spacing) / 2);
-    for (QWidget* button : buttons_)
-        button->setFixedWidth(button_width);
-    for (const auto& [menu, field] : menus_)
-        controls.push_back(menu);
-    for (const auto& [edit, field] : fields_) {
-        controls.push_back(edit);
-        make_placeholder_readable(edit);
-        edit->setTextMargins(text_indent(edit, menus_.front().control), 0, 0, 0);
-    }
-    int height = 0;
-    for (const QWidget* control : controls)
-        height = std::max(height, control->sizeHint().height());
-    for (QWidget* control : controls)
-        control->setFixedHeight(height);
-    const int buttons_top = last_row_top + (row_height - height) / 2;
-    right_->setContentsMargins(0, buttons_top - above_buttons - picture_size, 0, 0);
 }
 
-void ContentView::paintEvent(QPaintEvent* event) {
-    QWidget::paintEvent(event);
-    // A theme can have thousands of files to look for: the window need not wait for it.
-    if (!std::exchange(painted_, true))
-        QTimer::singleShot(0, this, &ContentView::take_theme_icons);
-}
-
-void ContentView::take_theme_icons() {
-    const QIcon snow =
-        QIcon::fromTheme(u"weather-snow-symbolic"_s, QIcon::fromTheme(u"weather-snow"_s));
-    if (!snow.isNull()) {
-        snow_ = TintedImage([snow](QSize size, qreal ratio) { return snow.pixmap(size, ratio); });
-        for (Caption* caption : captions_)
-            caption->update();
-    }
-    // The theme's own icon would be sent to the X server in every size, and 512 x 512 is a
-    // megabyte.
-    const QIcon program = QIcon::fromTheme(QGuiApplication::desktopFileName());
-    QIcon icon;
-    for (const int size : {16, 32, 48, 128})
-        icon.addPixmap(program.pixmap({size, size}, 1));
-    QApplication::setWindowIcon(icon);
+/// The controls have one text size, too, and one height.
+void ContentView::arrange_controls() {
+    const auto set = [&](const QFont& font) {
+        int height = 0;
+        for (QWidget* control : controls_) {
+            control->setFont(font);
+            height = std::max(height, control->sizeHint().height());
+        }
+        for (QWidget* control : controls_)
+            control->setFixedHeight(std::min(height, highest_row));
+    };
+    // A style may give a higher menu a wider arrow, so that the room depends on the font, too.
+    set(fitted_font(font(), [&](const QFont& font) {
+        set(font);
+        return std::ranges::all_of(menus_, [](const Menu& menu) { return menu.control->fits(); }) &&
+               std::ranges::all_of(buttons_, &button_fits);
+    }));
 }
 
 void ContentView::showEvent(QShowEvent* event) {
@@ -286,6 +288,8 @@ void ContentView::showEvent(QShowEvent* event) {
     if (event->spontaneous() || on_screen_)
         return;
     on_screen_ = true;
+    // Styles mark the control with the focus only once this is set, by default at the first Tab.
+    window()->setAttribute(Qt::WA_KeyboardFocusChange);
     appear_hook();
 }
 
@@ -308,6 +312,7 @@ void ContentView::changeEvent(QEvent* event) {
     case QEvent::FontChange:
     case QEvent::StyleChange:
     case QEvent::PaletteChange:
+    case QEvent::LayoutDirectionChange:
         arrange();
         break;
     default:

@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "keyloft/tinted_image.h"
+#include "keyloft/picture.h"
 
 #include <QLabel>
 
-/// A caption: an icon and a text, on one line or wrapped, whole at every font size. The icon
-/// is as high as the first line and stands beside it.
+/// A caption: an icon and a text of one or more lines. Its accessible name is the text on one line.
 class Caption : public QLabel {
     Q_OBJECT
 public:
-    /// The icon is shared with other captions, and has to outlive this one's last paint event.
+    /// Other captions may use the same icon, which has to outlive this one's last paint event.
     Caption(const QString& text, TintedImage& icon, QWidget* parent = nullptr);
 
     /// How the text is set: in which font, and whether the gloss in parentheses starts a line.
@@ -23,16 +22,13 @@ public:
     [[nodiscard]] bool fits(const Setting& setting, int height) const;
     /// Sets the text so, and makes the caption as high as that needs.
     void set(const Setting& setting);
-    [[nodiscard]] const Setting& setting() const { return setting_; }
-
-    /// Where the text and the icon are drawn. Tests measure them.
-    [[nodiscard]] QRectF text_rect() const;
-    [[nodiscard]] QRectF icon_rect() const;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    [[nodiscard]] QString text_of(const Setting& setting) const;
+    [[nodiscard]] QSize size_of(const Setting& setting) const;
+
     TintedImage& icon_;
-    Setting setting_{};
 };

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "keyloft/drop_down.h"
 
-#include "keyloft/text_fit.h"
-
 #include <QAbstractItemView>
 #include <QStylePainter>
 #include <QWheelEvent>
@@ -18,23 +16,35 @@ void DropDown::choose(int index) {
     Q_EMIT textActivated(itemText(index));
 }
 
-QRect DropDown::title_rect() const {
-    QStyleOptionComboBox option;
-    initStyleOption(&option);
-    const QRect field =
-        style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, this);
-    // Styles draw the title one pixel inside its field.
-    return field.adjusted(1, 0, -1, 0);
+/// The room between the title's place and the arrow's sign.
+int DropDown::unused_room(const QStyleOptionComboBox& option) const {
+    const auto place = [&](QStyle::SubControl part) {
+        return style()->subControlRect(QStyle::CC_ComboBox, &option, part, this);
+    };
+    const QRect title = place(QStyle::SC_ComboBoxEditField);
+    const int sign = place(QStyle::SC_ComboBoxArrow).center().x();
+    constexpr int half_a_sign = 8;
+    return std::max(0,
+                    (isRightToLeft() ? title.left() - sign : sign - title.right()) - half_a_sign);
 }
 
-QFont DropDown::title_font() const {
-    const int room = title_rect().width();
-    return fitted_font(font(), [&](const QFont& smaller) {
-        return QFontMetrics(smaller).horizontalAdvance(currentText()) <= room;
-    });
+bool DropDown::fits() const {
+    QStyleOptionComboBox option;
+    initStyleOption(&option);
+    constexpr int inset = 9; // from its place's edge to the title, in the Adwaita style
+    const QRect title =
+        style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, this);
+    const int room = title.width() + unused_room(option) - inset;
+    for (int i = 0; i < count(); ++i) {
+        if (fontMetrics().horizontalAdvance(itemText(i)) > room)
+            return false;
+    }
+    return true;
 }
 
 void DropDown::showPopup() {
+    // The title may be smaller to fit; the list has room.
+    view()->setFont(window()->font());
     // The list is as wide as the menu unless told otherwise, and would elide what is wider.
     view()->setMinimumWidth(view()->sizeHintForColumn(0) + 2 * view()->frameWidth());
     QComboBox::showPopup();
@@ -45,8 +55,9 @@ void DropDown::paintEvent(QPaintEvent* /*event*/) {
     QStyleOptionComboBox option;
     initStyleOption(&option);
     painter.drawComplexControl(QStyle::CC_ComboBox, option);
-    painter.setFont(title_font());
-    option.fontMetrics = painter.fontMetrics();
+    // The Adwaita style would cut the title well before the arrow: of 130 points it uses 78.
+    const int room = unused_room(option);
+    option.rect.adjust(isRightToLeft() ? -room : 0, 0, isRightToLeft() ? 0 : room, 0);
     painter.drawControl(QStyle::CE_ComboBoxLabel, option);
 }
 

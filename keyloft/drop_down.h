@@ -4,7 +4,7 @@
 #include <QComboBox>
 
 /// A drop-down menu whose title is the value chosen last. The wheel does not choose, so that
-/// scrolling past it changes nothing. A title that is too wide is drawn smaller.
+/// scrolling past it changes nothing.
 class DropDown : public QComboBox {
     Q_OBJECT
 public:
@@ -12,13 +12,15 @@ public:
 
     /// Chooses an item as a click on it does.
     void choose(int index);
-    /// The font that the title is drawn in, and the place it has. Tests measure them.
-    [[nodiscard]] QFont title_font() const;
-    [[nodiscard]] QRect title_rect() const;
+    /// Whether each item would have its place as the title.
+    [[nodiscard]] bool fits() const;
 
     void showPopup() override;
 
 protected:
     void paintEvent(QPaintEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+
+private:
+    [[nodiscard]] int unused_room(const QStyleOptionComboBox& option) const;
 };

@@ -1,18 +1,32 @@
 // SPDX-License-Identifier: MIT
 #include "keyloft/picture.h"
 
-#include "keyloft/readable_color.h"
+#include "keyloft/legible.h"
 
 #include <QPainter>
+#include <QStyle>
+
+const QPixmap& TintedImage::drawn(QSize size, qreal ratio, const QColor& color) {
+    if (drawn_.isNull() || size_ != size || ratio_ != ratio || color_ != color) {
+        drawn_ = toolkit_image(resource_, size, ratio);
+        size_ = size;
+        ratio_ = ratio;
+        color_ = color;
+        if (!drawn_.isNull()) {
+            QPainter painter(&drawn_);
+            painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+            painter.fillRect(drawn_.rect(), color);
+        }
+    }
+    return drawn_;
+}
 
 Picture::Picture(const ImageResource& resource, QWidget* parent)
-    : QWidget(parent), image_(std::bind_front(&toolkit_image, resource)) {}
+    : QWidget(parent), image_(resource) {}
 
 void Picture::paintEvent(QPaintEvent* /*event*/) {
-    const QColor color = readable_color(Qt::red, palette().color(QPalette::Window));
-    const QPixmap& drawn = image_.drawn(size(), devicePixelRatioF(), color);
-    const QSizeF drawn_size = drawn.deviceIndependentSize();
+    const QColor color = readable_red(palette().color(QPalette::Window));
     QPainter painter(this);
-    painter.drawPixmap(
-        QPointF((width() - drawn_size.width()) / 2, (height() - drawn_size.height()) / 2), drawn);
+    style()->drawItemPixmap(&painter, rect(), Qt::AlignCenter,
+                            image_.drawn(size(), devicePixelRatioF(), color));
 }

@@ -137,7 +137,7 @@ TEST_F(ContentViewAccessible, TheWholeJobGoesThroughTheTree) {
     EXPECT_NE(search(alert_node(), QAccessible::StaticText, u"旋钮12--设置成功!"_s), nullptr);
     press(search(alert_node(), QAccessible::Button, u"确定"_s));
     ASSERT_TRUE(QTest::qWaitFor([this] { return alert() == nullptr; }));
-    EXPECT_TRUE(QTest::qWaitFor([this] { return apply()->hasFocus(); }));
+    EXPECT_TRUE(QTest::qWaitFor([this] { return machine_menu()->hasFocus(); })) << "as before";
 
     press(get(QAccessible::Button, u"保存"_s));
     ASSERT_TRUE(QTest::qWaitFor([this] { return alert() != nullptr; }));

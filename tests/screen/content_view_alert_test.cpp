@@ -71,15 +71,44 @@ TEST_F(ContentViewAlert, ItHasTwoIdenticalButtonsAndNoOther) {
     open_screen();
     QTest::mouseClick(save(), Qt::LeftButton);
     ASSERT_NE(alert(), nullptr);
-    const auto buttons = alert()->findChildren<QAbstractButton*>();
+    const auto buttons = alert()->findChildren<QPushButton*>();
     ASSERT_EQ(buttons.size(), 2);
-    for (const QAbstractButton* button : buttons) {
+    alert()->setFocus();
+    for (QPushButton* button : buttons) {
         EXPECT_EQ(button->text(), u"确定"_s);
+        EXPECT_EQ(button->accessibleName(), u"确定"_s);
         EXPECT_EQ(button->size(), buttons[0]->size());
+        EXPECT_EQ(button->font(), buttons[0]->font());
+        EXPECT_EQ(button->palette(), buttons[0]->palette());
+        EXPECT_TRUE(button->icon().isNull());
+        EXPECT_EQ(alert()->buttonRole(button), QMessageBox::AcceptRole);
+        // Drawn alike too, once neither is the one that Enter presses.
+        button->setDefault(false);
+        EXPECT_EQ(button->grab().toImage(), buttons[0]->grab().toImage());
     }
 }
 
-TEST_F(ContentViewAlert, EveryWayOfDismissingItClearsTheFlagAndGoesBackToTheButton) {
+TEST_F(ContentViewAlert, ASymbolTellsSuccessFromFailure) {
+    EmbeddedMachine machine(service, machine_5);
+    open_screen();
+    const std::function<void(QPushButton*, QMessageBox::Icon)> press_and_look =
+        [this](QPushButton* button, QMessageBox::Icon icon) {
+            QTest::mouseClick(button, Qt::LeftButton);
+            ASSERT_NE(alert(), nullptr);
+            EXPECT_EQ(alert()->icon(), icon);
+            EXPECT_FALSE(alert()->iconPixmap().isNull());
+            dismiss([&](QDialog*) { alert_button(1)->click(); });
+        };
+    press_and_look(apply(), QMessageBox::Information);
+    press_and_look(save(), QMessageBox::Information);
+    machine.unplug();
+    EmbeddedMachine two(service, 0x4AC2F4C4);
+    EmbeddedMachine other(service, 0x4AC3F4C4);
+    press_and_look(apply(), QMessageBox::Warning);
+    press_and_look(save(), QMessageBox::Warning);
+}
+
+TEST_F(ContentViewAlert, EveryWayOfDismissingItClearsTheFlagAndGoesBackToWhereTheFocusWas) {
     open_screen();
     const std::function<void(QDialog*)> ways[] = {
         [this](QDialog*) { QTest::mouseClick(alert_button(1), Qt::LeftButton); },
@@ -91,11 +120,14 @@ TEST_F(ContentViewAlert, EveryWayOfDismissingItClearsTheFlagAndGoesBackToTheButt
         [](QDialog* dialog) { dialog->hide(); }};
     for (const auto& way : ways) {
         for (QPushButton* button : {apply(), save()}) {
+            channel()->setFocus();
+            channel()->deselect();
             QTest::mouseClick(button, Qt::LeftButton);
             EXPECT_TRUE(screen->state().showAlert);
             dismiss(way);
             EXPECT_FALSE(screen->state().showAlert);
-            EXPECT_TRUE(QTest::qWaitFor([button] { return button->hasFocus(); }));
+            EXPECT_TRUE(QTest::qWaitFor([this] { return channel()->hasFocus(); }));
+            EXPECT_EQ(channel()->selectedText(), u"1"_s) << "what is typed next replaces it";
         }
     }
 }

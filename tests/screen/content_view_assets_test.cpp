@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "keyloft/GeneratedAssetSymbols.h"
-#include "keyloft/readable_color.h"
+#include "keyloft/legible.h"
 #include "tests/screen/screen_fixture.h"
 
 #include <QTemporaryDir>
@@ -30,7 +30,9 @@ void compares_by_name_and_bundle() {
     EXPECT_EQ(set.size(), 4U);
     const std::hash<Resource> hash;
     EXPECT_EQ(hash(one), hash({u"a"_s, u"x"_s}));
-    EXPECT_NE(hash(one), hash({u"x"_s, u"a"_s})) << "the name comes first";
+    EXPECT_NE(hash(one), hash({u"b"_s, u"x"_s}));
+    EXPECT_NE(hash(one), hash({u"a"_s, u"y"_s}));
+    EXPECT_EQ(hash(one), qHashMulti(0, u"a"_s, u"x"_s)) << "the name comes first";
 }
 
 TEST(Assets, ImageHandlesAreEqualByNameAndBundle) {
@@ -59,7 +61,7 @@ TEST(Assets, ThePlatformImageIsThePicture) {
 
 TEST(AssetsDeathTest, AMissingPlatformImageEndsTheProgram) {
     EXPECT_DEATH((void)platform_image({u"software"_s, resourceBundle()}),
-                 "Unexpectedly found nil while unwrapping an Optional value");
+                 "^Unexpectedly found nil while unwrapping an Optional value\n$");
 }
 
 TEST(Assets, AColorIsReadFromItsBundle) {
@@ -77,7 +79,7 @@ TEST(Assets, AMissingToolkitColorIsInvalid) {
 
 TEST(AssetsDeathTest, AMissingPlatformColorEndsTheProgram) {
     EXPECT_DEATH((void)platform_color({u"accent"_s, resourceBundle()}),
-                 "Unexpectedly found nil while unwrapping an Optional value");
+                 "^Unexpectedly found nil while unwrapping an Optional value\n$");
 }
 
 /// Pixels that are neither the background nor the full tint: the softened edges of strokes.
@@ -101,22 +103,62 @@ TEST_F(Picture300, IsDrawnInOneColourWithCrispEdges) {
     EXPECT_LT(share_of_soft_pixels(picture), 0.05);
 }
 
-TEST(ReadableColor, ContrastIsOneToTwentyOne) {
+TEST(Legible, ContrastIsOneToTwentyOne) {
     EXPECT_DOUBLE_EQ(contrast_ratio(Qt::red, Qt::red), 1);
     EXPECT_NEAR(contrast_ratio(Qt::black, Qt::white), 21, 0.001);
     EXPECT_NEAR(contrast_ratio(Qt::red, Qt::white), 4.0, 0.01);
 }
 
-TEST(ReadableColor, EveryGreyGetsARedThatCanBeReadOnIt) {
-    for (int grey = 0; grey < 256; ++grey) {
-        const QColor background(grey, grey, grey);
-        EXPECT_GE(contrast_ratio(readable_color(Qt::red, background), background), 4.5) << grey;
-    }
+/// The contrast of the red that stands out best of all that are red.
+double best_contrast(const QColor& background) {
+    return std::max(contrast_ratio(QColor(0xA0, 0, 0), background),
+                    contrast_ratio(QColor(0xFF, 0x70, 0x70), background));
 }
 
-TEST(ReadableColor, AColourThatCanBeReadStaysAsItIs) {
-    EXPECT_EQ(readable_color(Qt::red, Qt::black), QColor(Qt::red));
-    EXPECT_EQ(readable_color(Qt::white, Qt::black), QColor(Qt::white));
+TEST(Legible, EveryGreyGetsARedThatStandsOutOrTheBestOne) {
+    int readable = 0;
+    for (int grey = 0; grey < 256; ++grey) {
+        const QColor background(grey, grey, grey);
+        const QColor red = readable_red(background);
+        EXPECT_GE(red.red(), 0xA0) << grey;
+        EXPECT_EQ(red.green(), red.blue()) << grey;
+        EXPECT_LE(red.green(), 0x70) << grey;
+        EXPECT_GE(contrast_ratio(red, background) + 1e-9, std::min(4.5, best_contrast(background)))
+            << grey;
+        readable += contrast_ratio(red, background) >= 4.5;
+    }
+    EXPECT_GT(readable, 100);
+    EXPECT_LT(readable, 256);
+}
+
+TEST(Legible, RedStaysPureWhereItCanBeRead) {
+    EXPECT_EQ(readable_red(Qt::black), QColor(Qt::red));
+    EXPECT_EQ(readable_red(Qt::white, 3.9), QColor(Qt::red));
+    EXPECT_EQ(readable_red(Qt::white).green(), 0) << "darker, no less red";
+}
+
+TEST(Legible, EveryGreyGetsAGreyThatCanBeReadOnItAndTheMiddleOneIfItCan) {
+    for (int grey = 0; grey < 256; ++grey) {
+        const QColor background(grey, grey, grey);
+        EXPECT_GE(contrast_ratio(readable_gray(background), background), 4.5) << grey;
+    }
+    EXPECT_EQ(readable_gray(Qt::black), QColor(0x80, 0x80, 0x80));
+}
+
+TEST(Legible, AFontIsMadeSmallerInHalfPointsDownToEight) {
+    QFont font;
+    font.setPointSizeF(11);
+    const auto size = [&](double largest) {
+        return fitted_font(font,
+                           [largest](const QFont& one) { return one.pointSizeF() <= largest; })
+            .pointSizeF();
+    };
+    EXPECT_EQ(size(20), 11);
+    EXPECT_EQ(size(10.5), 10.5);
+    EXPECT_EQ(size(8.7), 8.5);
+    EXPECT_EQ(size(2), 8);
+    font.setPointSizeF(7);
+    EXPECT_EQ(size(2), 7);
 }
 
 } // namespace

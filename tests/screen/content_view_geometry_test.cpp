@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/screen/screen_fixture.h"
 
-#include <QWindow>
+#include <QLayout>
 
 namespace {
 
@@ -53,13 +53,52 @@ TEST_F(ContentViewGeometry, RowsStandOnCommonEdgesAtEqualDistances) {
     }
 }
 
-TEST_F(ContentViewGeometry, TheLastRowAndTheButtonsAreOneLine) {
-    for (const QPushButton* button : {apply(), save()}) {
-        EXPECT_EQ(place(button).top(), place(controller()).top());
-        EXPECT_EQ(place(button).height(), place(controller()).height());
+TEST_F(ContentViewGeometry, ColumnsAndRowsStandAtTheirPlaces) {
+    // 10 | 9 caption 220, 6, control 130, 9 | 6 | picture 300 | 10
+    const auto rows = controls();
+    for (const QWidget* control : rows) {
+        EXPECT_EQ(place(find<QLabel>(control->objectName() + u"_caption"_s)).left(), 19);
+        EXPECT_EQ(place(control).left(), 245);
     }
-    EXPECT_EQ(apply()->width(), save()->width());
-    EXPECT_LT(place(apply()).right(), place(save()).left());
+    EXPECT_EQ(place(find<QWidget>(u"picture"_s)).left(), 390);
+    // Rows are padded by 9 above and below, with 6 between two of them.
+    for (std::size_t i = 1; i < rows.size(); ++i)
+        EXPECT_EQ(place(rows[i]).top() - place(rows[i - 1]).bottom() - 1, 9 + 6 + 9);
+    const int height = rows[0]->height();
+    EXPECT_EQ(place(rows[0]).top(), (400 - 5 * (height + 2 * 9) - 4 * 6) / 2 + 9);
+}
+
+TEST_F(ContentViewGeometry, ThePictureAndTheButtonsAreCentred) {
+    const int height = apply()->height();
+    EXPECT_EQ(place(find<QWidget>(u"picture"_s)).top(), (400 - 300 - 15 - height) / 2);
+    const int width = apply()->width() + 6 + save()->width();
+    EXPECT_EQ(place(apply()).left(), 390 + (300 - width) / 2);
+    EXPECT_EQ(place(save()).left(), place(apply()).right() + 1 + 6);
+    EXPECT_EQ(save()->height(), height);
+    EXPECT_EQ(save()->width(), apply()->width());
+}
+
+TEST_F(ContentViewGeometry, RightToLeftLayoutsMirror) {
+    const QRect caption = place(find<QLabel>(u"machine_type_menu_string_caption"_s));
+    const QRect picture = place(find<QWidget>(u"picture"_s));
+    const QImage left_to_right =
+        find<QLabel>(u"machine_type_menu_string_caption"_s)->grab().toImage();
+    screen->setLayoutDirection(Qt::RightToLeft);
+    screen->layout()->activate();
+    const auto mirrored = [](QRect one) {
+        return QRect(700 - one.left() - one.width(), one.top(), one.width(), one.height());
+    };
+    EXPECT_EQ(place(find<QLabel>(u"machine_type_menu_string_caption"_s)), mirrored(caption));
+    EXPECT_EQ(place(find<QWidget>(u"picture"_s)), mirrored(picture));
+    EXPECT_GT(place(apply()).left(), place(save()).left());
+    // The icon is at the right end, and the text beside it.
+    const QImage right_to_left =
+        find<QLabel>(u"machine_type_menu_string_caption"_s)->grab().toImage();
+    const int icon = QFontMetrics(screen->font()).height();
+    const auto part = [&](const QImage& whole, int left) {
+        return whole.copy(left, 0, icon, whole.height());
+    };
+    EXPECT_EQ(part(right_to_left, 220 - icon), part(left_to_right, 0));
 }
 
 TEST_F(ContentViewGeometry, NothingOverlapsOrLeavesTheContent) {

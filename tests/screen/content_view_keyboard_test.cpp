@@ -70,7 +70,7 @@ TEST_F(ContentViewKeyboard, TheWholeJobNeedsNoMouse) {
 
     ASSERT_TRUE(QTest::qWaitFor([this] { return apply()->hasFocus(); }));
     key(Qt::Key_Tab);
-    key(Qt::Key_Space);
+    key(Qt::Key_Return);
     ASSERT_NE(alert(), nullptr);
     EXPECT_EQ(alert_message(), u"保存成功!"_s);
     ASSERT_TRUE(QTest::qWaitFor([this] { return alert_button(1)->hasFocus(); }));
@@ -92,6 +92,46 @@ TEST_F(ContentViewKeyboard, ALetterChoosesTheItemThatStartsWithIt) {
     type_menu()->setFocus();
     type(u"b"_s);
     EXPECT_EQ(screen->state().message_type_menu_string, "Bend Change");
+}
+
+TEST_F(ContentViewKeyboard, EnterInAFieldAppliesAndTheNextEntryReplacesTheLast) {
+    EmbeddedMachine machine(service, machine_5);
+    open_screen();
+    part()->setFocus();
+    part()->selectAll();
+    MappingTable asked;
+    int strokes = 0;
+    for (int number = 0; number < 128; ++number) {
+        const QString text = QString::number(number);
+        type(text);
+        key(number % 2 == 0 ? Qt::Key_Return : Qt::Key_Enter);
+        ASSERT_NE(alert(), nullptr);
+        EXPECT_EQ(alert_message(), u"旋钮%1--设置成功!"_s.arg(number));
+        ASSERT_TRUE(QTest::qWaitFor([this] { return alert_button(1)->hasFocus(); }));
+        key(Qt::Key_Return);
+        ASSERT_EQ(alert(), nullptr);
+        ASSERT_TRUE(QTest::qWaitFor([this] { return part()->hasFocus(); }));
+        strokes += static_cast<int>(text.size()) + 2;
+        asked.insert({number, protocol::MessageType::control_change, 1, 0});
+    }
+    EXPECT_EQ(strokes, 274 + 2 * 128);
+    EXPECT_EQ(machine.table(), asked);
+}
+
+TEST_F(ContentViewKeyboard, TheControlWithTheFocusIsMarkedFromTheStart) {
+    open_screen();
+    ASSERT_TRUE(machine_menu()->hasFocus());
+    const QImage with = machine_menu()->grab().toImage();
+    save()->setFocus();
+    EXPECT_NE(machine_menu()->grab().toImage(), with);
+}
+
+TEST_F(ContentViewKeyboard, FieldsAskInputMethodsForDigitsAndTakeAnything) {
+    open_screen();
+    for (QLineEdit* field : {part(), channel(), controller()}) {
+        EXPECT_TRUE(field->inputMethodHints().testFlag(Qt::ImhDigitsOnly));
+        EXPECT_EQ(field->validator(), nullptr);
+    }
 }
 
 } // namespace

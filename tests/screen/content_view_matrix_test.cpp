@@ -1,40 +1,45 @@
 // SPDX-License-Identifier: MIT
-#include "keyloft/action_button.h"
 #include "keyloft/caption.h"
 #include "keyloft/drop_down.h"
-#include "keyloft/readable_color.h"
+#include "keyloft/legible.h"
+#include "tests/screen/drawn_text.h"
 #include "tests/screen/screen_fixture.h"
 
 #include <QDir>
+#include <QPainter>
+#include <QRegularExpression>
 #include <QStyleFactory>
-#include <map>
 
 namespace {
 
-QPalette light_palette() {
-    return QPalette(QColor(0xEF, 0xEF, 0xEF));
-}
+/// Font size in points, background and style that a screen is looked at in.
+struct Look {
+    int points;
+    const char* palette; ///< "Own": the style's
+    std::string style;
+};
 
-QPalette dark_palette() {
+QPalette palette_of(const Look& look) {
+    const std::string name = look.palette;
+    if (name == "Own")
+        return QApplication::style()->standardPalette();
+    if (name == "Light")
+        return QPalette(QColor(0xEF, 0xEF, 0xEF));
+    if (name == "Gray")
+        return QPalette(QColor(0x80, 0x80, 0x80));
     QPalette palette(QColor(0x35, 0x35, 0x35));
     palette.setColor(QPalette::Base, QColor(0x23, 0x23, 0x23));
     return palette;
 }
 
-/// Font size in points, palette and style that a screen is looked at in.
-struct Look {
-    int points;
-    bool dark;
-    const char* style;
-};
-
-void PrintTo(const Look& look, std::ostream* stream) {
-    *stream << look.points << "pt " << (look.dark ? "dark " : "light ") << look.style;
+std::string look_name(const testing::TestParamInfo<Look>& look) {
+    std::string name = look.param.style + look.param.palette;
+    std::erase(name, '-');
+    return name + std::to_string(look.param.points);
 }
 
-std::string look_name(const testing::TestParamInfo<Look>& look) {
-    return std::string(look.param.style) + (look.param.dark ? "Dark" : "Light") +
-           std::to_string(look.param.points);
+void PrintTo(const Look& look, std::ostream* stream) {
+    *stream << look_name({look, 0});
 }
 
 class ContentViewMatrix : public ScreenFixture, public testing::WithParamInterface<Look> {
@@ -43,111 +48,88 @@ protected:
         QFont font = QApplication::font();
         font.setPointSize(GetParam().points);
         QApplication::setFont(font);
-        QApplication::setStyle(QStyleFactory::create(QString::fromLatin1(GetParam().style)));
-        QApplication::setPalette(GetParam().dark ? dark_palette() : light_palette());
+        QApplication::setStyle(QStyleFactory::create(QString::fromStdString(GetParam().style)));
+        QApplication::setPalette(palette_of(GetParam()));
         open_screen();
-        picture = screen->grab().toImage();
+        screen->setFocus(); // no control is marked
     }
 
-    /// The picture of a part of the window.
-    QImage picture_of(const QWidget* widget, QRect part) {
-        part.translate(widget->mapTo(screen.get(), QPoint()));
-        const qreal ratio = picture.devicePixelRatio();
-        return picture.copy(
-            QRectF(QPointF(part.topLeft()) * ratio, QSizeF(part.size()) * ratio).toRect());
+    /// Whether the text is drawn whole in the widget, in one of the colours of these roles.
+    static testing::AssertionResult draws(QWidget* widget, const QString& text,
+                                          const std::vector<QPalette::ColorRole>& roles,
+                                          int width = 0) {
+        const QImage picture = widget->grab().toImage();
+        for (const QPalette::ColorRole role : roles) {
+            if (find_text(picture, {text, widget->font(), widget->palette().color(role), width}))
+                return testing::AssertionSuccess();
+        }
+        return testing::AssertionFailure() << "no " << text << " in " << widget->objectName();
     }
 
-    QImage picture;
+    QList<Caption*> captions() { return screen->findChildren<Caption*>(); }
+    std::vector<QWidget*> controls() {
+        return {machine_menu(), part(), type_menu(), channel(), controller(), apply(), save()};
+    }
 };
 
-QRgb most_frequent(const QImage& picture) {
-    std::map<QRgb, int> count;
-    for (int y = 0; y < picture.height(); ++y) {
-        for (int x = 0; x < picture.width(); ++x)
-            ++count[picture.pixel(x, y)];
-    }
-    return std::ranges::max_element(count, {}, [](const auto& one) { return one.second; })->first;
-}
-
-/// The lowest contrast that a text colour has with anything in the picture of its empty background.
-double lowest_contrast(const QColor& text, const QImage& background) {
-    double lowest = 21;
-    for (int y = 0; y < background.height(); ++y) {
-        for (int x = 0; x < background.width(); ++x)
-            lowest = std::min(lowest, contrast_ratio(text, background.pixelColor(x, y)));
-    }
-    return lowest;
-}
-
-/// Whether the outermost pixels all have the background's colour: nothing was cut off there.
-bool edges_are_empty(const QImage& picture) {
-    const QRgb background = most_frequent(picture);
-    const QRect inside = picture.rect().adjusted(1, 1, -1, -1);
-    for (int y = 0; y < picture.height(); ++y) {
-        for (int x = 0; x < picture.width(); ++x) {
-            if (!inside.contains(x, y) && picture.pixel(x, y) != background)
-                return false;
-        }
-    }
-    return true;
-}
-
-double points(const QFont& font) {
-    return font.pointSizeF();
-}
-
 QFont half_a_point_larger(QFont font) {
-    font.setPointSizeF(points(font) + 0.5);
+    font.setPointSizeF(font.pointSizeF() + 0.5);
     return font;
 }
 
-TEST_P(ContentViewMatrix, CaptionsAreWholeAndOfOneSize) {
-    const auto captions = screen->findChildren<Caption*>();
-    ASSERT_EQ(captions.size(), 5);
+TEST_P(ContentViewMatrix, EveryCaptionIsDrawnWhole) {
+    for (Caption* caption : captions())
+        EXPECT_TRUE(draws(caption, caption->text(), {QPalette::WindowText},
+                          caption->width() - caption->indent()));
+}
+
+TEST_P(ContentViewMatrix, EveryChoiceIsDrawnWholeAsTheTitle) {
+    for (QComboBox* menu : {machine_menu(), type_menu()}) {
+        for (int i = 0; i < menu->count(); ++i) {
+            menu->setCurrentIndex(i);
+            EXPECT_TRUE(draws(menu, menu->itemText(i),
+                              {QPalette::ButtonText, QPalette::Text, QPalette::WindowText}));
+        }
+    }
+}
+
+TEST_P(ContentViewMatrix, EveryEntryAndPlaceholderIsDrawnWhole) {
+    for (QLineEdit* field : {part(), channel(), controller()}) {
+        field->setText(u"-127"_s);
+        EXPECT_TRUE(draws(field, u"-127"_s, {QPalette::Text}));
+        field->clear();
+        EXPECT_TRUE(draws(field, u"Placeholder"_s, {QPalette::PlaceholderText}));
+    }
+}
+
+TEST_P(ContentViewMatrix, TheButtonsTextsAreDrawnWhole) {
+    EXPECT_TRUE(draws(apply(), u"设置"_s, {QPalette::ButtonText}));
+    EXPECT_TRUE(draws(save(), u"保存"_s, {QPalette::ButtonText}));
+}
+
+TEST_P(ContentViewMatrix, CaptionsHaveOneSizeTheLargestThatFits) {
     bool larger_fits = true;
-    for (const Caption* caption : captions) {
-        const QString what = caption->text();
-        const QFont font = caption->setting().font;
-        EXPECT_TRUE(QRectF(caption->rect()).contains(caption->text_rect())) << what;
-        EXPECT_TRUE(QRectF(caption->rect()).contains(caption->icon_rect())) << what;
-        EXPECT_FALSE(caption->text_rect().intersects(caption->icon_rect())) << what;
-        // The icon's own place starts at the left edge; beyond the text there is room or none.
-        EXPECT_TRUE(edges_are_empty(picture_of(caption, caption->rect().adjusted(-1, -1, 1, 1))))
-            << what;
-        EXPECT_GE(points(font), 8) << what;
-        EXPECT_LE(points(font), GetParam().points) << what;
-        EXPECT_EQ(font, captions[0]->setting().font) << what;
-        larger_fits = larger_fits && caption->fits({half_a_point_larger(font), true}, 55);
+    const QFont font = captions().front()->font();
+    EXPECT_GE(font.pointSizeF(), 8);
+    for (const Caption* caption : captions()) {
+        EXPECT_EQ(caption->font(), font);
+        larger_fits = larger_fits && caption->fits({half_a_point_larger(font), true}, 57);
     }
-    const double size = points(captions[0]->setting().font);
-    EXPECT_TRUE(size == GetParam().points || !larger_fits) << "smaller than they need to be";
+    EXPECT_TRUE(font.pointSizeF() == GetParam().points || !larger_fits);
     // Half as large again as the usual 9 points still has its place.
-    EXPECT_GE(size, std::min(GetParam().points, 13));
+    EXPECT_GE(font.pointSizeF(), std::min(GetParam().points, 13));
 }
 
-TEST_P(ContentViewMatrix, TitlesAndButtonTextsFitAtTheLargestSizeThatDoes) {
-    const auto check = [](const QString& text, const QFont& font, const QSize& room, int base) {
-        EXPECT_GE(points(font), 8) << text;
-        EXPECT_LE(QFontMetrics(font).horizontalAdvance(text), room.width()) << text;
-        EXPECT_LE(QFontMetrics(font).tightBoundingRect(text).height(), room.height()) << text;
-        const QFontMetrics larger(half_a_point_larger(font));
-        EXPECT_TRUE(points(font) == base || larger.horizontalAdvance(text) > room.width()) << text;
-    };
-    for (const DropDown* menu : screen->findChildren<DropDown*>())
-        check(menu->currentText(), menu->title_font(), menu->title_rect().size(),
-              menu->font().pointSize());
-    for (const ActionButton* button : screen->findChildren<ActionButton*>())
-        check(button->text(), button->text_font(), button->text_rect().size(),
-              button->font().pointSize());
-}
-
-TEST_P(ContentViewMatrix, MenusAndFieldsHaveOneHeightThatHoldsTheirText) {
-    for (const QWidget* control : std::initializer_list<QWidget*>{
-             machine_menu(), type_menu(), part(), channel(), controller()}) {
-        EXPECT_EQ(control->height(), part()->height());
-        EXPECT_GE(control->height(), control->sizeHint().height());
-        EXPECT_EQ(control->font().pointSize(), GetParam().points);
-    }
+TEST_P(ContentViewMatrix, ControlsHaveOneSizeTheLargestThatFits) {
+    const QFont font = machine_menu()->font();
+    EXPECT_GE(font.pointSizeF(), 8);
+    for (const QWidget* control : controls())
+        EXPECT_EQ(control->font().pointSizeF(), font.pointSizeF()) << control->objectName();
+    // Alone among larger ones it would not fit.
+    auto* types = find<DropDown>(u"message_type_menu_string"_s);
+    EXPECT_TRUE(types->fits() || font.pointSizeF() == 8);
+    types->setFont(half_a_point_larger(font));
+    EXPECT_TRUE(font.pointSizeF() == GetParam().points || !types->fits());
 }
 
 TEST_P(ContentViewMatrix, NothingOverlapsAndTheContentKeepsItsSize) {
@@ -162,54 +144,94 @@ TEST_P(ContentViewMatrix, NothingOverlapsAndTheContentKeepsItsSize) {
     }
 }
 
-TEST_P(ContentViewMatrix, EveryTextCanBeReadOnItsBackground) {
-    const QPalette palette = screen->palette();
-    const QColor window = palette.color(QPalette::Window);
-    const QColor base = part()->palette().color(QPalette::Base);
-    EXPECT_EQ(QColor(picture.pixel(0, 0)), window);
-    EXPECT_GE(contrast_ratio(palette.color(QPalette::WindowText), window), 4.5);
-    EXPECT_GE(contrast_ratio(part()->palette().color(QPalette::Text), base), 4.5);
-    EXPECT_GE(contrast_ratio(part()->palette().color(QPalette::PlaceholderText), base), 4.5);
-
-    // Beside the text a button shows its shading from top to bottom and nothing else.
-    for (ActionButton* button : screen->findChildren<ActionButton*>()) {
-        QRect beside = QFontMetrics(button->text_font()).tightBoundingRect(button->text());
-        beside.setWidth(3);
-        beside.moveCenter(button->text_rect().center());
-        beside.moveLeft(button->text_rect().left() + 4); // clear of the frame
-        EXPECT_GE(lowest_contrast(button->text_color(), picture_of(button, beside)), 4.5);
-        button->setDown(true);
-        picture = screen->grab().toImage();
-        EXPECT_GE(lowest_contrast(button->text_color(), picture_of(button, beside)), 4.5);
-    }
+TEST_P(ContentViewMatrix, ThePlaceholderStandsOutFromItsField) {
+    const QPalette palette = part()->palette();
+    EXPECT_GE(
+        contrast_ratio(palette.color(QPalette::PlaceholderText), palette.color(QPalette::Base)),
+        4.5);
 }
 
-TEST_P(ContentViewMatrix, TheRedOfTheButtonAndThePictureIsRed) {
-    const auto reddish = [](const QColor& color) {
-        return color.hue() == 0 && color.red() - color.green() > 90;
+/// The lowest contrast that a colour has with anything near the middle of a button without a text.
+double contrast_on(QPushButton* button, const QColor& color) {
+    button->setText(u" "_s);
+    const QRect middle = QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter,
+                                             {24, button->fontMetrics().height()}, button->rect());
+    const QImage background = button->grab(middle).toImage();
+    double lowest = 21;
+    for (int y = 0; y < background.height(); ++y) {
+        for (int x = 0; x < background.width(); ++x)
+            lowest = std::min(lowest, contrast_ratio(color, background.pixelColor(x, y)));
+    }
+    return lowest;
+}
+
+TEST_P(ContentViewMatrix, RedIsRedAndStandsOutOrIsBold) {
+    const auto is_red = [](const QColor& color) {
+        return color.red() >= 0xA0 && color.green() == color.blue() && color.green() <= 0x70;
     };
-    EXPECT_TRUE(reddish(screen->findChild<ActionButton*>(u"apply_button"_s)->text_color()));
-    const QImage tint = picture_of(find<QWidget>(u"picture"_s), {240, 90, 10, 10});
-    const QColor pad(most_frequent(tint));
-    EXPECT_TRUE(reddish(pad)) << pad.name();
-    EXPECT_GE(contrast_ratio(pad, screen->palette().color(QPalette::Window)), 4.5);
+    const QColor text = apply()->palette().color(QPalette::ButtonText);
+    EXPECT_TRUE(is_red(text)) << text.name();
+    EXPECT_FALSE(save()->font().bold());
+    EXPECT_FALSE(is_red(save()->palette().color(QPalette::ButtonText)));
+    for (const bool down : {false, true}) {
+        apply()->setDown(down);
+        EXPECT_TRUE(apply()->font().bold() || contrast_on(apply(), text) >= 4.5)
+            << contrast_on(apply(), text);
+    }
+    // A pad of the picture.
+    const QColor pad(most_frequent(find<QWidget>(u"picture"_s)->grab({240, 90, 10, 10}).toImage()));
+    EXPECT_TRUE(is_red(pad)) << pad.name();
+    EXPECT_EQ(pad, readable_red(screen->palette().color(QPalette::Window)));
+}
+
+TEST_P(ContentViewMatrix, TheAlertsTextsAreDrawnWhole) {
+    save()->click();
+    ASSERT_NE(alert(), nullptr);
+    const auto labels = alert()->findChildren<QLabel*>();
+    for (const QString& text : {u"hardware"_s, u"保存成功!"_s}) {
+        const auto drawn = [&](QLabel* label) {
+            return label->text() == text && draws(label, text, {QPalette::WindowText});
+        };
+        EXPECT_TRUE(std::ranges::any_of(labels, drawn)) << text;
+    }
+    for (const int number : {1, 2})
+        EXPECT_TRUE(draws(alert_button(number), u"确定"_s, {QPalette::ButtonText}));
 }
 
 TEST_P(ContentViewMatrix, IsKeptAsAPictureToLookAt) {
     const QDir folder(QStringLiteral(KEYLOFT_PICTURES));
     ASSERT_TRUE(folder.mkpath(u"."_s));
+    QPixmap picture = screen->grab();
+    EmbeddedMachine machine(service, machine_5);
+    apply()->click();
+    ASSERT_NE(alert(), nullptr);
+    QPainter(&picture).drawPixmap(QPoint(20, 20), alert()->grab());
     const QString name = QString::fromStdString(look_name({GetParam(), 0}));
     EXPECT_TRUE(
         picture.save(folder.filePath(u"%1-at-%2.png"_s.arg(name).arg(picture.devicePixelRatio()))));
 }
 
+/// The styles that are installed besides the toolkit's own.
+QStringList installed_styles() {
+    QStringList styles = QStyleFactory::keys().filter(QRegularExpression(u"^(Adwaita|Breeze)"_s));
+    styles.sort();
+    return styles;
+}
+
+TEST(ContentViewStyles, OneThatPeopleHaveIsInstalled) {
+    if (installed_styles().isEmpty())
+        GTEST_SKIP() << "no style Adwaita or Breeze (package adwaita-qt6)";
+}
+
 std::vector<Look> all_looks() {
     std::vector<Look> looks;
-    for (int points = 8; points <= 18; ++points) {
-        for (const bool dark : {false, true}) {
+    for (const int points : {8, 9, 11, 13, 16, 20}) {
+        for (const char* palette : {"Light", "Gray", "Dark"}) {
             for (const char* style : {"Fusion", "Windows"})
-                looks.push_back({points, dark, style});
+                looks.push_back({points, palette, style});
         }
+        for (const QString& style : installed_styles())
+            looks.push_back({points, "Own", style.toStdString()});
     }
     return looks;
 }

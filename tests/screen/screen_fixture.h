@@ -8,9 +8,9 @@
 #include "tests/support/virtual_pauses.h"
 
 #include <QComboBox>
-#include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QTest>
 #include <gtest/gtest.h>
@@ -60,12 +60,12 @@ protected:
     QPushButton* save() { return find<QPushButton>(u"save_button"_s); }
 
     /// The alert while it is on the screen, else null.
-    QDialog* alert() {
-        auto* dialog = screen->findChild<QDialog*>(u"alert"_s);
+    QMessageBox* alert() {
+        auto* dialog = screen->findChild<QMessageBox*>(u"alert"_s);
         return dialog && dialog->isVisible() ? dialog : nullptr;
     }
-    QString alert_title() { return alert()->findChild<QLabel*>(u"alert_title"_s)->text(); }
-    QString alert_message() { return alert()->findChild<QLabel*>(u"alert_message"_s)->text(); }
+    QString alert_title() { return alert()->text(); }
+    QString alert_message() { return alert()->informativeText(); }
     QPushButton* alert_button(int number) {
         return alert()->findChild<QPushButton*>(u"alert_button_%1"_s.arg(number));
     }

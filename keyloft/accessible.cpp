@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "keyloft/menu_accessible.h"
+#include "keyloft/accessible.h"
 
+#include "keyloft/ContentView.h"
 #include "keyloft/drop_down.h"
+#include "keyloft/picture.h"
 
 #include <QAbstractItemView>
 #include <QAccessible>
@@ -154,8 +156,9 @@ private:
     std::vector<QAccessible::Id> items_{};
 };
 
-} // namespace
-
+/// An interface that makes a menu readable and operable: a combo box whose value is its choice and
+/// whose children are its items, which a press chooses. Qt's own has the items only once the menu
+/// was opened, and no press on them.
 QAccessibleInterface* new_menu_accessible(DropDown* menu) {
     auto* accessible = new MenuAccessible(menu);
     QObject::connect(menu, &QComboBox::currentIndexChanged, menu, [menu](int index) {
@@ -167,4 +170,23 @@ QAccessibleInterface* new_menu_accessible(DropDown* menu) {
         QAccessible::updateAccessibility(&chosen);
     });
     return accessible;
+}
+
+QAccessibleInterface* accessible(const QString& class_name, QObject* object) {
+    const auto is = [&](const QMetaObject& type) {
+        return class_name == QLatin1StringView(type.className());
+    };
+    if (is(DropDown::staticMetaObject))
+        return new_menu_accessible(static_cast<DropDown*>(object));
+    if (is(Picture::staticMetaObject))
+        return new QAccessibleWidget(static_cast<QWidget*>(object), QAccessible::Graphic);
+    if (is(ContentView::staticMetaObject))
+        return new QAccessibleWidget(static_cast<QWidget*>(object), QAccessible::Window);
+    return nullptr;
+}
+
+} // namespace
+
+void install_screen_accessible() {
+    QAccessible::installFactory(accessible);
 }
