@@ -29,6 +29,7 @@ int run_demo(int argc, char** argv,
     {
         EmbeddedMachine machine(service, machine_code);
         status = keyloftApp().run(argc, argv, [&](ContentView& screen) {
+            screen.setWindowTitle(QStringLiteral("keyloft 演示(Demo)"));
             QObject::connect(&screen, &ContentView::action_finished, &screen, [&machine] {
                 print_table("holds", machine.table());
                 print_table("has saved", machine.saved_table());

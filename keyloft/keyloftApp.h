@@ -7,13 +7,16 @@
 
 class ContentView;
 
-/// What the desktop shows of the application.
+/// Whether the application is in front, behind another one, or out of sight.
 enum class ScenePhase : std::uint8_t { active, inactive, background };
+
+/// The phase that the toolkit reports now; inactive while there is no application object.
+[[nodiscard]] ScenePhase phase_of_environment();
 
 /// The application: one window with the configuration screen in it.
 class keyloftApp {
 public:
-    explicit keyloftApp(ScenePhase phase = ScenePhase::active) : scenePhase(phase) {}
+    explicit keyloftApp(ScenePhase phase = phase_of_environment()) : scenePhase(phase) {}
 
     /// Runs the program until its window is closed; gives its exit status. A backend has to be
     /// installed before. `on_screen` is called once the window has been shown.

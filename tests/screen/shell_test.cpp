@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
+#include "keyloft/fatal_stop.h"
 #include "keyloft/keyloftApp.h"
 #include "tests/screen/qm_catalogue.h"
 #include "tests/screen/screen_fixture.h"
 
 #include <QDir>
+#include <QIcon>
 #include <QLocale>
+#include <QMessageBox>
+#include <QTemporaryFile>
 #include <QTimer>
 #include <csignal>
 #include <cstdio>
@@ -97,6 +101,7 @@ TEST_F(Shell, TellsTheDesktopWhichApplicationItIs) {
     run([](ContentView&) {
         EXPECT_EQ(QApplication::desktopFileName(), u"org.keyloft.Keyloft"_s);
         EXPECT_EQ(QApplication::applicationName(), u"keyloft"_s);
+        // Given, it would be added to the titles of other windows.
         EXPECT_EQ(QApplication::applicationDisplayName(), u"keyloft"_s);
     });
 }
@@ -159,6 +164,129 @@ TEST_F(Shell, ACatalogueOfTheUsersLanguageIsLoadedWhenItIsInstalled) {
         EXPECT_EQ(caption(screen), u"设备型号(Machine Serial)"_s) << "another language";
     });
     EXPECT_TRUE(QFile::remove(catalogue));
+}
+
+TEST_F(Shell, TheToolkitsOwnTextsAreInTheUsersLanguage) {
+    QLocale::setDefault(QLocale(u"zh_CN"_s));
+    run([](ContentView&) {
+        EXPECT_EQ(QCoreApplication::translate("QWidgetTextControl", "&Copy"), u"复制(&C)"_s);
+    });
+}
+
+TEST_F(Shell, TheWindowHasItsIconWithoutATheme) {
+    QIcon::setThemeSearchPaths({});
+    run([](ContentView& screen) {
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !screen.windowIcon().isNull(); }));
+        const QImage drawn = screen.windowIcon().pixmap(128, 128).toImage();
+        EXPECT_EQ(drawn.pixelColor(64, 12), QColor(0xD6, 0x30, 0x3D));
+        EXPECT_EQ(screen.windowIcon().availableSizes().size(), 4);
+        for (const QSize size : screen.windowIcon().availableSizes())
+            EXPECT_LE(size.width(), 128);
+    });
+}
+
+TEST_F(Shell, CtrlQAndCtrlWCloseTheWindow) {
+    for (const Qt::Key pressed : {Qt::Key_Q, Qt::Key_W}) {
+        bool open = true;
+        run([&](ContentView& screen) {
+            ASSERT_TRUE(QTest::qWaitForWindowActive(&screen));
+            QTest::keyClick(QApplication::focusWidget(), pressed, Qt::ControlModifier);
+            open = screen.isVisible();
+        });
+        EXPECT_FALSE(open);
+    }
+}
+
+TEST_F(Shell, TheScenePhaseIsTheEnvironments) {
+    EXPECT_EQ(phase_of_environment(), ScenePhase::inactive) << "nothing runs yet";
+    run([](ContentView& screen) {
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&screen));
+        EXPECT_EQ(phase_of_environment(), ScenePhase::active);
+    });
+}
+
+using ShellDeathTest = Shell;
+
+/// Runs the application, makes an entry that ends it, reads the last dialog out on standard error
+/// and presses its button.
+void enter_and_end(const char* field, const QString& entry) {
+    char name[] = "keyloft";
+    char* arguments[] = {name, nullptr};
+    keyloftApp().run(1, arguments, [&](ContentView& screen) {
+        QTimer::singleShot(0, &screen, [&] {
+            screen.findChild<QLineEdit*>(QString::fromLatin1(field))->setText(entry);
+            QTimer::singleShot(0, &screen, [] {
+                auto* dialog = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+                std::fprintf(stderr, "dialog %d %s|%s|\n", dialog->icon(),
+                             dialog->text().toUtf8().constData(),
+                             dialog->informativeText().toUtf8().constData());
+                dialog->buttons().front()->click();
+            });
+            screen.findChild<QPushButton*>(u"apply_button"_s)->click();
+            std::fprintf(stderr, "it went on\n");
+        });
+    });
+}
+
+/// What standard error has then, beside the toolkit's own lines.
+auto because_of(const std::string& reason) {
+    return testing::AllOf(
+        testing::HasSubstr("Unexpectedly found nil while unwrapping an Optional value\n"),
+        testing::EndsWith("dialog 3 " + reason +
+                          "|没有发送任何内容,程序即将结束。\n"
+                          "Nothing was sent, and the program ends.|\n"));
+}
+
+TEST_F(ShellDeathTest, AWrongEntryIsNamedBeforeTheProgramEnds) {
+    EXPECT_EXIT(enter_and_end("hardware_part_number_code_string", u"１２"_s),
+                testing::KilledBySignal(SIGABRT),
+                because_of("硬件编号有误:请填写 0 到 127 的整数,用半角数字。\n"
+                           "The hardware part code is wrong: it has to be a whole number from "
+                           "0 to 127, in plain digits."));
+    EXPECT_EXIT(enter_and_end("message_channel_menu_string", u"17"_s),
+                testing::KilledBySignal(SIGABRT),
+                because_of("消息通道有误:请填写 1 到 16 的整数,用半角数字。\n"
+                           "The message channel is wrong: it has to be a whole number from "
+                           "1 to 16, in plain digits."));
+    EXPECT_EXIT(enter_and_end("message_controller_number_code_string", u""_s),
+                testing::KilledBySignal(SIGABRT),
+                because_of("控制器号有误:请填写 0 到 127 的整数,用半角数字。\n"
+                           "The controller number is wrong: it has to be a whole number from "
+                           "0 to 127, in plain digits."));
+}
+
+TEST_F(ShellDeathTest, WithoutAWindowTheProgramEndsAtOnce) {
+    EXPECT_EXIT(fatal_stop("no luck", FatalReason::part), testing::KilledBySignal(SIGABRT),
+                "^no luck\n$");
+    const auto while_hidden = [] {
+        char name[] = "keyloft";
+        char* arguments[] = {name, nullptr};
+        keyloftApp().run(1, arguments, [](ContentView& screen) {
+            QTimer::singleShot(0, &screen, [&screen] {
+                screen.hide();
+                fatal_stop("no luck", FatalReason::no_entry);
+            });
+        });
+    };
+    EXPECT_EXIT(while_hidden(), testing::KilledBySignal(SIGABRT), "no luck\n$");
+}
+
+TEST_F(ShellDeathTest, AMissingFontIsToldOnceAndOnlyThen) {
+    const auto start = [] {
+        run([](ContentView&) { QApplication::processEvents(); });
+        std::_Exit(0);
+    };
+    EXPECT_EXIT(start(), testing::ExitedWithCode(0), testing::Not(testing::HasSubstr("no font")));
+    QTemporaryFile none;
+    ASSERT_TRUE(none.open() && none.write("<fontconfig></fontconfig>") > 0);
+    none.close();
+    const auto start_without = [&] {
+        qputenv("FONTCONFIG_FILE", none.fileName().toLocal8Bit());
+        start();
+    };
+    EXPECT_EXIT(start_without(), testing::ExitedWithCode(0),
+                "keyloft: no font has the window's Chinese characters; install one, such as the "
+                "package fonts-noto-cjk\n");
 }
 
 } // namespace
