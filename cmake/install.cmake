@@ -20,12 +20,17 @@ function(keyloft_install_page program)
   endforeach()
 endfunction()
 
-foreach(program IN ITEMS keyloft keyloft-demo keyloft-machine)
+foreach(program IN ITEMS keyloft keyloft-demo keyloft-machine keyloftctl)
   if(TARGET ${program})
     install(TARGETS ${program} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
     keyloft_install_page(${program})
   endif()
 endforeach()
+
+if(TARGET keyloftctl)
+  install(FILES packaging/completion/keyloftctl
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+endif()
 
 # The menu's entry is for the program that needs both.
 if(TARGET keyloft)

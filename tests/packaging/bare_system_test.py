@@ -67,6 +67,8 @@ class BareSystem(unittest.TestCase):
         user = ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups", "env"]
         said = inside([*user, "keyloft-machine", "--version"])
         self.assertEqual(said, f"keyloft-machine {support.version()}\n")
+        said = inside([*user, "keyloftctl", "--demo", "set", "12", "cc", "1", "7", "--save"])
+        self.assertEqual(said.count("confirmed ("), 2)
         for program in ("keyloft", "keyloft-demo"):
             # They run until they are told to stop: 124 is what timeout says then.
             said = inside([*user, "QT_QPA_PLATFORM=offscreen", "HOME=/tmp", "sh", "-c",
@@ -82,6 +84,7 @@ class BareSystem(unittest.TestCase):
         inside(test, wrapper="autopkgtest")
         summary = (WORK / "autopkgtest/summary").read_text(encoding="utf-8")
         self.assertRegex(summary, r"(?m)^demo +PASS$")
+        self.assertRegex(summary, r"(?m)^keyloftctl +PASS$")
 
     def test_3_purging_leaves_no_trace(self):
         before = system_files()

@@ -14,6 +14,7 @@ TREE = {
     f"share/icons/hicolor/scalable/apps/{ID}.svg",
     f"share/applications/{ID}.desktop",
     f"share/metainfo/{ID}.metainfo.xml",
+    "share/bash-completion/completions/keyloftctl",
 }
 
 

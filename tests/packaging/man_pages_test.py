@@ -11,7 +11,7 @@ from support import PROGRAMS, run
 def options_in_help(text):
     """The options that a help text explains, as (option, whether it takes a value)."""
     return {(option, bool(value))
-            for option, value in re.findall(r"(--[a-z-]+)( [A-Z]+)?(?=[ \n])", text)}
+            for option, value in re.findall(r"(--[a-z-]+)( [A-Z]+)?(?=[ \n[])", text)}
 
 
 def options_in_page(source):
@@ -48,10 +48,12 @@ class ManPages(support.Staged):
             self.assertIn(f'"{page.stem} - ', run("lexgrog", page).stdout)
 
     def test_explain_the_options_that_the_program_has(self):
-        shown = options_in_help(run(self.stage / "bin/keyloft-machine", "--help").stdout)
-        self.assertIn(("--delay", True), shown)
-        for page in self.pages():
-            if page.stem == "keyloft-machine":
+        for program in ("keyloft-machine", "keyloftctl"):
+            shown = options_in_help(run(self.stage / "bin" / program, "--help").stdout)
+            self.assertIn(("--delay", True), shown)
+            pages = [page for page in self.pages() if page.stem == program]
+            self.assertEqual(len(pages), 2)
+            for page in pages:
                 self.assertEqual(options_in_page(page.read_text(encoding="utf-8")), shown, page)
 
 

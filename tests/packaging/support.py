@@ -16,7 +16,7 @@ SOURCE = Path(os.environ["KEYLOFT_SOURCE"])
 BUILD = Path(os.environ["KEYLOFT_BUILD"])
 WORK = BUILD / "packaging-test"
 ID = "org.keyloft.Keyloft"
-PROGRAMS = ["keyloft", "keyloft-demo", "keyloft-machine"]
+PROGRAMS = ["keyloft", "keyloft-demo", "keyloft-machine", "keyloftctl"]
 PACKAGE = WORK / "debian"  # where packaging.debian_package builds
 SYSTEM_PATH = "/usr/sbin:/usr/bin:/sbin:/bin"
 

@@ -38,9 +38,10 @@ class Versions(support.Staged):
             title = re.search(r"^\.TH .*$", page.read_text(encoding="utf-8"), re.MULTILINE)[0]
             self.assertIn(f'"{self.date}" "keyloft {self.version}"', title)
 
-    def test_program_says_it(self):
-        self.assertEqual(run(self.stage / "bin/keyloft-machine", "--version").stdout,
-                         f"keyloft-machine {self.version}\n")
+    def test_programs_say_it(self):
+        for program in ("keyloft-machine", "keyloftctl"):
+            self.assertEqual(run(self.stage / "bin" / program, "--version").stdout,
+                             f"{program} {self.version}\n")
 
 
 if __name__ == "__main__":

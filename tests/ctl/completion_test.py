@@ -1,0 +1,80 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""What bash offers behind the beginning of a command line of keyloftctl's."""
+
+import os
+import re
+import subprocess
+import sys
+import unittest
+
+PROGRAM = os.environ["KEYLOFTCTL"]
+COMPLETION = os.environ["KEYLOFTCTL_COMPLETION"]
+SCRIPT = """
+source "$COMPLETION"
+COMP_WORDS=("$@")
+COMP_CWORD=$(($# - 1))
+_keyloftctl keyloftctl "${COMP_WORDS[COMP_CWORD]}" "${COMP_WORDS[COMP_CWORD - 1]}"
+((${#COMPREPLY[@]} == 0)) || printf '%s\\n' "${COMPREPLY[@]}"
+"""
+OPTIONS = ["--machine", "--json", "--demo", "--help", "--version"]
+FAULTS = ["--silent", "--delay", "--wrong", "--wrong-byte", "--chatter", "--vanish-after",
+          "--times"]
+
+
+def offered(*words):
+    """What is offered for the last of these words, which the shell has taken apart."""
+    done = subprocess.run(["bash", "-c", SCRIPT, "bash", PROGRAM, *words], capture_output=True,
+                          text=True, check=True, env={**os.environ, "COMPLETION": COMPLETION})
+    assert done.stderr == "", done.stderr
+    return done.stdout.split()
+
+
+class Completion(unittest.TestCase):
+    def test_offers_commands(self):
+        self.assertEqual(offered(""), ["list", "set", "save", "watch", "doctor"])
+        self.assertEqual(offered("s"), ["set", "save"])
+        self.assertEqual(offered("--json", "-m", "4AC5F4C4", "@", "24", ":", "0", "wa"), ["watch"])
+        self.assertEqual(offered("list", ""), [])
+
+    def test_offers_options_that_fit_the_command(self):
+        self.assertEqual(offered("-"), OPTIONS)
+        self.assertEqual(offered("list", "--"), OPTIONS)
+        self.assertEqual(offered("set", "1", "--"), [*OPTIONS, "--save", "--gentle"])
+        self.assertEqual(offered("save", "--"), [*OPTIONS, "--gentle"])
+        self.assertEqual(offered("--demo", "--"), [*OPTIONS, *FAULTS])
+        self.assertEqual(offered("save", "--g"), ["--gentle"])
+
+    def test_offers_the_arguments_of_set(self):
+        numbers = [str(number) for number in range(128)]
+        self.assertEqual(offered("set", ""), numbers)
+        self.assertEqual(offered("set", "12", ""),
+                         ["note-on", "note-off", "control-change", "bend-change"])
+        self.assertEqual(offered("set", "12", "note-on", ""), numbers[1:17])
+        self.assertEqual(offered("set", "12", "--demo", "=", "all", "note-on", "1", "12"),
+                         ["12", "120", "121", "122", "123", "124", "125", "126", "127"])
+        self.assertEqual(offered("set", "12", "note-on", "1", "7", ""), [])
+
+    def test_offers_the_machines_that_are_there(self):
+        for option in (["-m"], ["--machine"], ["--machine", "="]):
+            self.assertEqual(offered("--demo", *option, ""), ["4AC5F4C4"])
+            self.assertEqual(offered("--demo", *option, "5"), [])
+        self.assertEqual(offered("-m", "4AC5F4C4", "@", ""), [])
+
+    def test_offers_values(self):
+        self.assertEqual(offered("--demo", "="), ["all", "4AC5F4C4"])
+        self.assertEqual(offered("--demo", "=", "a"), ["all"])
+        self.assertEqual(offered("--demo", "--wrong-byte", ""), ["1", "2", "3"])
+        self.assertEqual(offered("--demo", "--delay", ""), [])
+
+    def test_knows_every_option_and_command_of_the_help(self):
+        helped = subprocess.run([PROGRAM, "--help"], capture_output=True, text=True,
+                                check=True).stdout
+        options = set(re.findall(r"^  (?:-\w, )?(--[a-z-]+)", helped, re.MULTILINE))
+        self.assertEqual(set(offered("--demo", "set", "--")), options)
+        commands = re.findall(r"^  ([a-z]+) ", helped, re.MULTILINE)
+        self.assertEqual(offered(""), commands)
+
+
+if __name__ == "__main__":
+    sys.exit(unittest.main(verbosity=2))
