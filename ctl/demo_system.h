@@ -24,12 +24,12 @@ public:
     [[nodiscard]] Connections connections(MIDIEndpointRef) const override { return {}; }
     [[nodiscard]] std::vector<OtherClient> other_clients() const override { return {}; }
     [[nodiscard]] std::optional<int> places_left() const override { return std::nullopt; }
-    /// One part after the other goes up and down, on one machine after the other.
+    /// Moves a fader, a pad and a wheel, on one machine after the other.
     [[nodiscard]] std::optional<setup::Time> play(setup::Time now) override;
 
 private:
     EmbeddedBackend backend_;
     std::vector<std::unique_ptr<EmbeddedMachine>> machines_{};
-    std::size_t moves_ = 0;
+    std::size_t moves_made_ = 0;
     setup::Time next_move_{};
 };
