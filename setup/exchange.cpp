@@ -50,8 +50,6 @@ std::span<const std::uint8_t> Exchange::advance(Time now) {
     }
     sending_ = true;
     outcome_.attempts = attempt_;
-    if (!began_)
-        began_ = now;
     // Taken before the send: however late it returns, its echo is behind this.
     if (step_ == message_step)
         window().opens = now;
@@ -64,7 +62,6 @@ void Exchange::sent(std::int32_t status, Time now) {
     if (outcome_.status == 0)
         outcome_.status = status;
     if (status != 0 && step_ <= message_step) {
-        window() = {}; // nothing of this attempt will be echoed
         end(message_sent_ ? Result::unconfirmed : Result::not_sent, now);
         return;
     }
@@ -83,7 +80,7 @@ void Exchange::sent(std::int32_t status, Time now) {
 }
 
 void Exchange::heard(Time at, std::span<const std::uint8_t> bytes) {
-    if (over_ || outcome_.everything_came_back || !began_ || at <= *began_)
+    if (over_ || outcome_.everything_came_back || outcome_.attempts == 0)
         return;
     if (bytes.size() == 1 && bytes[0] == protocol::timing_clock)
         ++clocks_heard_;

@@ -140,12 +140,11 @@ private:
     std::array<Step, steps> steps_{};
     Time start_;
     Time due_;
-    std::optional<Time> began_{}; ///< when the first bytes went out
-    Time sequence_end_{};         ///< of this attempt, once all is sent
-    std::size_t step_ = 0;        ///< the next one to send; `steps`: all are sent
-    unsigned attempt_ = 1;        ///< counted from 1
-    bool sending_ = false;        ///< between advance() and sent()
-    bool message_sent_ = false;   ///< in any attempt
+    Time sequence_end_{};       ///< of this attempt, once all is sent
+    std::size_t step_ = 0;      ///< the next one to send; `steps`: all are sent
+    unsigned attempt_ = 1;      ///< counted from 1
+    bool sending_ = false;      ///< between advance() and sent()
+    bool message_sent_ = false; ///< in any attempt
     bool stop_ = false;
     bool over_ = false;
     std::array<Window, protocol::attempts> windows_{};

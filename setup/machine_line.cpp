@@ -72,8 +72,8 @@ void Inbox::clear_signal() {
     (void)eventfd_read(descriptor_, &signals);
 }
 
-Client::Client(CFStringRef name, Now now) : inbox_(std::move(now)) {
-    status_ = MIDIClientCreate(name, nullptr, nullptr, &client_);
+Client::Client(CFStringRef name, Now now)
+    : inbox_(std::move(now)), status_(MIDIClientCreate(name, nullptr, nullptr, &client_)) {
     if (status_ == 0)
         status_ = MIDIInputPortCreate(client_, CFSTR("Input port"), receive, &inbox_, &input_);
 }
@@ -92,8 +92,10 @@ MachineLine::MachineLine(Client& client, Target target)
 }
 
 MachineLine::~MachineLine() {
-    // Fails when the source has gone or was never connected: the same for us.
-    (void)MIDIPortDisconnectSource(client_.input_, target_.source.reference);
+    // Fails when the source has gone, which is as well. A source that this line did not connect may
+    // be another line's.
+    if (status_ == 0)
+        (void)MIDIPortDisconnectSource(client_.input_, target_.source.reference);
     if (output_ != 0)
         (void)MIDIPortDispose(output_);
     client_.inbox_.forget(*this);

@@ -84,7 +84,7 @@ private:
 };
 
 /// An open line to one machine: an output port of its own, and its source connected to the client's
-/// input port. Calling thread. The client has to outlive it.
+/// input port. Calling thread. The client has to outlive it. One line for a source at a time.
 class MachineLine {
 public:
     /// Without a destination (reference 0) the line only listens.

@@ -124,6 +124,22 @@ TEST(ExchangeEcho, OfTheFirstAttemptInTheSecondWindowConfirmsTheSecond) {
     EXPECT_EQ(outcome.echo_after, microseconds(500));
 }
 
+TEST(ExchangeEcho, AtTheVeryMomentOfTheSendIsFromBefore) {
+    const Message message = {0xB0, 7, 12};
+    for (const int after : {0, 1}) {
+        Exchange exchange{message, ms(0)};
+        while (!exchange.is_over()) {
+            const Time now = exchange.due();
+            if (exchange.advance(now).empty())
+                continue;
+            if (now == ms(7))
+                exchange.heard(now + nanoseconds(after), message);
+            exchange.sent(0, now);
+        }
+        EXPECT_EQ(exchange.outcome().result, after == 0 ? Result::unconfirmed : Result::confirmed);
+    }
+}
+
 // A caller that was late to hand it over: the sequence that runs ends before the exchange does.
 TEST(ExchangeEcho, OfTheFirstWindowHeardInTheMiddleOfTheSecondSequence) {
     const Message message = {0xB0, 7, 12};

@@ -145,3 +145,14 @@ TEST(ExchangeLoop, HalfAPairOrAnotherOneIsNone) {
         EXPECT_EQ(world.run({0xB0, 7, 12}).result, Result::confirmed);
     }
 }
+
+// What the exchange before caused, say.
+TEST(ExchangeLoop, WhatCameBeforeTheStartIsNoPartOfIt) {
+    ExchangeWorld world;
+    for (int i = 0; i < 6; ++i)
+        world.arrives(ms(1), {0xF8});
+    world.arrives(ms(1), {0x90, 7, 12});
+    world.arrives(ms(1), {0x80, 7, 12});
+    EXPECT_EQ(world.run({0x90, 7, 12}).result, Result::confirmed);
+    EXPECT_EQ(world.now, ms(11));
+}

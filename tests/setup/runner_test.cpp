@@ -134,6 +134,23 @@ TEST_F(RunnerTest, OneMachineTakesThePausesOfItsSequencesAndNoMore) {
     expect_table(0, 128);
 }
 
+// Of the six waits of a message the last one's lateness falls into the pause in front of the next.
+TEST_F(RunnerTest, LateWaitAtTheEndOfAMessageIsNotAddedToTheNext) {
+    add_machine();
+    const auto late = microseconds(300);
+    Runner late_runner{client,
+                       [&](Time until) {
+                           wait(until);
+                           place.service.advance(late);
+                       },
+                       [this](const Report& report) { take(report); }};
+    for (std::size_t i = 0; i < 10; ++i)
+        late_runner.add(*lines[0], message_of(0, i));
+    late_runner.run();
+    EXPECT_EQ(place.now(), start + 10 * (milliseconds(11) + 5 * late) + late);
+    expect_table(0, 10);
+}
+
 TEST_F(RunnerTest, SixteenMachinesTakeNoLongerThanOne) {
     for (std::size_t machine = 0; machine < 16; ++machine) {
         add_machine();
