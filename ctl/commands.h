@@ -29,7 +29,7 @@ struct Workplace {
     std::optional<int> stopped_by{}; ///< a signal that has come
 
     /// Says something on standard error, with the program's name in front.
-    void tell(const std::string& sentence) { errors.line("keyloftctl: " + sentence); }
+    void tell(const std::string& sentence);
     /// Whether a signal has come.
     [[nodiscard]] bool is_stopped();
 };

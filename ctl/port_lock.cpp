@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
-#include <utility>
 
 PortLock::PortLock(const std::string& folder, const std::string& address) {
     const std::string path = folder + "/keyloftctl-" + address + ".lock";
@@ -20,10 +19,6 @@ PortLock::~PortLock() {
     if (descriptor_ >= 0)
         close(descriptor_);
 }
-
-PortLock::PortLock(PortLock&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)), held_(std::exchange(other.held_, false)),
-      holder_(other.holder_), error_(other.error_) {}
 
 void PortLock::take() {
     // A record lock, because the kernel tells who has it.

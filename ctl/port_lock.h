@@ -14,8 +14,8 @@ public:
     /// Tries to take the lock for an address such as "24:0", without waiting.
     PortLock(const std::string& folder, const std::string& address);
     ~PortLock();
-    PortLock(PortLock&& other) noexcept;
-    PortLock& operator=(PortLock&&) = delete;
+    PortLock(const PortLock&) = delete;
+    PortLock& operator=(const PortLock&) = delete;
 
     /// Whether it was taken.
     [[nodiscard]] bool is_held() const { return held_; }

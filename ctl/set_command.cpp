@@ -14,28 +14,28 @@
 
 namespace {
 
-/// Keeps a second keyloftctl from the same port; nothing when one has it already, which is said.
-/// Where there can be no lock, that is said, and it counts as taken.
-std::optional<std::optional<PortLock>> lock_port(const std::string& address, Workplace& place) {
+/// Takes the lock for a port. False when another keyloftctl has it, which is said. Where there can
+/// be no lock, that is said and no hindrance.
+bool take_lock(const std::string& address, Workplace& place, std::optional<PortLock>& lock) {
     if (place.system.is_demo())
-        return std::optional<PortLock>{};
+        return true;
     const std::string risk = ", so nothing keeps a second keyloftctl from sending meanwhile";
     const auto folder = lock_folder();
     if (!folder) {
         place.tell("XDG_RUNTIME_DIR is not set" + risk);
-        return std::optional<PortLock>{};
+        return true;
     }
-    PortLock lock(*folder, address);
-    if (lock.holder()) {
+    lock.emplace(*folder, address);
+    if (const auto holder = lock->holder()) {
         place.tell(address + " is in use by another keyloftctl" +
-                   (*lock.holder() > 0 ? " (process " + std::to_string(*lock.holder()) + ")"
-                                       : std::string(" in another container")));
-        return std::nullopt;
+                   (*holder > 0 ? " (process " + std::to_string(*holder) + ")"
+                                : std::string(" in another container")));
+        return false;
     }
-    if (!lock.is_held())
+    if (!lock->is_held())
         place.tell("no lock can be made in " + *folder + " (" +
-                   std::generic_category().message(lock.error()) + ")" + risk);
-    return lock;
+                   std::generic_category().message(lock->error()) + ")" + risk);
+    return true;
 }
 
 /// Says who else is there, since results do not show it.
@@ -113,12 +113,6 @@ private:
 
 } // namespace
 
-bool Workplace::is_stopped() {
-    if (signals != nullptr && !stopped_by)
-        stopped_by = signals->take();
-    return stopped_by.has_value();
-}
-
 ExitStatus run_set_or_save(const Request& request, Workplace& place) {
     const auto machines = machines_of(place.system);
     if (const auto trouble = place.system.trouble()) {
@@ -130,8 +124,8 @@ ExitStatus run_set_or_save(const Request& request, Workplace& place) {
         place.tell(refusal_text(choice, request.machine));
         return ExitStatus::no_machine;
     }
-    const auto lock = lock_port(address_or_mark(choice.target.destination), place);
-    if (!lock)
+    std::optional<PortLock> lock;
+    if (!take_lock(address_or_mark(choice.target.destination), place, lock))
         return ExitStatus::no_machine;
     name_others(choice.target, place);
     return Setter(request, place, choice.target).run() ? ExitStatus::done : ExitStatus::unconfirmed;

@@ -40,7 +40,7 @@ public:
             if (std::find(ports.begin(), ports.end(), source) == ports.end())
                 ports.push_back(source);
         }
-        std::string text = name(report.code) + "  " + joined(ports) + "  " + report.name;
+        std::string text = name(report.code) + "  " + joined(ports) + "  " + printable(report.name);
         if (report.obstacle != setup::Obstacle::none)
             text +=
                 "  " + coloured("cannot be set up: ", colour::bad) + obstacle_text(report.obstacle);
@@ -74,9 +74,9 @@ public:
                                                              colour::bad};
         const auto level = static_cast<std::size_t>(finding.level);
         output_.line(coloured(levels[level], colours[level]) + "  " + finding.subject + ": " +
-                     finding.text);
+                     printable(finding.text));
         if (!finding.remedy.empty())
-            output_.line("         What to do: " + finding.remedy);
+            output_.line("         What to do: " + printable(finding.remedy));
     }
 
 private:

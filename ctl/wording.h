@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // The sentences of keyloftctl's answers. They start in lower case and have no full stop.
@@ -25,6 +26,10 @@
 
 /// The texts with commas between them.
 [[nodiscard]] std::string joined(const std::vector<std::string>& texts);
+
+/// The text without control characters, which would steer a terminal: other programs choose the
+/// names of their ports.
+[[nodiscard]] std::string printable(std::string_view text);
 
 /// Whole milliseconds, rounded.
 [[nodiscard]] std::int64_t milliseconds(setup::Duration duration);

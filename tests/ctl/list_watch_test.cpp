@@ -52,6 +52,15 @@ TEST_F(ListCommand, SaysWhyAMachineCannotBeSetUp) {
               "name can be sent to: two machines have one code\n");
 }
 
+TEST_F(ListCommand, LetsNoNameSteerTheTerminal) {
+    system_.attach({.name = "4AC5F4C4\x1b[2J\x7f\xc2\x9b\n\xc3\xa9"});
+    EXPECT_EQ(run_command({}, system_).output, "4AC5F4C4  24:0  4AC5F4C4?[2J???\xc3\xa9\n");
+    EXPECT_EQ(run_command({.json = true}, system_).output,
+              "{\"kind\":\"machine\",\"machine\":\"4AC5F4C4\",\"name\":\"4AC5F4C4\\u001b[2J\x7f"
+              "\xc2\x9b\\n\xc3\xa9\",\"sources\":[\"24:0\"],\"destinations\":[\"24:0\"],"
+              "\"obstacle\":null}\n");
+}
+
 TEST_F(ListCommand, ShowsAPortThatIsNamedWhateverItIsCalled) {
     system_.attach({.name = "Merge Box"});
     system_.attach({.name = "Deaf", .is_source = false});

@@ -86,19 +86,6 @@ TEST_F(PortLockTest, IsFreeWhenItsProcessIsKilled) {
     EXPECT_TRUE(PortLock(folder_, "24:0").is_held());
 }
 
-TEST_F(PortLockTest, GoesAlongWhenItIsMoved) {
-    PortLock lock(folder_, "24:0");
-    const PortLock moved = std::move(lock);
-    EXPECT_TRUE(moved.is_held());
-    const pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0)
-        _exit(PortLock(folder_, "24:0").is_held() ? 1 : 0);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-}
-
 TEST_F(PortLockTest, LeavesAnEmptyFileThatIsTheUsersAlone) {
     {
         const PortLock lock(folder_, "24:0");
