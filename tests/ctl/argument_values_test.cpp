@@ -56,6 +56,7 @@ TEST(TypeArgument, KnowsTheWindowsNamesAndTheShortOnesInAnyCase) {
         {"bend", MessageType::bend_change},
         {"NOTE ON", MessageType::note_on},
         {"cC", MessageType::control_change},
+        {"CONTROL-CHANGE", MessageType::control_change},
         {"Bend", MessageType::bend_change},
     };
     for (const auto& [name, type] : names)

@@ -16,7 +16,8 @@ import jsonschema
 
 PROGRAM = os.environ["KEYLOFTCTL"]
 VERSION = os.environ["KEYLOFT_VERSION"]
-SCHEMA = json.loads(Path(os.environ["KEYLOFTCTL_SCHEMA"]).read_text(encoding="utf-8"))
+DOCS = Path(os.environ["KEYLOFT_DOCS"])
+SCHEMA = json.loads((DOCS / "keyloftctl.schema.json").read_text(encoding="utf-8"))
 MAPPING = "4AC5F4C4  part 12: Control Change, channel 1, controller 7  "
 SET = ("set", "12", "control-change", "1", "7")
 SOONEST = 11  # milliseconds: the sum of the pauses of a sequence
@@ -149,6 +150,16 @@ class KeyloftCtl(unittest.TestCase):
         wrong = json.loads(run("--demo", "--json", "--wrong", "save").stdout)
         self.assertEqual((wrong["result"], wrong["reason"], wrong["attempts"], wrong["echo"]),
                          ("unconfirmed", "other_echo", 2, "AF 7E 7F"))
+
+    def test_does_what_the_guides_show(self):
+        for guide in sorted(DOCS.glob("user-guide*.md")):
+            text = guide.read_text(encoding="utf-8")
+            shown = re.findall(r"^\$ keyloftctl (--demo .*)\n((?:[^$`].*\n)*)", text, re.MULTILINE)
+            self.assertGreaterEqual(len(shown), 4, guide)
+            for command, output in shown:
+                done = run(*command.split())
+                same = [re.sub(r"[0-9]+ ms\)", "N ms)", each) for each in (done.stdout, output)]
+                self.assertEqual(same[0], same[1], command)
 
     def test_watch_shows_turning_parts_until_it_is_interrupted(self):
         for which in (signal.SIGINT, signal.SIGTERM):
