@@ -3,7 +3,6 @@
 
 import fcntl
 import json
-import re
 import signal
 import subprocess
 
