@@ -41,8 +41,9 @@ void check_event(Input& input, EventCodec& codec) {
     }
     const Bytes bytes(decoded.begin(), decoded.end());
     require(bytes.empty() || are_whole_messages(bytes), "an event gives whole messages");
-    if (bytes.empty() || whole_message(bytes) != bytes.size())
-        return; // several controllers for one event
+    if (bytes.empty() || event.type == SND_SEQ_EVENT_CONTROL14 ||
+        whole_message(bytes) != bytes.size())
+        return; // controllers of other events, one or several
     snd_seq_event_t again{};
     codec.encode(bytes, again);
     require(again.type == event.type, "which is of the event's type");

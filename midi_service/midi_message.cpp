@@ -31,7 +31,7 @@ std::size_t whole_message(std::span<const std::uint8_t> bytes) {
 std::span<const std::uint8_t> MessageReader::read(std::uint8_t byte) {
     if (byte >= first_realtime) {
         realtime_ = byte;
-        return std::span{&realtime_, message_length(byte)}; // the undefined ones have no length
+        return std::span{&realtime_, message_length(byte)}; // empty for an undefined status
     }
     if (exclusive_)
         return read_exclusive(byte);
@@ -40,12 +40,12 @@ std::span<const std::uint8_t> MessageReader::read(std::uint8_t byte) {
 
 std::span<const std::uint8_t> MessageReader::read_exclusive(std::uint8_t byte) {
     if (!is_data(byte) && byte != exclusive_end) {
-        // Cut off by another message: what came before it has been lost on the way.
+        // Another message cut it off; the rest is lost.
         exclusive_ = false;
         return read_status(byte);
     }
     if (length_ == bytes_.size())
-        length_ = 0; // the piece before this one went out
+        length_ = 0; // the piece before was given out
     bytes_[length_++] = byte;
     exclusive_ = byte != exclusive_end;
     if (exclusive_ && length_ < bytes_.size())

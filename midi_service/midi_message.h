@@ -6,8 +6,8 @@
 #include <cstdint>
 #include <span>
 
-/// Length in bytes of the message that a status byte opens: 1 to 3. 0 for a byte that opens none:
-/// data bytes, the two ends of system-exclusive data (0xF0, 0xF7) and the undefined statuses.
+/// Length in bytes, 1 to 3, of a message with this status byte. 0 for a byte that starts no such
+/// message: a data byte, 0xF0, 0xF7 or an undefined status.
 [[nodiscard]] constexpr std::size_t message_length(std::uint8_t status) {
     if (status < 0x80)
         return 0;
@@ -22,8 +22,8 @@
 /// or system-exclusive data from 0xF0 to 0xF7. 0 when there is none.
 [[nodiscard]] std::size_t whole_message(std::span<const std::uint8_t> bytes);
 
-/// Takes a source's bytes apart into whole messages: running status is written out, a real-time
-/// byte inside another message comes first, and what belongs to no message is dropped.
+/// Splits a stream of bytes into whole messages. Running status is written out, a real-time byte
+/// inside another message comes out before it, and bytes that belong to no message are dropped.
 class MessageReader {
 public:
     /// Reads one byte. The result is the message that it ends (in a buffer that the next call
@@ -37,8 +37,8 @@ private:
 
     std::array<std::uint8_t, 256> bytes_{};
     std::size_t length_ = 0;    ///< bytes of the message so far
-    std::size_t wanted_ = 0;    ///< bytes that make it whole; 0: nothing is open
+    std::size_t wanted_ = 0;    ///< its whole length; 0: no message has begun
     bool exclusive_ = false;    ///< inside system-exclusive data
-    std::uint8_t running_ = 0;  ///< status that data bytes without one belong to, or 0
-    std::uint8_t realtime_ = 0; ///< a real-time byte's own place, so that it disturbs nothing
+    std::uint8_t running_ = 0;  ///< the running status, or 0
+    std::uint8_t realtime_ = 0; ///< apart from bytes_: it can come inside another message
 };

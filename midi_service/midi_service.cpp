@@ -85,7 +85,7 @@ OSStatus create_port(MIDIClientRef client, CFStringRef name, MIDIReadProc read, 
     return 0;
 }
 
-/// Takes the ports that `belongs` names out of reach of the callbacks, then closes them.
+/// Closes the ports that `belongs` picks, after their callbacks have ended.
 template<typename Predicate>
 void dispose_ports(Predicate belongs) {
     std::vector<MIDIPortRef> closing;
@@ -247,14 +247,14 @@ OSStatus MIDIPortConnectSource(MIDIPortRef reference, MIDIEndpointRef source, vo
         return -EINVAL;
     if (!was_an_object(source))
         return -ENODEV;
-    // Sources that went took their connections along.
+    // Sources that are gone are no longer connected.
     const auto known = port->sources;
     for (const MIDIEndpointRef old : known) {
         if (is_gone(old))
             remove_connection(*port, old);
     }
     const bool was_connected = is_connected(*port, source);
-    // The way to the callback comes first: the source may be sending already.
+    // Before the backend connects: the source may be sending already.
     set_connection(*port, source, context);
     const OSStatus status = was_connected ? 0 : backend().connect(reference, source);
     if (status != 0)
@@ -315,7 +315,7 @@ OSStatus MIDIObjectGetIntegerProperty(MIDIObjectRef object, CFStringRef property
         return -ENODATA;
     const OSStatus status = backend().offline(object, *value);
     if (status == -ENODEV)
-        *value = 1; // what is gone cannot be reached
+        *value = 1; // a gone object is offline
     return status;
 }
 

@@ -15,7 +15,7 @@ constexpr char owned_mark = '#';
 constexpr std::uint32_t mac_roman = 0;
 constexpr std::uint32_t utf_8 = 0x08000100;
 
-/// How much of the text is plain ASCII, which is the same in Mac Roman.
+/// Length of the ASCII part in front, which is the same in Mac Roman.
 std::size_t ascii_length(std::string_view text) {
     std::size_t length = 0;
     while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80)
@@ -29,7 +29,7 @@ struct CFString {
     char mark = owned_mark; // has to be the first member: a constant has its mark there
     mutable std::atomic<std::uint32_t> users{1};
     std::string utf8;
-    std::size_t ascii; // length of the plain part in front: a name is looked at again and again
+    std::size_t ascii; // length of the ASCII part in front, found once: names are read often
 };
 
 namespace {
@@ -110,7 +110,7 @@ std::size_t to_mac_roman(std::string_view utf8, char* out, std::size_t room, boo
 } // namespace
 
 CFStringRef make_text(std::string_view utf8) {
-    // A terminator ends a name for everybody who reads it.
+    // Whoever reads the text as a C string stops at the first zero byte.
     utf8 = utf8.substr(0, utf8.find('\0'));
     return new CFString{.utf8 = std::string(utf8), .ascii = ascii_length(utf8)};
 }
@@ -154,7 +154,7 @@ std::uint8_t CFStringGetCString(CFStringRef text, char* buffer, std::int64_t siz
         buffer[length] = '\0';
         return length == utf8.size() ? 1 : 0;
     }
-    // Machines have plain names: most often this is all there is to do.
+    // Most names are plain ASCII and are done here.
     std::size_t length = std::min(is_constant(text) ? ascii_length(utf8) : text->ascii, room);
     std::memcpy(buffer, utf8.data(), length);
     bool whole = true;

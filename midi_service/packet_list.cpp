@@ -10,9 +10,9 @@
 namespace {
 
 constexpr std::size_t packet_head = offsetof(MIDIPacket, data);
-constexpr std::size_t longest_packet = 0xFFFF; // what the length field can say
+constexpr std::size_t longest_packet = 0xFFFF; // the length field has 16 bits
 
-/// Wider than an address can be, so that no sum of an address and a packet's length wraps.
+/// In 64 bits, so that an address plus a packet's length cannot wrap on 32-bit systems.
 std::uint64_t address_of(const void* position) {
     return reinterpret_cast<std::uintptr_t>(position);
 }
@@ -67,7 +67,7 @@ MIDIPacket* MIDIPacketListAdd(MIDIPacketList* list, ByteCount list_size, MIDIPac
     const std::uint64_t start = address_of(list);
     std::uint64_t offset = first;
     if (list->numPackets != 0) {
-        // A position in front of the list wraps to an offset far behind it.
+        // For a position in front of the list this wraps to a huge offset and is refused, too.
         const std::uint64_t at = address_of(current) - start;
         if (at < first || at % alignof(MIDIPacket) != 0 || !fits(at, 0, list_size))
             return nullptr;

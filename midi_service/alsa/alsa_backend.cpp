@@ -37,8 +37,8 @@ struct AlsaBackend::State {
     EndpointList endpoints;
     NameTable name_table;
     milliseconds names_read{0}; ///< when every endpoint's name was read last
-    bool is_up = false;         ///< everything that has to be on the sequencer is
-    int error = 0;              ///< why it is not: a positive errno
+    bool is_up = false;         ///< the announcements and all clients are open
+    int error = 0;              ///< why not: a positive errno
     std::vector<std::unique_ptr<MidiClient>> clients;
 };
 
@@ -52,7 +52,7 @@ milliseconds AlsaBackend::coarse_time() {
     return milliseconds{time.tv_sec * 1000 + time.tv_nsec / 1'000'000};
 }
 
-/// Joins the sequencer with whatever is not there yet.
+/// Opens on the sequencer whatever is not open yet.
 void AlsaBackend::State::bring_up() {
     if (is_up)
         return;
@@ -106,7 +106,7 @@ void AlsaBackend::State::refresh_devices() {
     for (const std::uint8_t client : endpoints.clients()) {
         ClientInfo info;
         if (query_client(announcements.sequencer(), client, info) < 0)
-            continue; // it is going; so are its ports
+            continue; // it went a moment ago, and its ports go with it
         Object* device = endpoints.device(client);
         if (!device || view_text(device->text(TextProperty::name).get()) != info.name)
             endpoints.put_device(client, device_texts(info));
@@ -185,7 +185,7 @@ OSStatus AlsaBackend::text(MIDIObjectRef reference, TextProperty property, CFStr
 OSStatus AlsaBackend::offline(MIDIObjectRef reference, std::int32_t& value) {
     const ObjectTable& objects = state_->endpoints.objects();
     state_->follow_announcements();
-    // Capabilities change without an announcement, too.
+    // Some changes are not announced: a port that is closed to others, for one.
     if (const Object* object = objects.find(reference); object && object->is_endpoint())
         state_->refresh(object->address);
     if (!objects.find(reference))
@@ -199,8 +199,8 @@ OSStatus AlsaBackend::send(MIDIPortRef port, MIDIEndpointRef destination,
     MidiClient* client = state_->owner(port);
     if (!client)
         return -ENXIO;
-    // Before the first message: another port may have the destination's address by now. Later the
-    // subscription tells.
+    // Before the first message to it: another port may own the destination's address by now. Later
+    // the lost subscription shows that.
     if (!client->is_set_to(port, destination))
         state_->follow_announcements();
     const Object* object = state_->endpoints.objects().find(destination);

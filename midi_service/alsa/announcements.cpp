@@ -29,8 +29,8 @@ void Announcements::read_all(EndpointList& endpoints) {
 }
 
 bool Announcements::follow(EndpointList& endpoints) {
-    // The library's buffer holds more events than the kernel keeps for a client: one reading gets
-    // all of them.
+    // The library's buffer has room for all events that the kernel keeps for a client: a single
+    // read gets them all.
     do {
         snd_seq_event_t* event = nullptr;
         const int result = snd_seq_event_input(sequencer_.get(), &event);
@@ -59,7 +59,7 @@ int Announcements::descriptor() const {
 }
 
 void Announcements::apply(EndpointList& endpoints, const snd_seq_event_t& event) {
-    // Anybody may send to the port; only one tells the truth.
+    // Any client can send here. Believe only the system announcer, 0:1.
     if (Address{event.source.client, event.source.port} != announcer)
         return;
     const Address subject{event.data.addr.client, event.data.addr.port};

@@ -26,8 +26,7 @@ std::string card_name(int card, const std::string& otherwise) {
 
 DeviceTexts card_texts(const std::string& client_name, const std::string& card_name,
                        const std::filesystem::path& folder) {
-    // The card belongs to an interface of the USB device; the device is the folder above that one,
-    // wherever the link leads.
+    // "device" links to the folder of a USB interface; the USB device is the folder above.
     const auto usb_device = folder / "device" / "..";
     return {.name = client_name,
             .model = first_line(usb_device / "product", card_name),

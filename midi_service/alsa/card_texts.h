@@ -7,8 +7,8 @@
 #include <filesystem>
 #include <string>
 
-/// The texts of a sound card's device: model and manufacturer as its USB descriptor has them, or
-/// the card's name where it has none. `folder` is what the kernel tells of the card in sysfs.
+/// The texts of a sound card's device: model and manufacturer from its USB descriptor, or the
+/// card's name when there is none. `folder` is the card's in sysfs.
 [[nodiscard]] DeviceTexts card_texts(const std::string& client_name, const std::string& card_name,
                                      const std::filesystem::path& folder);
 

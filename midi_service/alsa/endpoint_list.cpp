@@ -8,7 +8,7 @@
 
 namespace {
 
-// Newer kernels set these two; the library of an older one does not name them.
+// Linux 6.5 and later set these two; older versions of alsa-lib have no names for them.
 constexpr unsigned inactive = 1U << 8;
 constexpr unsigned whole_of_groups = 1U << 9;
 
@@ -150,7 +150,7 @@ void EndpointList::changed() {
 
 void EndpointList::set_text(Object& object, TextProperty property, std::string_view text) {
     TextHandle& known = object.text(property);
-    // Whoever was given the old text keeps it.
+    // The old text lives on with those it was given to.
     if (!known || view_text(known.get()) != text)
         known.reset(make_text(text));
 }

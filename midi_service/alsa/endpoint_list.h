@@ -9,40 +9,39 @@
 #include <string_view>
 #include <vector>
 
-/// What a device says of itself.
+/// The texts of a device.
 struct DeviceTexts {
     std::string name;
     std::string model;
     std::string manufacturer; ///< empty: it has none
 };
 
-/// In which directions a port's capabilities let it be used. A port that is closed to other
-/// programs, inactive, or the whole of a device whose groups have ports of their own is no
-/// endpoint.
+/// Whether a port with these capabilities is a source or a destination. A port is neither when it
+/// is closed to other programs, inactive, or stands for a whole device whose groups have their own
+/// ports.
 [[nodiscard]] bool is_source_port(unsigned capabilities);
 [[nodiscard]] bool is_destination_port(unsigned capabilities);
 
-/// The endpoints and devices as far as they are known, and the lists of them as they were counted
-/// last. Screen thread.
+/// The endpoints and devices that are known, and the lists of them as last counted. Calling thread.
 class EndpointList {
 public:
-    /// Starts with the device that is always there: the sequencer itself.
+    /// Starts with one device, the sequencer itself.
     EndpointList();
 
-    /// A port is there and looks like this: it comes in, changes or goes. One that is known keeps
+    /// Adds or updates a port, or removes it when it is no longer an endpoint. A known port keeps
     /// its reference.
     void put(const PortInfo& info);
-    /// A port is gone, and with a client's last one the client's device.
+    /// Removes a port, and the client's device with the client's last port.
     void remove(Address address);
-    /// These are all the ports there are, in order, and what is known of others may be out of date:
-    /// a port that has another name now is taken for another one.
+    /// Replaces all that is known. `ports` is sorted by address. A port with a new name counts as a
+    /// new port.
     void replace_all(std::span<const PortInfo> ports);
 
     /// The clients that own an endpoint, in order.
     [[nodiscard]] std::vector<std::uint8_t> clients() const;
     /// The device of a client; null when it is not known yet.
     [[nodiscard]] Object* device(std::uint8_t client) const;
-    /// What the device of a client that owns an endpoint says of itself now.
+    /// Adds or updates the device of a client that owns an endpoint.
     void put_device(std::uint8_t client, const DeviceTexts& texts);
 
     /// The endpoint at an address, or null.
@@ -50,7 +49,7 @@ public:
     [[nodiscard]] const ObjectTable& objects() const { return objects_; }
     [[nodiscard]] std::vector<Address> addresses() const;
 
-    /// Lists anew what has changed since the last call for this list.
+    /// Brings a list up to date and gives it; it stays as it is until the next call for it.
     [[nodiscard]] std::span<const MIDIObjectRef> publish(ObjectList list);
 
 private:

@@ -77,7 +77,7 @@ void NameTable::make_room(std::size_t size) {
 }
 
 std::vector<Address> NameTable::suspects(const EndpointList& endpoints) {
-    // The kernel writes the table when it is read from the start, and gives it in one piece.
+    // A read from the start makes the kernel write the table anew and give all of it at once.
     ssize_t length = pread(file_, room_.get(), room_size_, 0);
     while (length > 0 && static_cast<std::size_t>(length) == room_size_) {
         make_room(2 * room_size_);

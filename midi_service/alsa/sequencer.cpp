@@ -46,8 +46,7 @@ int with_subscription(Address from, Address to, Use use) {
 OSStatus to_status(int result) {
     if (result >= 0)
         return 0;
-    // Both say that an address leads nowhere: the first to events and queries, the second to
-    // subscriptions.
+    // For an address that does not exist events and queries get ENOENT, subscriptions EINVAL.
     if (result == -ENOENT || result == -EINVAL)
         return -ENODEV;
     return (result & 0xFF) != 0 ? result : -EIO;
@@ -55,8 +54,8 @@ OSStatus to_status(int result) {
 
 int open_sequencer(const std::string& name, Sequencer& opened) {
     snd_lib_error_set_handler(&say_nothing);
-    // The kernel's sequencer by its own name: alsa-lib's configuration files, which could stand
-    // anything else in for it, are neither needed nor read, so that trying again costs nothing.
+    // Straight to the kernel's sequencer. Under the name "default" alsa-lib would read its
+    // configuration files at each attempt, and they may put something else in its place.
     constexpr std::string_view text = "seq.kernel { type hw }";
     snd_config_t* read = nullptr;
     int result = snd_config_load_string(&read, text.data(), text.size());
@@ -92,7 +91,7 @@ int subscribe(snd_seq_t* sequencer, Address from, Address to) {
     const int result = with_subscription(from, to, [sequencer](auto* subscription) {
         return snd_seq_subscribe_port(sequencer, subscription);
     });
-    // Busy: it is there, or another program has claimed the port for itself.
+    // EBUSY: connected already, or another program has the port for itself alone.
     return result == -EBUSY && is_subscribed(sequencer, from, to) ? 0 : result;
 }
 

@@ -26,7 +26,7 @@ TextHandle text_or_null(const std::optional<std::string>& text) {
     return TextHandle{text ? make_text(*text) : nullptr};
 }
 
-/// An attached object. The texts are made once, so that asking for one costs no memory.
+/// An attached object. Its texts are made once, so that a query allocates nothing.
 struct Attached {
     explicit Attached(EmbeddedObject what, EmbeddedBackend::Receiver reaction)
         : receiver(std::move(reaction)) {
@@ -54,7 +54,7 @@ struct Attached {
     EmbeddedObject object;
     std::array<TextHandle, 3> texts; // by TextProperty
     const EmbeddedBackend::Receiver receiver;
-    RecursiveMutex receiving; // held while the receiver runs, which may detach its own object
+    RecursiveMutex receiving; // held while the receiver runs; the receiver may detach its object
     bool attached GUARDED_BY(receiving) = true;
     MessageReader reader; // receive thread
 };
@@ -116,7 +116,7 @@ struct EmbeddedBackend::State {
     }
 
     void receive();
-    /// Gives the mutex back while the callbacks run.
+    /// Delivers what is due first. Unlocks the mutex while the callbacks run.
     void deliver_next() REQUIRES(guard);
 };
 
@@ -135,7 +135,7 @@ void EmbeddedBackend::State::receive() {
 void EmbeddedBackend::State::deliver_next() {
     const auto next = on_the_way.extract(on_the_way.begin());
     const auto& [object, bytes] = next.mapped();
-    const auto sender = find(object); // a use of its own: it may be detached meanwhile
+    const auto sender = find(object); // shared: it may be detached meanwhile
     std::vector<MIDIPortRef> ports;
     for (const auto& [port, source] : connections) {
         if (source == object)

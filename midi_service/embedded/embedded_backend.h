@@ -9,8 +9,7 @@
 #include <optional>
 #include <string>
 
-/// What an object attached to the embedded service looks like. One reference stands for it in each
-/// of the lists that it is in.
+/// An object to attach to the embedded service. It has the same reference in each of its lists.
 struct EmbeddedObject {
     std::optional<std::string> name{};         ///< any bytes; absent: the query gives null
     std::optional<std::string> manufacturer{}; ///< absent: the query gives null
@@ -22,15 +21,14 @@ struct EmbeddedObject {
     bool is_device = true;
 };
 
-/// A MIDI service inside the process, without hardware or system: objects are attached to it and
-/// detached from it at any time, from any thread. It has a receive thread of its own, and no device
-/// of its own.
+/// A MIDI service inside the process, without hardware. Objects are attached and detached at any
+/// time, from any thread. It has its own receive thread, and no device but those attached.
 class EmbeddedBackend final : public MidiBackend {
 public:
-    /// Whether time passes by itself, or only in advance().
+    /// real: time passes by itself. manual: it passes in advance() only.
     enum class Time : std::uint8_t { real, manual };
 
-    /// What an object does with the messages of one packet; called on the sending thread. It may
+    /// Gets the messages of one packet that is sent to an object, on the calling thread. It may
     /// emit, update and detach.
     using Receiver = std::function<void(std::span<const std::uint8_t> messages)>;
 
@@ -39,21 +37,21 @@ public:
 
     /// Adds an object at the end of its lists.
     [[nodiscard]] MIDIObjectRef attach(EmbeddedObject object, Receiver receiver = {});
-    /// Changes how an object looks. Nothing happens when it is gone.
+    /// Changes an object. Does nothing when it is gone.
     void update_object(MIDIObjectRef object, EmbeddedObject changed);
-    /// Takes an object away; what it emitted and was not delivered yet is lost. After the return
-    /// its receiver is not called (except for the call that detached it).
+    /// Removes an object; what it emitted and is not delivered yet is lost. Once this returns, its
+    /// receiver is not running and will not run (unless the receiver itself made this call).
     void detach(MIDIObjectRef object);
 
-    /// Lets an object send bytes after a time; the receive thread hands each whole message to the
-    /// ports that are connected to it then. Bytes that are due together come in the order of
-    /// emit().
+    /// Makes an object send bytes after a time. The receive thread then delivers each whole message
+    /// to the ports that are connected at that moment; bytes due together keep the order of the
+    /// calls.
     void emit(MIDIObjectRef object, std::span<const std::uint8_t> bytes,
               std::chrono::microseconds after);
 
     /// Time since the start.
     [[nodiscard]] std::chrono::microseconds now() const;
-    /// With manual time: lets time pass, and returns when all that was due by then is delivered.
+    /// With manual time: lets time pass, and returns when everything due by then is delivered.
     void advance(std::chrono::microseconds by);
 
     [[nodiscard]] OSStatus open_client(MIDIClientRef client, std::string_view name) override;
