@@ -32,7 +32,6 @@ protected:
         EXPECT_TRUE(protocol::confirms(message, std::span{echo.bytes}.first(echo.length)));
 
         recording.journal.clear();
-        recording.texts.clear(); // all are released, and each query searches them
         echo_in_the_long_pause({echo.bytes[0], echo.bytes[1], echo.bytes[2]});
         EXPECT_EQ(
             quietly([&] { return usb_midi_main(message[2], message[0], message[1], message[1]); }),

@@ -52,10 +52,10 @@ std::string constant_text(CFStringRef text) {
 }
 
 RecordingService::Text* find_text(const void* reference) {
-    for (RecordingService::Text& text : recording.texts)
-        if (&text == reference)
-            return &text;
-    return nullptr;
+    // From the end: mostly it is the newest.
+    const auto found = std::find_if(recording.texts.rbegin(), recording.texts.rend(),
+                                    [&](const auto& text) { return &text == reference; });
+    return found == recording.texts.rend() ? nullptr : &*found;
 }
 
 std::string context_name(const void* context) {
