@@ -39,7 +39,7 @@ MAY_INCLUDE = [
     (r"midi_service/", r"midi_service/[^/]+$"),
     (r"simulation/firmware\.", r"simulation/firmware\.h$|protocol/mapping\.h$"),
     (r"simulation/", r"simulation/|protocol/|midi_service/"),
-    (r"setup/", r"(setup|protocol)/|midi_service/midi_service\.h$"),
+    (r"setup/", r"(setup|protocol)/|midi_service/(midi_service|annotated_mutex)\.h$"),
     (r"ctl/(main|doctor|arguments|argument_values|\w+_system)\.",
      r"(ctl|setup|protocol|simulation|midi_service)/"),
     (r"ctl/", r"(ctl|setup|protocol)/|midi_service/midi_service\.h$"),

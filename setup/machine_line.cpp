@@ -41,7 +41,7 @@ Inbox::~Inbox() {
 
 void Inbox::take(std::vector<Heard>& into) {
     into.clear();
-    const std::lock_guard lock{guard_};
+    const Lock lock{guard_};
     if (queue_.empty())
         return;
     std::swap(queue_, into);
@@ -49,7 +49,7 @@ void Inbox::take(std::vector<Heard>& into) {
 }
 
 void Inbox::put(const MachineLine& line, std::span<const std::uint8_t> bytes) {
-    const std::lock_guard lock{guard_};
+    const Lock lock{guard_};
     // Stamped with the lock held: who takes what is in the box misses nothing with an older stamp.
     Heard heard{.line = &line, .at = now_(), .data = {}, .length = 0};
     const auto kept = bytes.first(std::min(bytes.size(), heard.data.size()));
@@ -61,7 +61,7 @@ void Inbox::put(const MachineLine& line, std::span<const std::uint8_t> bytes) {
 }
 
 void Inbox::forget(const MachineLine& line) {
-    const std::lock_guard lock{guard_};
+    const Lock lock{guard_};
     const auto of_line = [&line](const Heard& heard) { return heard.line == &line; };
     if (std::erase_if(queue_, of_line) != 0 && queue_.empty())
         clear_signal();

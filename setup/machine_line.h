@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "midi_service/annotated_mutex.h"
 #include "midi_service/midi_service.h"
 #include "setup/clock.h"
 #include "setup/machine_list.h"
@@ -8,7 +9,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <span>
 #include <vector>
 
@@ -52,12 +52,12 @@ public:
     void forget(const MachineLine& line);
 
 private:
-    void clear_signal();
+    void clear_signal() REQUIRES(guard_);
 
     const Now now_;
     const int descriptor_;
-    std::mutex guard_; ///< guards queue_
-    std::vector<Heard> queue_{};
+    Mutex guard_;
+    std::vector<Heard> queue_ GUARDED_BY(guard_){};
 };
 
 /// Our client of the MIDI service, with the input port that all lines share. The service's backend
