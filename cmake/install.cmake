@@ -47,6 +47,14 @@ if(TARGET keyloft)
   endforeach()
 endif()
 
+# What users read: the guides with their pictures, and what they link to.
+foreach(document IN ITEMS user-guide.md user-guide.zh_CN.md protocol.md keyloftctl.schema.json)
+  install(FILES docs/${document} DESTINATION ${CMAKE_INSTALL_DOCDIR})
+endforeach()
+foreach(picture IN ITEMS start filled-in applied)
+  install(FILES docs/images/${picture}.png DESTINATION ${CMAKE_INSTALL_DOCDIR}/images)
+endforeach()
+
 add_custom_target(uninstall
   COMMAND ${CMAKE_COMMAND} -P ${CMAKE_CURRENT_SOURCE_DIR}/cmake/uninstall.cmake
   WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}

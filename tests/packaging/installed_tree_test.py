@@ -6,6 +6,8 @@ import support
 from support import BUILD, ID, PROGRAMS, files_below, run
 
 ICON_SIZES = [16, 22, 24, 32, 48, 64, 128, 256, 512]
+DOCUMENTS = ["user-guide.md", "user-guide.zh_CN.md", "protocol.md", "keyloftctl.schema.json",
+             "images/start.png", "images/filled-in.png", "images/applied.png"]
 TREE = {
     *(f"bin/{program}" for program in PROGRAMS),
     *(f"share/man/{language}man1/{program}.1" for program in PROGRAMS
@@ -15,6 +17,7 @@ TREE = {
     f"share/applications/{ID}.desktop",
     f"share/metainfo/{ID}.metainfo.xml",
     "share/bash-completion/completions/keyloftctl",
+    *(f"share/doc/keyloft/{document}" for document in DOCUMENTS),
 }
 
 
