@@ -74,6 +74,23 @@ TEST_F(AlsaHotPlug, DestinationStaysSubscribedUntilAnotherIsSentTo) {
     EXPECT_EQ(writers_of(second), 0);
 }
 
+TEST_F(AlsaHotPlug, EachOutputPortKeepsASubscriptionOfItsOwn) {
+    const AlsaPeer first("first");
+    const AlsaPeer second("second");
+    const MIDIPortRef usual = out_;
+    MIDIPortRef other = 0;
+    ASSERT_EQ(MIDIOutputPortCreate(client_, CFSTR("Second output port"), &other), 0);
+    ASSERT_EQ(send(destination("first"), {0xF8}), 0);
+    out_ = other;
+    ASSERT_EQ(send(destination("second"), {0xF8}), 0);
+    EXPECT_EQ(writers_of(first), 1);
+    EXPECT_EQ(writers_of(second), 1);
+    out_ = usual;
+    ASSERT_EQ(MIDIPortDispose(other), 0);
+    EXPECT_EQ(writers_of(first), 1);
+    EXPECT_EQ(writers_of(second), 0);
+}
+
 TEST_F(AlsaHotPlug, FiftyPlugsLeaveNothingBehind) {
     ASSERT_EQ(source("4AC5F4C4"), 0U);
     const std::size_t files = entries("/proc/self/fd");
