@@ -6,7 +6,9 @@ import shutil
 import unittest
 
 import support
+from documents_test import dead_links
 from support import PACKAGE, SOURCE, WORK, run
+
 
 class DebianPackage(unittest.TestCase):
     @classmethod
@@ -31,6 +33,15 @@ class DebianPackage(unittest.TestCase):
         run("dpkg-deb", "--extract", self.deb(), root)
         for program in support.PROGRAMS:
             run("hardening-check", "--nocfprotection", root / "usr/bin" / program)
+
+    def test_documents_are_left_readable_and_without_a_dead_link(self):
+        root = WORK / "unpacked-documents"
+        shutil.rmtree(root, ignore_errors=True)
+        run("dpkg-deb", "--extract", self.deb(), root)
+        folder = root / "usr/share/doc/keyloft"
+        documents = list(folder.rglob("*.md"))
+        self.assertGreaterEqual(len(documents), 3)
+        self.assertEqual(dead_links(folder, documents), [])
 
     def test_control_files_are_in_order(self):
         support.need("wrap-and-sort")
