@@ -66,8 +66,6 @@ public:
             runner_.add(line_, protocol::message_of(request_.mapping).value());
         else
             runner_.add(line_, protocol::save_command);
-        if (place_.is_stopped())
-            runner_.stop();
         runner_.run();
         return all_confirmed_;
     }
