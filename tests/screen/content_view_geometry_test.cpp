@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "keyloft/legible.h"
+#include "tests/screen/drawn_text.h"
 #include "tests/screen/screen_fixture.h"
 
 #include <QLayout>
@@ -91,14 +93,46 @@ TEST_F(ContentViewGeometry, RightToLeftLayoutsMirror) {
     EXPECT_EQ(place(find<QLabel>(u"machine_type_menu_string_caption"_s)), mirrored(caption));
     EXPECT_EQ(place(find<QWidget>(u"picture"_s)), mirrored(picture));
     EXPECT_GT(place(apply()).left(), place(save()).left());
-    // The icon is at the right end, and the text beside it.
     const QImage right_to_left =
         find<QLabel>(u"machine_type_menu_string_caption"_s)->grab().toImage();
+    // The icon is at the right end, and the text ends beside it.
     const int icon = QFontMetrics(screen->font()).height();
     const auto part = [&](const QImage& whole, int left) {
         return whole.copy(left, 0, icon, whole.height());
     };
     EXPECT_EQ(part(right_to_left, 220 - icon), part(left_to_right, 0));
+    const auto* label = find<QLabel>(u"machine_type_menu_string_caption"_s);
+    const DrawnText text{label->text(), label->font(),
+                         label->palette().color(QPalette::WindowText)};
+    const auto before = find_text(left_to_right, text);
+    const auto after = find_text(right_to_left, text);
+    ASSERT_TRUE(before && after);
+    EXPECT_NEAR(220 - after->right(), before->left(), 4);
+}
+
+TEST_F(ContentViewGeometry, SizesFollowTheFontAtOnce) {
+    const auto caption_size = [this] {
+        return find<QLabel>(u"machine_type_menu_string_caption"_s)->font().pointSizeF();
+    };
+    for (const int points : {12, 8, 11}) {
+        QFont font = screen->font();
+        font.setPointSize(points);
+        screen->setFont(font);
+        EXPECT_EQ(caption_size(), points);
+    }
+}
+
+TEST_F(ContentViewGeometry, ColoursFollowThePaletteAtOnce) {
+    for (const QColor& color : {QColor(Qt::white), QColor(0x20, 0x20, 0x20), QColor(Qt::white)}) {
+        QPalette palette = screen->palette();
+        for (const auto role : {QPalette::Window, QPalette::Button, QPalette::Base})
+            palette.setColor(role, color);
+        screen->setPalette(palette);
+        EXPECT_EQ(part()->palette().color(QPalette::PlaceholderText), readable_gray(color));
+        EXPECT_EQ(apply()->palette().color(QPalette::ButtonText), readable_red(color, 6.75));
+        EXPECT_EQ(most_frequent(find<QWidget>(u"picture"_s)->grab({240, 90, 10, 10}).toImage()),
+                  readable_red(color));
+    }
 }
 
 TEST_F(ContentViewGeometry, NothingOverlapsOrLeavesTheContent) {

@@ -113,6 +113,10 @@ TEST_P(ContentViewMatrix, CaptionsHaveOneSizeTheLargestThatFits) {
     EXPECT_GE(font.pointSizeF(), 8);
     for (const Caption* caption : captions()) {
         EXPECT_EQ(caption->font(), font);
+        // Broken at the gloss, all of them or none.
+        const bool broken = caption->text().contains(u"\n("_s);
+        EXPECT_EQ(broken, captions().front()->text().contains(u"\n("_s));
+        EXPECT_TRUE(broken || caption->height() < 2 * caption->fontMetrics().height());
         larger_fits = larger_fits && caption->fits({half_a_point_larger(font), true}, 57);
     }
     EXPECT_TRUE(font.pointSizeF() == GetParam().points || !larger_fits);
@@ -123,8 +127,10 @@ TEST_P(ContentViewMatrix, CaptionsHaveOneSizeTheLargestThatFits) {
 TEST_P(ContentViewMatrix, ControlsHaveOneSizeTheLargestThatFits) {
     const QFont font = machine_menu()->font();
     EXPECT_GE(font.pointSizeF(), 8);
-    for (const QWidget* control : controls())
+    for (const QWidget* control : controls()) {
         EXPECT_EQ(control->font().pointSizeF(), font.pointSizeF()) << control->objectName();
+        EXPECT_EQ(control->height(), machine_menu()->height()) << control->objectName();
+    }
     // Alone among larger ones it would not fit.
     auto* types = find<DropDown>(u"message_type_menu_string"_s);
     EXPECT_TRUE(types->fits() || font.pointSizeF() == 8);
