@@ -12,11 +12,11 @@ set(KEYLOFT_RELEASE_DATE ${CMAKE_MATCH_2})
 
 # keyloft_install_page(PROGRAM): its manual pages, in each language.
 function(keyloft_install_page program)
-  foreach(language IN ITEMS "" zh_CN)
-    set(page man/${language}/${program}.1)
+  foreach(folder IN ITEMS man1 zh_CN/man1)
+    string(REPLACE man1 ${program}.1 page man/${folder})
     configure_file(packaging/${page}.in packaging/${page} @ONLY)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/packaging/${page}
-      DESTINATION ${CMAKE_INSTALL_MANDIR}/${language}/man1)
+      DESTINATION ${CMAKE_INSTALL_MANDIR}/${folder})
   endforeach()
 endfunction()
 
