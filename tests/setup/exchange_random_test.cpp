@@ -22,8 +22,8 @@ namespace {
 /// A world with whatever can go wrong, drawn from a seed.
 class RandomWorld {
 public:
-    explicit RandomWorld(unsigned seed) : random_(seed) {
-        kind = kinds_of_message.at(below(kinds_of_message.size()));
+    explicit RandomWorld(unsigned seed)
+        : random_(seed), kind(kinds_of_message.at(below(kinds_of_message.size()))) {
         if (kind != protocol::save_command) {
             kind[1] = static_cast<std::uint8_t>(below(128));
             kind[2] = static_cast<std::uint8_t>(below(128));
@@ -97,7 +97,7 @@ private:
 
 public:
     ExchangeWorld world;
-    Message kind{};
+    Message kind;
     Pace pace = Pace::brisk;
     MachineFaults faults{};
     bool fails = false;

@@ -61,6 +61,7 @@ protected:
 
 std::vector<std::uint32_t> codes(const std::vector<Machine>& machines) {
     std::vector<std::uint32_t> codes;
+    codes.reserve(machines.size());
     for (const Machine& machine : machines)
         codes.push_back(machine.code);
     return codes;
