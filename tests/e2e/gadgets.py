@@ -16,7 +16,9 @@ CODES = [f"4AC{number:X}F4C4" for number in range(16)]
 
 
 def load_drivers():
-    """Once in a guest: the controllers, the gadget's side, the host's side, the wire's monitor."""
+    """The controllers, the gadget's side, the host's side, the wire's monitor. Once is enough."""
+    if CONFIG.exists():
+        return
     subprocess.run(["modprobe", "-a", "snd-usb-audio", "libcomposite", "usb_f_midi", "usbmon"],
                    check=True)
     subprocess.run(["modprobe", "dummy_hcd", f"num={CONTROLLERS}"], check=True)

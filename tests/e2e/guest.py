@@ -6,24 +6,23 @@ and never installed. The guest sees the host's root folder read-only, keeps its 
 and shares one folder with the host for commands and results.
 """
 
+import lzma
 import platform
 import re
 import shlex
 import shutil
-import stat
 import subprocess
 import sys
+import tempfile
 import threading
 from pathlib import Path
 
 HERE = Path(__file__).resolve().parent
 SHARE = "/root/.guest/share"  # the shared folder, as the guest sees it
 
-# What the kernel needs to reach the host's folders, each after what it depends on.
-BOOT_MODULES = [
-    "virtio_ring", "virtio", "virtio_pci_legacy_dev", "virtio_pci_modern_dev", "virtio_pci",
-    "netfs", "fscache", "9pnet", "9pnet_virtio", "9p", "overlay",
-]
+# What the kernel needs to reach the host's folders. What these depend on is loaded before them, and
+# what is built into the kernel is there.
+BOOT_MODULES = ["virtio_pci", "9pnet_virtio", "9p", "overlay"]
 
 
 class CannotRun(Exception):
@@ -35,7 +34,7 @@ def check_host():
         raise CannotRun(f"the guest is x86-64, this host is {platform.machine()}")
     if HERE.is_relative_to("/tmp"):
         raise CannotRun(f"the guest has a /tmp of its own and does not see {HERE}")
-    for program in ("qemu-system-x86_64", "busybox", "dpkg", "depmod", "apt-get"):
+    for program in ("qemu-system-x86_64", "busybox", "cpio", "dpkg", "depmod", "apt-get"):
         if not shutil.which(program, path="/usr/sbin:/usr/bin:/sbin:/bin"):
             raise CannotRun(f"{program} is missing; script/bootstrap test installs it")
 
@@ -59,34 +58,52 @@ def kernel(build):
         raise CannotRun(f"apt-get download {found[1]} failed: {fetched.stderr.strip()}")
     subprocess.run(["dpkg", "-x", packages[0], folder], check=True)
     packages[0].unlink()
+    # Where the modules are depends on Debian's release; both places lead there.
+    if not (folder / "lib").exists():
+        (folder / "usr/lib").rename(folder / "lib")
+    (folder / "usr").mkdir(exist_ok=True)
+    if not (folder / "usr/lib").exists():
+        (folder / "usr/lib").symlink_to("../lib")
     release = next((folder / "lib/modules").iterdir()).name
     subprocess.run(["/usr/sbin/depmod", "-b", folder, release], check=True)
     (folder / "complete").touch()
     return folder
 
 
-def cpio_entry(name, mode, data=b""):
-    """One file of an initramfs (the "newc" form of cpio)."""
-    path = name.encode() + b"\0"
-    fields = [0, mode, 0, 0, 1, 0, len(data), 0, 0, 0, 0, len(path), 0]
-    head = b"070701" + b"".join(b"%08X" % field for field in fields) + path
-    return head + b"\0" * (-len(head) % 4) + data + b"\0" * (-len(data) % 4)
+def modules_to_boot(modules):
+    """The files of BOOT_MODULES and of what they depend on, in the order of loading."""
+    files = {}  # by module, itself last
+    for line in (modules / "modules.dep").read_text().splitlines():
+        file, needed = line.split(":")
+        files[Path(file).name.split(".")[0]] = [*reversed(needed.split()), file]
+    built_in = {Path(line).stem for line in (modules / "modules.builtin").read_text().splitlines()}
+    order = []
+    for name in BOOT_MODULES:
+        if name not in built_in:
+            order += [file for file in files[name] if file not in order]
+    return [modules / file for file in order]
 
 
 def initramfs(kernel_folder, target):
-    modules = {path.stem: path for path in (kernel_folder / "lib/modules").rglob("*.ko")}
-    entries = [cpio_entry(folder, stat.S_IFDIR | 0o755)
-               for folder in ("bin", "proc", "sys", "dev", "modules", "host", "memory", "root")]
-    entries.append(cpio_entry("bin/busybox", stat.S_IFREG | 0o755,
-                              Path(shutil.which("busybox")).read_bytes()))
-    entries.append(cpio_entry("init", stat.S_IFREG | 0o755, (HERE / "guest_init.sh").read_bytes()))
-    for name in BOOT_MODULES:
-        entries.append(cpio_entry(f"modules/{name}.ko", stat.S_IFREG | 0o644,
-                                  modules[name].read_bytes()))
-    order = "".join(f"{name}.ko\n" for name in BOOT_MODULES).encode()
-    entries.append(cpio_entry("modules/order", stat.S_IFREG | 0o644, order))
-    entries.append(cpio_entry("TRAILER!!!", 0))
-    target.write_bytes(b"".join(entries))
+    """Writes what the kernel starts from: busybox, guest_init.sh, and modules."""
+    with tempfile.TemporaryDirectory() as name:
+        root = Path(name)
+        for folder in ("bin", "proc", "sys", "dev", "modules", "host", "memory", "root"):
+            (root / folder).mkdir()
+        shutil.copy(shutil.which("busybox"), root / "bin")
+        shutil.copy(HERE / "guest_init.sh", root / "init")
+        order = modules_to_boot(next((kernel_folder / "lib/modules").iterdir()))
+        for file in order:
+            content = file.read_bytes()
+            if file.suffix == ".xz":
+                content = lzma.decompress(content)
+            (root / "modules" / file.name.removesuffix(".xz")).write_bytes(content)
+        (root / "modules/order").write_text(
+            "".join(f"{file.name.removesuffix('.xz')}\n" for file in order))
+        paths = "".join(f"{path.relative_to(root)}\n" for path in sorted(root.rglob("*")))
+        with open(target, "wb") as archive:
+            subprocess.run(["cpio", "--quiet", "--create", "--format=newc", "--owner=0:0"], cwd=root,
+                           input=paths.encode(), stdout=archive, check=True)
 
 
 def qemu_command(kernel_folder, ramdisk, share, serial_log):
@@ -114,7 +131,7 @@ def write_run_script(share, command, sequencer):
 export PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8
 exec </dev/null >/dev/ttyS1 2>&1
 stty -F /dev/ttyS1 raw
-ip link set lo up
+busybox ip link set lo up
 modprobe -a {' '.join(modules)}
 cd {SHARE}
 {shlex.join(command)}

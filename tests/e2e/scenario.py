@@ -26,6 +26,10 @@ def _time_out(_signal, _frame):
     raise TimedOut("the scenario took too long")
 
 
+# Whether storms and the like last for minutes: script/test --long.
+LONG = bool(os.environ.get("KEYLOFT_E2E_LONG"))
+
+
 class Scenario(unittest.TestCase):
     """One test at a time has the whole guest to itself."""
 

@@ -98,10 +98,12 @@ def main():
     parser.add_argument("--build", type=Path, required=True, help="where the machines' program is")
     parser.add_argument("--results", type=Path, required=True)
     parser.add_argument("--counts", type=Path, help="for a build that counts: an archive of counts")
+    parser.add_argument("--long", action="store_true", help="storms and the like for minutes")
     parser.add_argument("scenario", nargs="+", help="WIRE of test_wire.py, and so on")
     arguments = parser.parse_args()
     arguments.results.mkdir(parents=True, exist_ok=True)
     os.environ.update(KEYLOFT_E2E_RESULTS=str(arguments.results),
+                      KEYLOFT_E2E_LONG="yes" if arguments.long else "",
                       KEYLOFT_E2E_BUILD=str(arguments.build),
                       KEYLOFT_E2E_PROGRAM=str(arguments.program))
     import desktop  # noqa: E402

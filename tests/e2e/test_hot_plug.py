@@ -7,17 +7,17 @@ from collections import Counter
 import command
 import screen_driver
 import sequencer
-from scenario import Scenario
+from scenario import LONG, Scenario
 from transcript import Transcript
 from until import until
 
-TIMES = 50
+TIMES = 50 if LONG else 6
 
 
 class HotPlug(Scenario):
     TIME_LIMIT = 600
 
-    def test_fifty_times_in_and_out_the_next_press_tells_the_truth(self):
+    def test_in_and_out_the_next_press_tells_the_truth(self):
         gadget = self.gadget("4AC5F4C4")
         screen = self.open_screen()
         screen.fill_in(**command.INPUTS)
