@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "keyloft/drop_down.h"
 
-#include <QAbstractItemView>
 #include <QStylePainter>
 #include <QWheelEvent>
 
@@ -40,14 +39,6 @@ bool DropDown::fits() const {
             return false;
     }
     return true;
-}
-
-void DropDown::showPopup() {
-    // The title may be smaller to fit; the list has room.
-    view()->setFont(window()->font());
-    // The list is as wide as the menu unless told otherwise, and would elide what is wider.
-    view()->setMinimumWidth(view()->sizeHintForColumn(0) + 2 * view()->frameWidth());
-    QComboBox::showPopup();
 }
 
 void DropDown::paintEvent(QPaintEvent* /*event*/) {

@@ -15,8 +15,6 @@ public:
     /// Whether each item would have its place as the title.
     [[nodiscard]] bool fits() const;
 
-    void showPopup() override;
-
 protected:
     void paintEvent(QPaintEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
