@@ -12,17 +12,22 @@ import gadgets  # noqa: E402
 import rounds  # noqa: E402
 
 
-def with_cable(program):
-    """The echo's program for a USB cable that is plugged in now, and stays so."""
+def main():
+    echo = next((argument for argument in sys.argv if "/echo_bench" in argument), None)
+    if not echo:
+        rounds.main()
+        return
     gadgets.load_drivers()
     # Not a machine's name, which would make a sweep find one.
     gadget = gadgets.Gadget("cable", slot=5)
-    gadget.plug()
-    port = gadget.client().ports[0]
-    return f"{program} " + shlex.join([port, f"hw:{gadget.near_card()},0", gadget.raw_device])
+    try:
+        gadget.plug()
+        port = gadget.client().ports[0]
+        sys.argv.append(f"{echo} " + shlex.join([port, f"hw:{gadget.near_card()},0",
+                                                 gadget.raw_device]))
+        rounds.main()
+    finally:
+        gadget.remove()
 
 
-echo = next((argument for argument in sys.argv if "/echo_bench" in argument), None)
-if echo:
-    sys.argv.append(with_cable(echo))
-rounds.main()
+main()
