@@ -95,7 +95,8 @@ std::string MessageReading::text() const {
         text += ", ";
         for (const char letter : what)
             text += letter == '_' ? ' ' : letter;
-        text += " " + std::to_string(number);
+        text += ' ';
+        text += std::to_string(number);
     }
     return text;
 }
