@@ -6,8 +6,10 @@ import subprocess
 from pathlib import Path
 
 import sequencer
+import sequencer_node
 import wire
 from keyloftctl import CODE, MESSAGE, SET, WORDS, KeyloftCtl, program
+from sequencer_advice import NO_CLIENT, NO_DRIVER, NO_NODE, NO_PERMISSION
 from until import until
 
 
@@ -91,3 +93,54 @@ class BetweenThem(KeyloftCtl):
             capture_output=True, text=True, timeout=60, check=False)
         self.assertEqual((done.stdout, done.returncode), ("", 4))
         self.assertRegex(done.stderr, "^keyloftctl: .*permission.*/dev/snd/seq.*; .*\n$")
+
+
+class Doctor(KeyloftCtl):
+    """In each trouble with the sequencer, and after what it says is done."""
+
+    def assert_trouble(self, advice, run=None):
+        sentence, remedy = advice.removeprefix("keyloft: ").rstrip("\n").rsplit("; ", 1)
+        output, errors, status = (run or self.run_it)("doctor")
+        self.assertEqual(output, f"problem  sequencer: {sentence}\n"
+                                 f"         What to do: {remedy}\n")
+        self.assertEqual((errors, status), ("", 4))
+
+    def assert_content(self, run=None):
+        output, errors, status = (run or self.run_it)("doctor")
+        self.assertIn("ok       sequencer: /dev/snd/seq is there, has its driver, and you may use "
+                      "it\n", output)
+        self.assertRegex(output, f"\nok       {CODE}: can be set up \\([0-9]+:0\\)\n")
+        self.assertNotIn("problem", output)
+        self.assertEqual((errors, status), ("", 0))
+
+    def test_no_node_and_no_driver(self):
+        sequencer_node.take_away(self)
+        self.assert_trouble(NO_NODE)
+        give_driver_back = sequencer_node.make_node_without_driver(self)
+        self.assert_trouble(NO_DRIVER)
+        give_driver_back()
+        self.machine()
+        self.assert_content()
+
+    def test_no_place_left(self):
+        self.scripted_machine(CODE, f"{CODE} MIDI 1")
+        taken, give_back = sequencer_node.take_all_clients(self)
+        self.assertEqual(len(taken), sequencer_node.PROGRAM_CLIENTS - 1)
+        self.assert_trouble(NO_CLIENT)
+        give_back()
+        self.assert_content()
+
+    def test_no_permission(self):
+        self.scripted_machine(CODE, f"{CODE} MIDI 1")
+        sequencer_node.allow_the_group_only(self)
+        sequencer_node.open_folders_of(program())
+        self.assert_trouble(NO_PERMISSION, self.run_as_nobody)
+        sequencer_node.NODE.chmod(0o666)
+        self.assert_content(self.run_as_nobody)
+
+    def run_as_nobody(self, *arguments):
+        done = subprocess.run(
+            ["setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups", program(),
+             *arguments], capture_output=True, text=True, timeout=60, check=False,
+            env=self.environment)
+        return done.stdout, done.stderr, done.returncode

@@ -2,29 +2,19 @@
 """A sequencer that cannot be used, for each reason that there is, and that can be used later."""
 
 import os
-import shutil
 import subprocess
 import sys
 from pathlib import Path
 
 import command
 import screen_driver
+import sequencer_node
 from scenario import SCRATCH, Scenario
 from sequencer_advice import NO_CLIENT, NO_DRIVER, NO_NODE
 from transcript import Transcript
 from until import until
 
-NODE = Path("/dev/snd/seq")
-DEVICE = os.makedev(116, 1)
-MODULES = ["snd-seq", "snd-seq-midi", "snd-seq-dummy"]
-LOADER = Path("/proc/sys/kernel/modprobe")
 NOBODY = 65534
-PROGRAM_CLIENTS = 64
-
-
-def load():
-    subprocess.run(["modprobe", "-a", *MODULES], check=True)
-    until("the sequencer", NODE.exists)
 
 
 class NoSequencer(Scenario):
@@ -39,9 +29,7 @@ class NoSequencer(Scenario):
         self.assertEqual(screen.new_output(), command.confirmed(printed, code))
 
     def test_no_node_then_no_driver_then_all_is_there_with_the_window_open(self):
-        subprocess.run(["modprobe", "-r", *reversed(MODULES)], check=True)
-        self.addCleanup(load)
-        self.assertFalse(NODE.exists())
+        sequencer_node.take_away(self)
         screen = self.open_screen()
         self.assertEqual(screen.new_output(), Transcript([]).start())
         screen.fill_in(**command.INPUTS)
@@ -51,18 +39,12 @@ class NoSequencer(Scenario):
         self.check_failing_press(screen)
         self.assertEqual(screen.errors(), 3 * NO_NODE)
 
-        # Opening the node would load the driver, if the kernel could.
-        loader = LOADER.read_text()
-        self.addCleanup(LOADER.write_text, loader)
-        LOADER.write_text("/bin/false\n")
-        os.mknod(NODE, 0o20600, DEVICE)
+        give_driver_back = sequencer_node.make_node_without_driver(self)
         self.check_failing_press(screen)
         self.check_failing_press(screen)
         self.assertEqual(screen.errors(), 3 * NO_NODE + 2 * NO_DRIVER)
 
-        NODE.unlink()
-        LOADER.write_text(loader)
-        load()
+        give_driver_back()
         machine = self.machine()
         self.check_working_press(screen, "4AC5F4C4")
         self.assertEqual(screen.errors(), 3 * NO_NODE + 2 * NO_DRIVER)
@@ -72,17 +54,8 @@ class NoSequencer(Scenario):
 
     def test_all_clients_are_taken_and_then_given_back(self):
         machine = self.scripted_machine("4AC6F4C4", "4AC6F4C4 MIDI 1")
-        taken = []
-
-        def give_back():
-            while taken:
-                os.close(taken.pop())
-
-        self.addCleanup(give_back)
-        with self.assertRaises(OSError):
-            while True:
-                taken.append(os.open(NODE, os.O_RDWR))
-        self.assertEqual(len(taken), PROGRAM_CLIENTS - 1)
+        taken, give_back = sequencer_node.take_all_clients(self)
+        self.assertEqual(len(taken), sequencer_node.PROGRAM_CLIENTS - 1)
         screen = self.open_screen()
         self.assertEqual(screen.new_output(), Transcript([]).start())
         screen.fill_in(**command.INPUTS)
@@ -98,19 +71,13 @@ class NoSequencer(Scenario):
 
     def test_an_ordinary_user_may_not_use_it_and_then_may(self):
         machine = self.scripted_machine("4AC6F4C4", "4AC6F4C4 MIDI 1")
-        before = NODE.stat()
-        self.addCleanup(os.chmod, NODE, before.st_mode & 0o777)
-        self.addCleanup(os.chown, NODE, before.st_uid, before.st_gid)
-        NODE.chmod(0o660)
-        shutil.chown(NODE, group="audio")
+        sequencer_node.allow_the_group_only(self)
         folder = SCRATCH / "ordinary"
         folder.mkdir()
         os.chown(folder, NOBODY, NOBODY)
-        # The folders of the program and of this file may be closed to others; in the guest they are
-        # copies, which can be opened.
-        for path in (Path(__file__).resolve(), Path(os.environ["KEYLOFT_E2E_PROGRAM"]).resolve()):
-            for parent in path.parents:
-                parent.chmod(parent.stat().st_mode | 0o005)
+        # The folders of the program and of this file may be closed to others.
+        for path in (__file__, os.environ["KEYLOFT_E2E_PROGRAM"]):
+            sequencer_node.open_folders_of(path)
         output = folder / "user.txt"
         with open(output, "wb") as said:
             user = subprocess.Popen(
@@ -120,7 +87,7 @@ class NoSequencer(Scenario):
         self.addCleanup(user.wait)
         self.addCleanup(user.terminate)
         until("the refusal", lambda: "refused\n" in output.read_text() or user.poll() is not None)
-        NODE.chmod(0o666)
+        sequencer_node.NODE.chmod(0o666)
         self.assertEqual(user.wait(200), 0, output.read_text())
         self.assertEqual(machine.received_bytes(), command.SEQUENCE)
         self.assertEqual(machine.tell("tables"), command.HELD)
