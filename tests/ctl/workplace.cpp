@@ -28,9 +28,11 @@ public:
         for (ssize_t length = 0; (length = pread(descriptor_, room.data(), room.size(), at)) > 0;
              at += length)
             text.append(room.data(), static_cast<std::size_t>(length));
-        text = std::regex_replace(text, std::regex("[0-9]+ ms"), "N ms");
-        return std::regex_replace(text, std::regex("[0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{3}"),
-                                  "TIME");
+        // Reading a pattern takes longer than most commands.
+        static const std::regex milliseconds("[0-9]+ ms");
+        static const std::regex time("[0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{3}");
+        text = std::regex_replace(text, milliseconds, "N ms");
+        return std::regex_replace(text, time, "TIME");
     }
 
 private:
@@ -62,7 +64,7 @@ EmbeddedMachine& TestSystem::add_machine(std::uint32_t code, MachineFaults fault
     return *machines_.back();
 }
 
-CommandResult run_command(const Request& request, TestSystem& system, StopSignals* signals) {
+CommandResult run_command(const Request& request, MidiSystem& system, StopSignals* signals) {
     const Memory printed;
     const Memory said;
     Output output(printed.descriptor());

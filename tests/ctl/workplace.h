@@ -53,5 +53,5 @@ struct CommandResult {
 
 /// Runs a command on a system; in text unless the request says JSON. Times of confirmations are
 /// replaced by "N ms", and times of day by "TIME".
-[[nodiscard]] CommandResult run_command(const Request& request, TestSystem& system,
+[[nodiscard]] CommandResult run_command(const Request& request, MidiSystem& system,
                                         StopSignals* signals = nullptr);

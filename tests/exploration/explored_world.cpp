@@ -188,6 +188,7 @@ void ExploredWorld::plug(Machine& machine) {
     if (machine.reference != 0)
         return;
     (void)machine.firmware.power_cycle();
+    machine.received.clear();
     machine.reference =
         service_.attach(machine.look, [this, &machine](std::span<const std::uint8_t> messages) {
             receive(machine, messages);
@@ -208,6 +209,7 @@ void ExploredWorld::update() {
 }
 
 void ExploredWorld::receive(Machine& machine, std::span<const std::uint8_t> messages) {
+    machine.received.insert(machine.received.end(), messages.begin(), messages.end());
     for (const MachineReply& reply : machine.firmware.receive(messages).replies) {
         if (machine.look.is_source)
             answer(machine, reply);

@@ -82,11 +82,16 @@ public:
     /// Bytes that reached the instrument.
     Bytes strangers_bytes{};
     [[nodiscard]] MIDIObjectRef stranger() const { return stranger_; }
+    /// Bytes that reached the machine since it was plugged in.
+    [[nodiscard]] const Bytes& machines_bytes() const { return machine_.received; }
+    /// What the machine made of them.
+    [[nodiscard]] const Firmware& firmware() const { return machine_.firmware; }
 
 private:
     struct Machine {
         EmbeddedObject look;
         Firmware firmware{};
+        Bytes received{};
         MIDIObjectRef reference = 0; ///< 0: not plugged in
     };
 

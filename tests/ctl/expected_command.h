@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "tests/ctl/command_run.h"
+
+#include <map>
+#include <string>
+
+/// The expected outcome of a command, worked out from what the service answered and what the
+/// machines sent.
+class ExpectedCommand {
+public:
+    explicit ExpectedCommand(const CommandRun& run)
+        : journal_(run.journal()), times_(run.times()) {}
+
+    void list();
+    /// set, with `save` behind it if the mapping is confirmed; or the save command alone.
+    void set(bool save);
+    void save();
+    void watch();
+
+    ExitStatus status = ExitStatus::done;
+    std::string output{};
+    std::string errors{};
+    /// The refusal is only part of a sentence about the machines.
+    bool errors_are_part = false;
+    bool all_sent = true;                ///< no send failed
+    std::vector<std::string> messages{}; ///< lines of watch beside `output`, which has the others
+
+private:
+    using Time = std::chrono::microseconds;
+
+    /// The ports of one code.
+    struct Ports {
+        std::vector<MIDIObjectRef> sources{};
+        std::vector<MIDIObjectRef> destinations{};
+        std::string name{}; ///< of the first destination, else of the first source
+        bool is_online = true;
+    };
+    using Machines = std::map<std::string, Ports>;
+
+    /// When an echo of one attempt counts.
+    struct Window {
+        Time opens;
+        Time closes;
+    };
+
+    /// What happens to one message.
+    struct Course {
+        Bytes message;
+        std::vector<Window> windows{}; ///< of the attempts whose message was sent
+        Time end{0};
+        OSStatus failure = 0; ///< the first that a send returned
+        bool is_cut_off = false;
+    };
+
+    [[nodiscard]] Machines look_around();
+    void note(Machines& machines, StepKind list, const Event& query) const;
+    [[nodiscard]] static setup::Obstacle obstacle(const Ports& ports);
+    [[nodiscard]] bool choose();
+    [[nodiscard]] bool connect();
+    [[nodiscard]] bool exchange(const std::string& words, const Bytes& message);
+    [[nodiscard]] bool attempt(Course& course);
+    [[nodiscard]] unsigned confirming_attempt(const Course& course) const;
+    [[nodiscard]] std::string reason(const Course& course) const;
+    [[nodiscard]] std::vector<std::pair<Time, Bytes>> arrivals() const;
+    [[nodiscard]] bool comes(StepKind kind);
+    [[nodiscard]] bool is_heard(std::size_t emission) const;
+    void update_watched(std::map<MIDIObjectRef, std::string>& known);
+
+    const std::vector<Event>& journal_;
+    const std::vector<Time>& times_;
+    std::size_t at_ = 0;
+    MIDIObjectRef source_ = 0;
+    OSStatus gone_ = 0; ///< why nothing can be sent any more
+};
