@@ -17,8 +17,8 @@ void wait_readable(std::span<pollfd> descriptors, std::optional<Time> until) {
     if (until) {
         const Duration left = std::max(*until - steady_now(), Duration::zero());
         const auto seconds = std::chrono::floor<std::chrono::seconds>(left);
-        rest.tv_sec = seconds.count();
-        rest.tv_nsec = (left - seconds).count();
+        rest.tv_sec = static_cast<std::time_t>(seconds.count());
+        rest.tv_nsec = static_cast<long>((left - seconds).count());
     }
     if (ppoll(descriptors.data(), descriptors.size(), until ? &rest : nullptr, nullptr) < 0) {
         for (pollfd& entry : descriptors)
