@@ -7,13 +7,13 @@
 #include <QString>
 #include <functional>
 
-// Typed handles of the pictures and colours that are compiled into the program. A bundle is the
-// folder of the compiled-in resources that they lie in.
+// The pictures and colours that are compiled into the program, by name. A bundle is a folder of
+// compiled-in files.
 
-/// The bundle of this program's own resources. Any thread.
+/// The folder with this program's own files. Any thread.
 [[nodiscard]] const QString& resourceBundle();
 
-/// Names one picture, `<bundle>/<name>.svg`.
+/// The name of a picture: the file is `<bundle>/<name>.svg`.
 struct ImageResource {
     QString name;
     QString bundle;
@@ -23,7 +23,8 @@ struct ImageResource {
     [[nodiscard]] static const ImageResource& hardware();
 };
 
-/// Names one colour, `<bundle>/<name>.color`, a file that holds the colour's name. There are none.
+/// The name of a colour: the file `<bundle>/<name>.color` holds it as text, such as "#d6303d". This
+/// program has no such file.
 struct ColorResource {
     QString name;
     QString bundle;
@@ -39,15 +40,16 @@ struct std::hash<ColorResource> {
     std::size_t operator()(const ColorResource& resource) const noexcept;
 };
 
-/// The picture as large as fits into `size` without distortion, drawn for a screen with `ratio`
-/// pixels to the point; its device pixel ratio is set to that. Null when there is no such picture.
+/// Draws the picture as large as fits into `size` (points) without distortion. `ratio` is the
+/// screen's pixels per point, and becomes the pixmap's device pixel ratio. Returns a null pixmap if
+/// there is no such picture. The window's thread only.
 [[nodiscard]] QPixmap toolkit_image(const ImageResource& resource, QSize size, qreal ratio);
 
-/// The colour; an invalid one when there is no such colour.
+/// Reads the colour. Returns an invalid one if there is no such file. Any thread.
 [[nodiscard]] QColor toolkit_color(const ColorResource& resource);
 
-/// The picture at its own size. Ends the program when there is no such picture.
+/// Draws the picture at its own size, in pixels. Ends the program if there is no such picture.
 [[nodiscard]] QImage platform_image(const ImageResource& resource);
 
-/// The colour. Ends the program when there is no such colour.
+/// Reads the colour. Ends the program if there is no such file.
 [[nodiscard]] QColor platform_color(const ColorResource& resource);

@@ -13,7 +13,7 @@
 
 namespace {
 
-/// One item of a menu.
+/// A menu's item, for screen readers and other programs on the accessibility bus.
 class ItemAccessible final : public QAccessibleInterface, public QAccessibleActionInterface {
 public:
     ItemAccessible(DropDown* menu, int index) : menu_(menu), index_(index) {}
@@ -70,7 +70,9 @@ private:
     int index_;
 };
 
-/// A menu. Its choice is also its text: on the accessibility bus only numbers have a value.
+/// A menu and its items. Qt's own combo box has no items there before the menu was opened for the
+/// first time, and they cannot be pressed. The choice is the menu's text as well as its value,
+/// because the bus passes on only values that are numbers.
 class MenuAccessible final : public QAccessibleWidget, public QAccessibleTextInterface {
 public:
     explicit MenuAccessible(DropDown* menu) : QAccessibleWidget(menu, QAccessible::ComboBox) {
@@ -156,9 +158,7 @@ private:
     std::vector<QAccessible::Id> items_{};
 };
 
-/// An interface that makes a menu readable and operable: a combo box whose value is its choice and
-/// whose children are its items, which a press chooses. Qt's own has the items only once the menu
-/// was opened, and no press on them.
+/// The interface of a menu, which also tells of each new choice.
 QAccessibleInterface* new_menu_accessible(DropDown* menu) {
     auto* accessible = new MenuAccessible(menu);
     QObject::connect(menu, &QComboBox::currentIndexChanged, menu, [menu](int index) {
