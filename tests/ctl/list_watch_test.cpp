@@ -92,7 +92,7 @@ protected:
         request.command = Command::watch;
         thread_ = std::thread([this, request] {
             Output output(ends_[1]);
-            Output errors(STDERR_FILENO);
+            Output errors(errors_);
             const auto report = text_report(output, false);
             Workplace place{.system = system_,
                             .report = *report,
@@ -118,11 +118,16 @@ protected:
         ends_[0] = -1;
     }
 
-    /// The next line, without the time in front.
-    std::string line() {
+    static std::string read_line(int descriptor) {
         std::string text;
-        for (char letter = 0; read(ends_[0], &letter, 1) == 1 && letter != '\n';)
+        for (char letter = 0; read(descriptor, &letter, 1) == 1 && letter != '\n';)
             text += letter;
+        return text;
+    }
+
+    /// The report's next line, without the time in front.
+    std::string line() {
+        const std::string text = read_line(ends_[0]);
         return text.size() > 14 ? text.substr(14) : text;
     }
 
@@ -130,6 +135,7 @@ protected:
     Watchdog watchdog_{std::chrono::seconds(60)};
     TestSystem system_;
     std::array<int, 2> ends_{};
+    int errors_ = STDERR_FILENO;
     ExitStatus status_ = ExitStatus::unconfirmed;
     std::thread thread_;
 };
@@ -160,6 +166,48 @@ TEST_F(WatchCommand, SaysWhoComesAndGoes) {
     machine.plug();
     EXPECT_EQ(line(), "4AC5F4C4  is there, ?");
     end();
+}
+
+TEST_F(WatchCommand, WaitsWhereNoMachineIsThereYet) {
+    EmbeddedMachine& machine = system_.add_machine(code);
+    machine.unplug();
+    std::array<int, 2> errors{};
+    ASSERT_EQ(pipe(errors.data()), 0);
+    errors_ = errors[1];
+    start();
+    EXPECT_EQ(read_line(errors[0]), "keyloftctl: no machine is there yet; waiting for one");
+    machine.plug();
+    EXPECT_EQ(line(), "4AC5F4C4  is there, ?");
+    end();
+    for (const int each : errors)
+        close(each);
+}
+
+TEST_F(WatchCommand, ListensToTheOthersWhenOneGoes) {
+    const MIDIObjectRef first = system_.attach({.name = "4AC0F4C4 MIDI 1"});
+    EmbeddedMachine& second = system_.add_machine(code);
+    start();
+    EXPECT_EQ(line(), "4AC0F4C4  is there, 24:0");
+    EXPECT_EQ(line(), "4AC5F4C4  is there, 25:0");
+    second.unplug();
+    EXPECT_EQ(line(), "4AC5F4C4  has gone, 25:0");
+    system_.backend().emit(first, std::vector<std::uint8_t>{0xC0, 5}, std::chrono::microseconds(0));
+    EXPECT_EQ(line(), "4AC0F4C4  Program Change, channel 1, program 5");
+    end();
+    EXPECT_EQ(line(), "");
+}
+
+TEST_F(WatchCommand, ListensToTheNamedPortWhateverItIsCalled) {
+    const MIDIObjectRef other = system_.attach({.name = "4AC5F4C4 MIDI 1"});
+    const MIDIObjectRef named = system_.attach({.name = "Merge Box"});
+    start({.machine = MachineChoice{.code = code, .port = setup::PortAddress{25, 0}}});
+    EXPECT_EQ(line(), "4AC5F4C4  is there, 25:0");
+    for (const MIDIObjectRef source : {other, named})
+        system_.backend().emit(source, std::vector<std::uint8_t>{0xC0, 5},
+                               std::chrono::microseconds(0));
+    EXPECT_EQ(line(), "4AC5F4C4  Program Change, channel 1, program 5");
+    end();
+    EXPECT_EQ(line(), "");
 }
 
 TEST_F(WatchCommand, ListensToTheNamedMachineAlone) {

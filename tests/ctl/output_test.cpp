@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "ctl/output.h"
+#include "ctl/report.h"
 
 #include <gtest/gtest.h>
 
@@ -45,6 +46,16 @@ TEST_F(OutputTest, WritesEachLineAtOnce) {
     output.line("three");
     EXPECT_EQ(read_some(), "\nthree\n");
     EXPECT_EQ(output.error(), 0);
+}
+
+TEST_F(OutputTest, IsColouredWhereThatIsWanted) {
+    Output output(ends_[1]);
+    text_report(output, true)
+        ->finding({Finding::Level::problem, "lock", "there is none", "make one"});
+    EXPECT_EQ(read_some(), "\x1b[1;31mproblem\x1b[0m  lock: there is none\n"
+                           "         What to do: make one\n");
+    text_report(output, false)->finding({Finding::Level::ok, "lock", "it is there"});
+    EXPECT_EQ(read_some(), "ok       lock: it is there\n");
 }
 
 TEST_F(OutputTest, RemembersThatTheReaderHasGone) {

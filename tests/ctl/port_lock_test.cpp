@@ -1,21 +1,19 @@
 // SPDX-License-Identifier: MIT
 #include "ctl/port_lock.h"
 
+#include "tests/ctl/workplace.h"
+
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
-/// A folder of its own, and another process that takes a lock in it and keeps it.
+/// A folder of its own.
 class PortLockTest : public testing::Test {
 protected:
     PortLockTest() {
@@ -23,40 +21,9 @@ protected:
             (std::filesystem::temp_directory_path() / "port-lock-XXXXXX").string();
         folder_ = mkdtemp(pattern.data());
     }
-    ~PortLockTest() override {
-        end_other();
-        std::filesystem::remove_all(folder_);
-    }
-
-    void let_other_take(const std::string& address) {
-        std::array<int, 2> ends{};
-        ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-        other_ = fork();
-        ASSERT_GE(other_, 0);
-        if (other_ == 0) {
-            const PortLock lock(folder_, address);
-            const char answer = lock.is_held() ? 'y' : 'n';
-            if (write(ends[1], &answer, 1) == 1)
-                pause();
-            _exit(0);
-        }
-        char answer = 0;
-        ASSERT_EQ(read(ends[0], &answer, 1), 1);
-        EXPECT_EQ(answer, 'y');
-        close(ends[0]);
-        close(ends[1]);
-    }
-
-    void end_other() {
-        if (other_ <= 0)
-            return;
-        kill(other_, SIGKILL);
-        EXPECT_EQ(waitpid(other_, nullptr, 0), other_);
-        other_ = 0;
-    }
+    ~PortLockTest() override { std::filesystem::remove_all(folder_); }
 
     std::string folder_;
-    pid_t other_ = 0;
 };
 
 TEST_F(PortLockTest, IsTakenWhereNobodyHasIt) {
@@ -67,22 +34,21 @@ TEST_F(PortLockTest, IsTakenWhereNobodyHasIt) {
 }
 
 TEST_F(PortLockTest, IsRefusedWhileAnotherProcessHasItAndNamesThatProcess) {
-    let_other_take("24:0");
+    const LockHolder other(folder_, "24:0");
     const PortLock lock(folder_, "24:0");
     EXPECT_FALSE(lock.is_held());
-    EXPECT_EQ(lock.holder(), other_);
+    EXPECT_EQ(lock.holder(), other.process());
     EXPECT_EQ(lock.error(), 0);
 }
 
 TEST_F(PortLockTest, IsForOnePortOnly) {
-    let_other_take("24:0");
+    const LockHolder other(folder_, "24:0");
     EXPECT_TRUE(PortLock(folder_, "24:1").is_held());
     EXPECT_TRUE(PortLock(folder_, "240").is_held());
 }
 
 TEST_F(PortLockTest, IsFreeWhenItsProcessIsKilled) {
-    let_other_take("24:0");
-    end_other();
+    { const LockHolder other(folder_, "24:0"); }
     EXPECT_TRUE(PortLock(folder_, "24:0").is_held());
 }
 

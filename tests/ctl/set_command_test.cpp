@@ -4,6 +4,7 @@
 #include "tests/support/sequence.h"
 #include "tests/support/watchdog.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -14,6 +15,7 @@
 namespace {
 
 using protocol::MessageType;
+using testing::HasSubstr;
 
 constexpr std::uint32_t code = 0x4AC5F4C4;
 const protocol::KeyMapping mapping{.part = 12, .channel = 1, .controller = 7};
@@ -98,6 +100,10 @@ TEST_F(SetCommand, IsNotFooledByALoop) {
                                      "returns whatever it is sent, such as a loop-back cable or a "
                                      "through port\n");
     EXPECT_EQ(result.status, ExitStatus::unconfirmed);
+    Request request = set_request();
+    request.json = true;
+    EXPECT_THAT(run_command(request, system_).output,
+                HasSubstr("\"result\":\"unconfirmed\",\"reason\":\"everything_came_back\""));
 }
 
 TEST_F(SetCommand, SaysWhyNothingWasSent) {
@@ -105,6 +111,11 @@ TEST_F(SetCommand, SaysWhyNothingWasSent) {
     const CommandResult result = run_command(set_request(), system_);
     EXPECT_EQ(result.output, words + "not sent: Device or resource busy\n");
     EXPECT_EQ(result.status, ExitStatus::unconfirmed);
+    Request request = set_request();
+    request.json = true;
+    EXPECT_THAT(run_command(request, system_).output,
+                HasSubstr("\"result\":\"not_sent\",\"reason\":\"failed\",\"error\":" +
+                          std::to_string(EBUSY)));
 }
 
 TEST_F(SetCommand, SaysThatTheMachineHasGone) {
@@ -208,6 +219,20 @@ TEST_F(SetCommand, NamesTheWindowAndWhoHearsTheEcho) {
     EXPECT_EQ(result.status, ExitStatus::done);
 }
 
+TEST_F(SetCommand, SendsNothingWhileAnotherProcessHasTheLock) {
+    const EmbeddedMachine& machine = system_.add_machine(code);
+    {
+        const LockHolder other(folder_, "24:0");
+        const CommandResult result = run_command(set_request(), system_);
+        EXPECT_EQ(result.output, "");
+        EXPECT_EQ(result.errors, "keyloftctl: 24:0 is in use by another keyloftctl (process " +
+                                     std::to_string(other.process()) + ")\n");
+        EXPECT_EQ(result.status, ExitStatus::no_machine);
+        EXPECT_TRUE(machine.received().empty());
+    }
+    EXPECT_EQ(run_command(set_request(), system_).status, ExitStatus::done);
+}
+
 TEST_F(SetCommand, WarnsWhereThereCanBeNoLock) {
     system_.add_machine(code);
     unsetenv("XDG_RUNTIME_DIR");
@@ -261,6 +286,11 @@ TEST_F(StoppedSetCommand, SendsNothingWhenTheSignalComesFirst) {
     const CommandResult result = run_command(set_request(), system_, &signals_);
     EXPECT_EQ(result.output, words + "not sent: stopped before\n");
     EXPECT_EQ(result.stopped_by, SIGINT);
+    kill(getpid(), SIGINT);
+    Request request = set_request();
+    request.json = true;
+    EXPECT_THAT(run_command(request, system_, &signals_).output,
+                HasSubstr("\"result\":\"not_sent\",\"reason\":\"stopped\""));
     EXPECT_TRUE(received_.empty());
 }
 

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace {
@@ -12,6 +14,13 @@ namespace {
 bool is_readable(int descriptor) {
     pollfd polled{.fd = descriptor, .events = POLLIN, .revents = 0};
     return poll(&polled, 1, 0) == 1;
+}
+
+void expect_none_held_back() {
+    sigset_t held{};
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &held), 0);
+    EXPECT_EQ(sigismember(&held, SIGINT), 0);
+    EXPECT_EQ(sigismember(&held, SIGTERM), 0);
 }
 
 TEST(StopSignals, AreKeptUntilSomebodyLooks) {
@@ -61,10 +70,19 @@ TEST(StopSignals, EndTheProgramAsIfTheyHadNeverBeenHeldBack) {
 
 TEST(StopSignals, AreAsBeforeAtTheEnd) {
     { const StopSignals signals; }
-    sigset_t held{};
-    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &held), 0);
-    EXPECT_EQ(sigismember(&held, SIGINT), 0);
-    EXPECT_EQ(sigismember(&held, SIGTERM), 0);
+    expect_none_held_back();
+}
+
+TEST(StopSignals, AreNotHeldBackWhereNoDescriptorIsLeft) {
+    for (const int each : {SIGINT, SIGTERM})
+        (void)signal(each, SIG_DFL);
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    EXPECT_THROW({ const StopSignals signals; }, std::system_error);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    expect_none_held_back();
 }
 
 } // namespace

@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "tests/ctl/workplace.h"
 
+#include "ctl/port_lock.h"
+
 #include <array>
+#include <csignal>
+#include <fcntl.h>
 #include <regex>
 #include <stdexcept>
 #include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -62,6 +67,31 @@ EmbeddedMachine& TestSystem::add_machine(std::uint32_t code, MachineFaults fault
     machines_.push_back(std::make_unique<EmbeddedMachine>(backend_, code, faults));
     ports_.push_back(machines_.back()->reference());
     return *machines_.back();
+}
+
+LockHolder::LockHolder(const std::string& folder, const std::string& address) : process_(-1) {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0)
+        throw std::runtime_error("no pipe");
+    process_ = fork();
+    if (process_ == 0) {
+        const PortLock lock(folder, address);
+        const char answer = lock.is_held() ? 'y' : 'n';
+        if (write(ends[1], &answer, 1) == 1)
+            pause();
+        _exit(0);
+    }
+    close(ends[1]);
+    char answer = 'n';
+    const bool answered = process_ > 0 && read(ends[0], &answer, 1) == 1;
+    close(ends[0]);
+    if (!answered || answer != 'y')
+        throw std::runtime_error("another process did not get the lock");
+}
+
+LockHolder::~LockHolder() {
+    kill(process_, SIGKILL);
+    (void)waitpid(process_, nullptr, 0);
 }
 
 CommandResult run_command(const Request& request, MidiSystem& system, StopSignals* signals) {

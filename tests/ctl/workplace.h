@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 /// The embedded service as a computer's MIDI system: what would come from the sequencer is said by
@@ -41,6 +42,21 @@ private:
     EmbeddedBackend backend_;
     std::vector<MIDIObjectRef> ports_{};
     std::vector<std::unique_ptr<EmbeddedMachine>> machines_{};
+};
+
+/// Another process that takes the lock for a port and keeps it until this is destroyed.
+class LockHolder {
+public:
+    /// Throws when it cannot be started or does not get the lock.
+    LockHolder(const std::string& folder, const std::string& address);
+    ~LockHolder();
+    LockHolder(const LockHolder&) = delete;
+    LockHolder& operator=(const LockHolder&) = delete;
+
+    [[nodiscard]] pid_t process() const { return process_; }
+
+private:
+    pid_t process_;
 };
 
 /// What a command printed and ended with.
