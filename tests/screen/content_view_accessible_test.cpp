@@ -118,6 +118,94 @@ TEST_F(ContentViewAccessible, AMenuOpensAndClosesByItsAction) {
     EXPECT_TRUE(QTest::qWaitFor([menu] { return menu->state().collapsed; }));
 }
 
+TEST_F(ContentViewAccessible, AMenusOtherActionsAreAWidgets) {
+    open_screen();
+    QAccessibleActionInterface* menu =
+        get(QAccessible::ComboBox, u"消息类型(Message Type)："_s)->actionInterface();
+    const QString focus = QAccessibleActionInterface::setFocusAction();
+    EXPECT_EQ(menu->actionNames(),
+              (QStringList{QAccessibleActionInterface::showMenuAction(), focus}));
+    ASSERT_FALSE(type_menu()->hasFocus());
+    menu->doAction(focus);
+    EXPECT_TRUE(type_menu()->hasFocus());
+    EXPECT_FALSE(type_menu()->view()->isVisible());
+}
+
+TEST_F(ContentViewAccessible, AMenusTextCanOnlyBeRead) {
+    open_screen();
+    QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
+    QAccessibleTextInterface* text = menu->textInterface();
+    text->addSelection(0, 7);
+    text->setSelection(0, 0, 7);
+    text->setCursorPosition(3);
+    text->scrollToSubstring(0, 7);
+    text->removeSelection(0);
+    EXPECT_EQ(text->selectionCount(), 0);
+    int start = -1;
+    int end = -1;
+    text->selection(0, &start, &end);
+    EXPECT_EQ(start, 0);
+    EXPECT_EQ(end, 0);
+    EXPECT_EQ(text->cursorPosition(), 0);
+    EXPECT_EQ(text->attributes(3, &start, &end), QString());
+    EXPECT_EQ(start, 0);
+    EXPECT_EQ(end, 14) << "one run of text, from the first character to the last";
+    EXPECT_EQ(text->characterRect(3), menu->rect());
+    EXPECT_EQ(text->offsetAtPoint(menu->rect().center()), -1);
+    EXPECT_EQ(type_menu()->currentText(), u"Control Change"_s);
+}
+
+TEST_F(ContentViewAccessible, AnItemIsALeaf) {
+    open_screen();
+    QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
+    QAccessibleInterface* item = menu->child(1);
+    EXPECT_EQ(item->childCount(), 0);
+    EXPECT_EQ(item->child(0), nullptr);
+    EXPECT_EQ(item->childAt(0, 0), nullptr);
+    EXPECT_EQ(item->indexOfChild(menu), -1);
+    EXPECT_EQ(item->object(), nullptr);
+    EXPECT_EQ(item->textInterface(), nullptr);
+    EXPECT_EQ(
+        item->actionInterface()->keyBindingsForAction(QAccessibleActionInterface::pressAction()),
+        QStringList());
+    item->setText(QAccessible::Name, u"Other"_s);
+    EXPECT_EQ(name(item), u"Note Off"_s);
+    EXPECT_EQ(item->text(QAccessible::Description), QString());
+    EXPECT_TRUE(item->rect().isEmpty()) << "its menu is closed";
+    EXPECT_TRUE(item->state().offscreen);
+
+    EXPECT_EQ(menu->focusChild(), nullptr);
+    EXPECT_EQ(menu->indexOfChild(menu), -1);
+    EXPECT_EQ(menu->childAt(menu->rect().center().x(), menu->rect().center().y()), nullptr);
+}
+
+TEST_F(ContentViewAccessible, OnlyAPressOnAnEnabledMenusItemChooses) {
+    open_screen();
+    QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
+    menu->child(1)->actionInterface()->doAction(QAccessibleActionInterface::showMenuAction());
+    EXPECT_EQ(screen->state().message_type_menu_string, "Control Change");
+    type_menu()->setEnabled(false);
+    press(menu->child(1));
+    menu->actionInterface()->doAction(QAccessibleActionInterface::showMenuAction());
+    EXPECT_EQ(screen->state().message_type_menu_string, "Control Change");
+    EXPECT_TRUE(menu->child(1)->state().disabled);
+    EXPECT_TRUE(menu->state().collapsed);
+}
+
+TEST_F(ContentViewAccessible, AnItemThatItsMenuHasNoLongerIsInvalid) {
+    open_screen();
+    QAccessibleInterface* item =
+        get(QAccessible::ComboBox, u"消息类型(Message Type)："_s)->child(3);
+    ASSERT_TRUE(item->isValid());
+    type_menu()->removeItem(3);
+    EXPECT_FALSE(item->isValid());
+    EXPECT_TRUE(item->state().invalid);
+    EXPECT_EQ(name(item), QString());
+    EXPECT_TRUE(item->rect().isEmpty());
+    press(item);
+    EXPECT_EQ(screen->state().message_type_menu_string, "Control Change");
+}
+
 TEST_F(ContentViewAccessible, TheWholeJobGoesThroughTheTree) {
     EmbeddedMachine machine(service, machine_5);
     open_screen();

@@ -207,21 +207,25 @@ TEST_F(Shell, TheScenePhaseIsTheEnvironments) {
 
 using ShellDeathTest = Shell;
 
-/// Runs the application, makes an entry that ends it, reads the last dialog out on standard error
-/// and presses its button.
+/// When the last dialog has come, reads it out on standard error and presses its button.
+void press_the_last_dialog() {
+    QTimer::singleShot(0, qApp, [] {
+        auto* dialog = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        std::fprintf(stderr, "dialog %d %s|%s|\n", dialog->icon(),
+                     dialog->text().toUtf8().constData(),
+                     dialog->informativeText().toUtf8().constData());
+        dialog->buttons().front()->click();
+    });
+}
+
+/// Runs the application and makes an entry that ends it.
 void enter_and_end(const char* field, const QString& entry) {
     char name[] = "keyloft";
     char* arguments[] = {name, nullptr};
     keyloftApp().run(1, arguments, [&](ContentView& screen) {
         QTimer::singleShot(0, &screen, [&] {
             screen.findChild<QLineEdit*>(QString::fromLatin1(field))->setText(entry);
-            QTimer::singleShot(0, &screen, [] {
-                auto* dialog = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-                std::fprintf(stderr, "dialog %d %s|%s|\n", dialog->icon(),
-                             dialog->text().toUtf8().constData(),
-                             dialog->informativeText().toUtf8().constData());
-                dialog->buttons().front()->click();
-            });
+            press_the_last_dialog();
             screen.findChild<QPushButton*>(u"apply_button"_s)->click();
             std::fprintf(stderr, "it went on\n");
         });
@@ -253,6 +257,17 @@ TEST_F(ShellDeathTest, AWrongEntryIsNamedBeforeTheProgramEnds) {
                 because_of("控制器号有误:请填写 0 到 127 的整数,用半角数字。\n"
                            "The controller number is wrong: it has to be a whole number from "
                            "0 to 127, in plain digits."));
+}
+
+TEST_F(ShellDeathTest, AFaultOfTheProgramIsNotCalledAnEntry) {
+    const auto miss_a_picture = [] {
+        run([](ContentView&) {
+            press_the_last_dialog();
+            (void)platform_image({u"software"_s, resourceBundle()});
+        });
+    };
+    EXPECT_EXIT(miss_a_picture(), testing::KilledBySignal(SIGABRT),
+                because_of("程序内部出错。\nSomething went wrong inside the program."));
 }
 
 TEST_F(ShellDeathTest, WithoutAWindowTheProgramEndsAtOnce) {
