@@ -39,5 +39,5 @@ endfunction()
 
 if(KEYLOFT_VARIANT STREQUAL "coverage")
   keyloft_part(coverage_at_end ${PROJECT_SOURCE_DIR}/tests/support/coverage_at_end.cpp)
-  target_link_options(coverage_at_end INTERFACE -Wl,--wrap=abort,--wrap=_exit)
+  target_link_options(coverage_at_end INTERFACE -Wl,--wrap=abort,--wrap=_exit,--wrap=_Exit)
 endif()
