@@ -69,7 +69,7 @@ EmbeddedMachine& TestSystem::add_machine(std::uint32_t code, MachineFaults fault
     return *machines_.back();
 }
 
-LockHolder::LockHolder(const std::string& folder, const std::string& address) : process_(-1) {
+LockHolder::LockHolder(const std::string& folder, const std::string& address) {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
         throw std::runtime_error("no pipe");

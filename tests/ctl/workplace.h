@@ -56,7 +56,7 @@ public:
     [[nodiscard]] pid_t process() const { return process_; }
 
 private:
-    pid_t process_;
+    pid_t process_ = -1;
 };
 
 /// What a command printed and ended with.
