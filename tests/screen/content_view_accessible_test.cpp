@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/screen/screen_fixture.h"
 
+#include <QAbstractItemView>
 #include <QAccessible>
 
 namespace {

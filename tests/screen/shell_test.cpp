@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <gmock/gmock.h>
 #include <stdio_ext.h>
 
 namespace {
