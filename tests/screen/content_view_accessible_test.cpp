@@ -103,6 +103,9 @@ TEST_F(ContentViewAccessible, AMenusChoiceIsItsTextToo) {
     EXPECT_EQ(text->text(5, 8), u"Off"_s);
     EXPECT_TRUE(menu->child(1)->state().selected);
     EXPECT_FALSE(menu->child(2)->state().selected);
+    type_menu()->setCurrentIndex(-1);
+    EXPECT_EQ(text->characterCount(), 0);
+    EXPECT_FALSE(menu->child(1)->state().selected);
 }
 
 TEST_F(ContentViewAccessible, AMenuOpensAndClosesByItsAction) {
