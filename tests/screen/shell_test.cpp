@@ -206,7 +206,12 @@ TEST_F(Shell, TheScenePhaseIsTheEnvironments) {
     });
 }
 
-using ShellDeathTest = Shell;
+/// The program that ends starts anew: in a fork the service has no receive thread, but the locks
+/// that this one held.
+class ShellDeathTest : public Shell {
+protected:
+    ShellDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
 
 /// When the last dialog has come, reads it out on standard error and presses its button.
 void press_the_last_dialog() {
