@@ -2,13 +2,16 @@
 """The installed keyloftctl, as scenarios run it."""
 
 import os
+import queue
 import re
 import subprocess
+import threading
 from pathlib import Path
 
 import wire
 from gadgets import CODES
 from scenario import SCRATCH, Scenario
+from until import PATIENCE
 
 SET = ("set", "12", "cc", "1", "7")
 WORDS = "part 12: Control Change, channel 1, controller 7  "
@@ -20,6 +23,24 @@ CODE = CODES[5]
 
 def program():
     return Path(os.environ["KEYLOFT_E2E_PROGRAM"]).with_name("keyloftctl")
+
+
+class Lines:
+    """What a program writes, line by line: one that never comes is a failure, not a halt."""
+
+    def __init__(self, stream):
+        self._lines = queue.Queue()
+        threading.Thread(target=self._read, args=(stream,), daemon=True).start()
+
+    def _read(self, stream):
+        try:
+            for line in stream:
+                self._lines.put(line)
+        except ValueError:
+            pass  # the test is over and has closed it
+
+    def next(self):
+        return self._lines.get(timeout=PATIENCE)
 
 
 class KeyloftCtl(Scenario):

@@ -10,7 +10,7 @@ import screen_driver
 import sequencer
 import wire
 from gadgets import CODES
-from keyloftctl import CODE, MAPPING, MESSAGE, SET, WORDS, KeyloftCtl
+from keyloftctl import CODE, MAPPING, MESSAGE, SET, WORDS, KeyloftCtl, Lines
 from scenario import SCRATCH
 from until import until
 
@@ -89,19 +89,19 @@ class OneMachine(KeyloftCtl):
 
     def test_watch_sees_machines_come_and_go_and_what_they_send(self):
         watch = self.start("watch", "--json")
-        self.assertEqual(watch.stderr.readline(), "keyloftctl: no machine is there yet; waiting for "
-                                                  "one\n")
+        lines, notes = Lines(watch.stdout), Lines(watch.stderr)
+        self.assertEqual(notes.next(), "keyloftctl: no machine is there yet; waiting for one\n")
         machine = self.machine()
-        presence = json.loads(watch.stdout.readline())
+        presence = json.loads(lines.next())
         self.assertEqual((presence["kind"], presence["machine"], presence["present"]),
                          ("presence", CODE, True))
         self.assertEqual(self.run_it(*SET)[2], 0)
-        echo = json.loads(watch.stdout.readline())
+        echo = json.loads(lines.next())
         self.assertEqual((echo["kind"], echo["machine"], echo["bytes"]),
                          ("message", CODE, "B0 07 0C"))
         machine.power_cycle()
         for present in (False, True):
-            self.assertEqual(json.loads(watch.stdout.readline())["present"], present)
+            self.assertEqual(json.loads(lines.next())["present"], present)
         watch.send_signal(signal.SIGINT)
         self.assertEqual(watch.wait(60), 0)
 
