@@ -68,17 +68,18 @@ void add_destinations(Machines& machines, const AddressOf& address_of) {
     }
 }
 
-void add_devices(Machines& machines) {
+/// Those whose names begin with a code.
+std::vector<std::pair<std::uint32_t, Device>> coded_devices() {
+    std::vector<std::pair<std::uint32_t, Device>> devices;
     const ItemCount count = MIDIGetNumberOfDevices();
     for (ItemCount i = 0; i < count; ++i) {
         const MIDIDeviceRef device = MIDIGetDevice(i);
         std::string name = text_of(device, kMIDIPropertyName);
-        const auto code = code_in(name);
-        if (const auto machine = code ? machines.find(*code) : machines.end();
-            machine != machines.end())
-            machine->second.devices.push_back(
-                {.name = std::move(name), .model = text_of(device, kMIDIPropertyModel)});
+        if (const auto code = code_in(name))
+            devices.emplace_back(*code, Device{.name = std::move(name),
+                                               .model = text_of(device, kMIDIPropertyModel)});
     }
+    return devices;
 }
 
 /// The source that belongs to the port at `address`: the one there, else the only one of its
@@ -157,10 +158,16 @@ Obstacle Machine::obstacle() const {
 }
 
 std::vector<Machine> list_machines(const AddressOf& address_of) {
+    // Each count takes the announcements of all three lists. The sources come last, so that whoever
+    // waits for a machine to be heard is told of one that has come since.
     Machines machines;
-    add_sources(machines, address_of);
+    auto devices = coded_devices();
     add_destinations(machines, address_of);
-    add_devices(machines);
+    add_sources(machines, address_of);
+    for (auto& [code, device] : devices) {
+        if (const auto machine = machines.find(code); machine != machines.end())
+            machine->second.devices.push_back(std::move(device));
+    }
     std::vector<Machine> list;
     list.reserve(machines.size());
     for (auto& [code, machine] : machines) {

@@ -72,7 +72,7 @@ void ExpectedCommand::note(Machines& machines, StepKind list, const Event& query
 /// What one pass over the lists shows.
 ExpectedCommand::Machines ExpectedCommand::look_around() {
     Machines machines;
-    StepKind list = StepKind::sources;
+    StepKind list = StepKind::devices;
     unsigned counts = 0;
     for (; at_ < journal_.size(); ++at_) {
         const Event& event = journal_[at_];
@@ -327,7 +327,7 @@ void ExpectedCommand::watch() {
     std::map<MIDIObjectRef, std::string> known;
     bool is_first = true;
     while (at_ < journal_.size()) {
-        if (is_first || comes(StepKind::sources)) {
+        if (is_first || comes(StepKind::devices)) {
             update_watched(known);
             if (is_first && known.empty())
                 errors += "keyloftctl: no machine is there yet; waiting for one\n";
