@@ -185,7 +185,7 @@ def _add(samples, name, figures):
 
 
 def _install(build, folder):
-    """Installs ours as a package does: with the icons that a window looks for, and their cache."""
+    """Installs ours as a package does: with its icons, and their cache."""
     subprocess.run(["cmake", "--install", build, "--prefix", folder], check=True,
                    stdout=subprocess.DEVNULL)
     if tool := shutil.which("gtk-update-icon-cache"):

@@ -80,20 +80,6 @@ void check_request(const Request& request, const Lines& lines) {
             "only simulated machines have faults");
 }
 
-/// An argument has no zero byte in it.
-Lines read_lines(std::span<const std::uint8_t> bytes) {
-    Lines lines(1);
-    for (const std::uint8_t byte : bytes) {
-        if (byte == '\n')
-            lines.emplace_back();
-        else if (byte != 0)
-            lines.back() += static_cast<char>(byte);
-    }
-    if (lines.back().empty())
-        lines.pop_back();
-    return lines;
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

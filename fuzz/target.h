@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <span>
+#include <string>
 #include <vector>
 
 // Shared by the fuzz targets. A target is one function, LLVMFuzzerTestOneInput(), which libFuzzer
@@ -55,3 +56,17 @@ public:
 private:
     std::span<const std::uint8_t> rest_;
 };
+
+/// The input as arguments, one a line. An argument has no zero byte in it.
+inline std::vector<std::string> read_lines(std::span<const std::uint8_t> bytes) {
+    std::vector<std::string> lines(1);
+    for (const std::uint8_t byte : bytes) {
+        if (byte == '\n')
+            lines.emplace_back();
+        else if (byte != 0)
+            lines.back() += static_cast<char>(byte);
+    }
+    if (lines.back().empty())
+        lines.pop_back();
+    return lines;
+}
