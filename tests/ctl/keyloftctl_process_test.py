@@ -151,16 +151,6 @@ class KeyloftCtl(unittest.TestCase):
         self.assertEqual((wrong["result"], wrong["reason"], wrong["attempts"], wrong["echo"]),
                          ("unconfirmed", "other_echo", 2, "AF 7E 7F"))
 
-    def test_does_what_the_guides_show(self):
-        for guide in sorted(DOCS.glob("user-guide*.md")):
-            text = guide.read_text(encoding="utf-8")
-            shown = re.findall(r"^\$ keyloftctl (--demo .*)\n((?:[^$`].*\n)*)", text, re.MULTILINE)
-            self.assertGreaterEqual(len(shown), 4, guide)
-            for command, output in shown:
-                done = run(*command.split())
-                same = [re.sub(r"[0-9]+ ms\)", "N ms)", each) for each in (done.stdout, output)]
-                self.assertEqual(same[0], same[1], command)
-
     def test_watch_shows_turning_parts_until_it_is_interrupted(self):
         for which in (signal.SIGINT, signal.SIGTERM):
             with start("--demo", "watch") as watch:
