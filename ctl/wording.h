@@ -3,6 +3,7 @@
 
 #include "setup/exchange.h"
 #include "setup/machine_list.h"
+#include "setup/plain_text.h"
 
 #include <cstdint>
 #include <string>
@@ -27,9 +28,7 @@
 /// The texts with commas between them.
 [[nodiscard]] std::string joined(const std::vector<std::string>& texts);
 
-/// The text without control characters, which would steer a terminal: other programs choose the
-/// names of their ports.
-[[nodiscard]] std::string printable(std::string_view text);
+using setup::printable;
 
 /// Whole milliseconds, rounded.
 [[nodiscard]] std::int64_t milliseconds(setup::Duration duration);

@@ -1,0 +1,305 @@
+// SPDX-License-Identifier: MIT
+#include "setup/layout.h"
+
+#include "protocol/device_code.h"
+#include "setup/layout_text.h"
+#include "setup/plain_text.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+// The packaged library is for programs with exceptions and 64 bits; this file has its own copy.
+#define TOML_HEADER_ONLY 1
+#define TOML_EXCEPTIONS 0
+#define TOML_ENABLE_FORMATTERS 0
+#define TOML_MAX_NESTED_VALUES 16 // each one is a call inside a call
+#include <toml++/toml.h>
+
+namespace setup {
+
+namespace {
+
+constexpr std::array<std::string_view, 3> keys = {"type", "channel", "controller"};
+
+/// A part as the files have it: nothing if its mapping has a mistake.
+struct ReadPart {
+    Place place;
+    std::optional<protocol::KeyMapping> mapping;
+};
+
+struct ReadMachine {
+    Place place;
+    std::map<int, ReadPart> parts;
+};
+
+/// The number of a part: decimal digits and nothing else.
+std::optional<int> part_number(std::string_view text) {
+    int number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc{} || stop != end || text.front() == '-' ||
+        number > protocol::highest_number)
+        return std::nullopt;
+    return number;
+}
+
+/// A value as a sentence names it.
+std::string found_text(const toml::node& node) {
+    if (const auto* const text = node.as_string())
+        return "the text " + quoted(text->get());
+    if (const auto* const whole = node.as_integer())
+        return std::to_string(whole->get());
+    if (const auto* const number = node.as_floating_point()) {
+        std::array<char, 32> digits{};
+        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number->get());
+        return {digits.data(), end.ptr};
+    }
+    if (const auto* const truth = node.as_boolean())
+        return truth->get() ? "true" : "false";
+    if (node.is_table())
+        return "a table";
+    return node.is_array() ? "an array" : "a date or time";
+}
+
+bool is_before(const toml::source_position& one, const toml::source_position& other) {
+    return std::tie(one.line, one.column) < std::tie(other.line, other.column);
+}
+
+/// A table's keys and values in the order in which they stand in the file: the library sorts them.
+using Item = std::pair<const toml::key*, const toml::node*>;
+std::vector<Item> in_order(const toml::table& table) {
+    std::vector<Item> items;
+    items.reserve(table.size());
+    for (const auto& item : table)
+        items.emplace_back(&item.first, &item.second);
+    std::ranges::sort(items, is_before,
+                      [](const Item& item) { return item.first->source().begin; });
+    return items;
+}
+
+class Reader {
+public:
+    void read(const LayoutFile& file);
+    [[nodiscard]] Layout layout();
+
+private:
+    [[nodiscard]] Place place_of(const toml::source_position& position) const {
+        return {file_, position.line, position.column};
+    }
+    void complain(const toml::source_position& position, std::string text) {
+        layout_.mistakes.push_back({place_of(position), std::move(text)});
+    }
+    void read_top(const toml::table& top);
+    void read_machine(const toml::key& key, const toml::node& node, std::uint32_t code);
+    void read_part(const toml::key& key, const toml::node& node, std::uint32_t code);
+    [[nodiscard]] std::optional<protocol::KeyMapping>
+    read_mapping(const toml::key& part_key, const toml::table& table, int part);
+    [[nodiscard]] bool read_value(std::string_view key, const toml::node& node,
+                                  protocol::KeyMapping& mapping);
+    [[nodiscard]] bool read_number(const std::string& name, const toml::node& node, int least,
+                                   int most, int& into);
+    void warn_of_equals(const MachineLayout& machine);
+
+    std::string file_;
+    std::size_t parts_ = 0; ///< in this file, with mistakes or without
+    std::map<std::uint32_t, ReadMachine> machines_;
+    Layout layout_;
+};
+
+void Reader::read(const LayoutFile& file) {
+    file_ = file.name;
+    parts_ = 0;
+    if (auto mistake = unreadable(file)) {
+        layout_.mistakes.push_back(std::move(*mistake));
+        return;
+    }
+    const toml::parse_result result = toml::parse(std::string_view(file.content));
+    if (!result) {
+        const toml::parse_error& error = result.error();
+        complain(error.source().begin, printable(error.description()));
+        return;
+    }
+    const std::size_t before = layout_.mistakes.size();
+    read_top(result.table());
+    if (parts_ == 0 && layout_.mistakes.size() == before)
+        complain({1, 1}, "there is no machine in the file, such as [4AC5F4C4]");
+    std::stable_sort(layout_.mistakes.begin() + static_cast<std::ptrdiff_t>(before),
+                     layout_.mistakes.end(),
+                     [](const LayoutMistake& one, const LayoutMistake& other) {
+                         return std::tie(one.place.line, one.place.column) <
+                                std::tie(other.place.line, other.place.column);
+                     });
+}
+
+void Reader::read_top(const toml::table& top) {
+    std::map<std::uint32_t, const toml::key*> codes; // that stand in this file
+    for (const Item& item : in_order(top)) {
+        const std::string_view name = item.first->str();
+        const toml::source_position& position = item.first->source().begin;
+        const auto code = protocol::parse_code(name);
+        if (!code) {
+            const bool is_outside = !item.second->is_table() || part_number(name);
+            complain(position, is_outside ? outside_text(name) : no_code_text(name));
+            continue;
+        }
+        const auto [other, is_new] = codes.emplace(*code, item.first);
+        if (!is_new)
+            complain(position, std::string(name) + " is the same machine as " +
+                                   std::string(other->second->str()) + ", " +
+                                   place_text(place_of(other->second->source().begin)));
+        read_machine(*item.first, *item.second, *code);
+    }
+}
+
+void Reader::read_machine(const toml::key& key, const toml::node& node, std::uint32_t code) {
+    const toml::table* const table = node.as_table();
+    if (table == nullptr) {
+        complain(key.source().begin, wrong_machine_text(key.str(), found_text(node)));
+        return;
+    }
+    if (table->empty())
+        complain(key.source().begin, std::string(key.str()) + " has no parts");
+    machines_.emplace(code, ReadMachine{place_of(key.source().begin), {}});
+    for (const Item& item : in_order(*table))
+        read_part(*item.first, *item.second, code);
+}
+
+void Reader::read_part(const toml::key& key, const toml::node& node, std::uint32_t code) {
+    ++parts_;
+    const toml::source_position& position = key.source().begin;
+    const auto part = part_number(key.str());
+    if (!part) {
+        complain(position, no_part_text(key.str()));
+        return;
+    }
+    const auto [other, is_new] =
+        machines_[code].parts.emplace(*part, ReadPart{place_of(position), std::nullopt});
+    if (!is_new)
+        complain(position, "part " + std::to_string(*part) + " of " + protocol::code_text(code) +
+                               " is also at " + place_text(other->second.place));
+    const toml::table* const table = node.as_table();
+    if (table == nullptr) {
+        complain(position, wrong_part_text(*part, found_text(node)));
+        return;
+    }
+    const auto mapping = read_mapping(key, *table, *part);
+    if (is_new)
+        other->second.mapping = mapping;
+}
+
+std::optional<protocol::KeyMapping> Reader::read_mapping(const toml::key& part_key,
+                                                         const toml::table& table, int part) {
+    protocol::KeyMapping mapping{.part = part};
+    bool is_right = true;
+    for (const auto& item : table) {
+        const std::string_view key = item.first.str();
+        if (std::ranges::find(keys, key) != keys.end()) {
+            is_right = read_value(key, item.second, mapping) && is_right;
+            continue;
+        }
+        complain(item.first.source().begin, unknown_key_text(part, key));
+        is_right = false;
+    }
+    for (const std::string_view key : keys) {
+        if (table.contains(key))
+            continue;
+        complain(part_key.source().begin,
+                 "part " + std::to_string(part) + " has no " + std::string(key));
+        is_right = false;
+    }
+    return is_right ? std::optional{mapping} : std::nullopt;
+}
+
+bool Reader::read_value(std::string_view key, const toml::node& node,
+                        protocol::KeyMapping& mapping) {
+    const std::string name = value_name(key, mapping.part);
+    if (key == "channel")
+        return read_number(name, node, 1, protocol::highest_channel, mapping.channel);
+    if (key == "controller")
+        return read_number(name, node, 0, protocol::highest_number, mapping.controller);
+    const auto* const text = node.as_string();
+    const auto type = text == nullptr ? std::nullopt : protocol::type_named(text->get());
+    if (!type) {
+        complain(node.source().begin,
+                 wrong_type_text(name, text == nullptr ? found_text(node) : quoted(text->get())));
+        return false;
+    }
+    mapping.type = *type;
+    return true;
+}
+
+bool Reader::read_number(const std::string& name, const toml::node& node, int least, int most,
+                         int& into) {
+    const auto* const number = node.as_integer();
+    if (number == nullptr || number->get() < least || number->get() > most) {
+        complain(node.source().begin, wrong_number_text(name, found_text(node), least, most));
+        return false;
+    }
+    into = static_cast<int>(number->get());
+    return true;
+}
+
+void Reader::warn_of_equals(const MachineLayout& machine) {
+    std::map<std::tuple<protocol::MessageType, int, int>, const LayoutEntry*> messages;
+    for (const LayoutEntry& entry : machine.entries) {
+        const protocol::KeyMapping& mapping = entry.mapping;
+        const auto [other, is_new] =
+            messages.emplace(std::tuple(mapping.type, mapping.channel, mapping.controller), &entry);
+        if (is_new)
+            continue;
+        const LayoutEntry& first = *other->second;
+        layout_.warnings.push_back({entry.place, protocol::mapping_text(mapping) + ", on " +
+                                                     protocol::code_text(machine.code) + ": part " +
+                                                     std::to_string(first.mapping.part) + ", " +
+                                                     place_text(first.place) + ", sends the same"});
+    }
+}
+
+Layout Reader::layout() {
+    for (auto& [code, machine] : machines_) {
+        MachineLayout read{code, std::move(machine.place), {}};
+        for (auto& [number, part] : machine.parts) {
+            if (part.mapping)
+                read.entries.push_back({*part.mapping, std::move(part.place)});
+        }
+        warn_of_equals(read);
+        layout_.machines.push_back(std::move(read));
+    }
+    if (!layout_.mistakes.empty())
+        layout_.machines.clear();
+    return std::move(layout_);
+}
+
+} // namespace
+
+Layout read_layout(std::span<const LayoutFile> files) {
+    Reader reader;
+    for (const LayoutFile& file : files)
+        reader.read(file);
+    return reader.layout();
+}
+
+Layout moved_to(Layout layout, std::uint32_t code) {
+    for (std::size_t i = 1; i < layout.machines.size(); ++i) {
+        const MachineLayout& first = layout.machines.front();
+        layout.mistakes.push_back({layout.machines[i].place,
+                                   protocol::code_text(layout.machines[i].code) +
+                                       " stands beside " + protocol::code_text(first.code) + ", " +
+                                       place_text(first.place) +
+                                       ": only the layout of one machine can be used for another"});
+    }
+    if (layout.machines.size() == 1)
+        layout.machines.front().code = code;
+    else
+        layout.machines.clear();
+    return layout;
+}
+
+} // namespace setup

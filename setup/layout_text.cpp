@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+#include "setup/layout_text.h"
+
+#include "setup/plain_text.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+
+namespace setup {
+
+namespace {
+
+/// Each dot of a key is a table inside a table. Machine, part and key need two.
+constexpr unsigned most_dots_in_a_line = 100;
+
+/// How many bytes the UTF-8 character in front of `text` has; 0 if it is none.
+std::size_t character_length(std::string_view text) {
+    const auto byte = [text](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
+    const auto ones = static_cast<std::size_t>(std::countl_one(byte(0)));
+    if (ones == 0)
+        return 1;
+    if (ones == 1 || ones > 4 || text.size() < ones)
+        return 0;
+    std::uint32_t character = byte(0) & (0x7FU >> ones);
+    for (std::size_t i = 1; i < ones; ++i) {
+        if (std::countl_one(byte(i)) != 1)
+            return 0;
+        character = character << 6 | (byte(i) & 0x3FU);
+    }
+    constexpr std::array<std::uint32_t, 5> least = {0, 0, 0x80, 0x800, 0x10000};
+    const bool is_half_a_pair = character >= 0xD800 && character <= 0xDFFF;
+    if (character < least.at(ones) || character > 0x10FFFF || is_half_a_pair)
+        return 0;
+    return ones;
+}
+
+bool is_empty(std::string_view content) {
+    return content.find_first_not_of(" \t\r\n") == std::string_view::npos;
+}
+
+bool is_utf16(std::string_view content) {
+    return content.starts_with("\xFF\xFE") || content.starts_with("\xFE\xFF");
+}
+
+} // namespace
+
+std::string quoted(std::string_view words) {
+    constexpr std::size_t most = 40;
+    std::size_t length = 0;
+    std::size_t characters = 0;
+    while (length < words.size() && characters < most) {
+        length += std::max<std::size_t>(character_length(words.substr(length)), 1);
+        ++characters;
+    }
+    return '"' + printable(words.substr(0, length)) + (length < words.size() ? "...\"" : "\"");
+}
+
+std::optional<LayoutMistake> unreadable(const LayoutFile& file) {
+    std::string_view rest = file.content;
+    Place place{file.name, 1, 1};
+    if (is_empty(rest))
+        return LayoutMistake{place, "the file is empty"};
+    if (is_utf16(rest))
+        return LayoutMistake{place, "the file is in UTF-16: it has to be saved as UTF-8"};
+    unsigned dots = 0;
+    while (!rest.empty()) {
+        const std::size_t length = character_length(rest);
+        if (length == 0)
+            return LayoutMistake{place, "this is no text in UTF-8"};
+        if (rest.front() == '\0')
+            return LayoutMistake{place, "this is no text: a byte is zero"};
+        ++place.column;
+        if (rest.front() == '.' && ++dots > most_dots_in_a_line)
+            return LayoutMistake{place, "there are more than 100 dots in this line"};
+        if (rest.front() == '\n') {
+            dots = 0;
+            ++place.line;
+            place.column = 1;
+        }
+        rest.remove_prefix(length);
+    }
+    return std::nullopt;
+}
+
+std::string no_code_text(std::string_view name) {
+    return quoted(name) + " is no device code: that has eight hexadecimal digits, such as 4AC5F4C4";
+}
+
+std::string no_part_text(std::string_view name) {
+    return quoted(name) + " is no part: that is a whole number from 0 to " +
+           std::to_string(protocol::highest_number);
+}
+
+std::string outside_text(std::string_view name) {
+    return quoted(name) + " stands outside of a machine's table, such as [4AC5F4C4]";
+}
+
+std::string value_name(std::string_view key, int part) {
+    return std::string(key) + " of part " + std::to_string(part);
+}
+
+std::string wrong_number_text(std::string_view name, std::string_view found, int least, int most) {
+    return std::string(name) + " is " + std::string(found) + ": it has to be a whole number from " +
+           std::to_string(least) + " to " + std::to_string(most);
+}
+
+std::string wrong_type_text(std::string_view name, std::string_view found) {
+    std::string text = std::string(name) + " is " + std::string(found) + ": it has to be ";
+    const std::size_t last = protocol::message_types.size() - 1;
+    for (std::size_t i = 0; i <= last; ++i) {
+        text += i == 0 ? "" : i == last ? " or " : ", ";
+        text += quoted(protocol::message_types.at(i).name);
+    }
+    return text;
+}
+
+std::string unknown_key_text(int part, std::string_view key) {
+    return "part " + std::to_string(part) + " has a key " + quoted(key) +
+           ": only type, channel and controller are known";
+}
+
+std::string wrong_machine_text(std::string_view code, std::string_view found) {
+    return std::string(code) + " is " + std::string(found) + ": it has to be a table, [" +
+           std::string(code) + "]";
+}
+
+std::string wrong_part_text(int part, std::string_view found) {
+    return "part " + std::to_string(part) + " is " + std::string(found) +
+           ": it has to be a table, { type = ..., channel = ..., controller = ... }";
+}
+
+std::string place_text(const Place& place) {
+    std::string text = printable(place.file);
+    if (place.line != 0)
+        text += ":" + std::to_string(place.line) + ":" + std::to_string(place.column);
+    return text;
+}
+
+std::string mistake_line(const LayoutMistake& mistake) {
+    return place_text(mistake.place) + ": " + mistake.text;
+}
+
+} // namespace setup
