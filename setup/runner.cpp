@@ -40,6 +40,10 @@ void Runner::add(MachineLine& line, const protocol::Message& message) {
     queue->messages.push_back(message);
 }
 
+void Runner::remove(const MachineLine& line) {
+    std::erase_if(queues_, [&line](const Queue& queue) { return queue.line == &line; });
+}
+
 void Runner::run() {
     while (const auto until = step())
         wait_(*until);

@@ -25,7 +25,7 @@ class Runner {
 public:
     /// Returns when the inbox has something, or at `until`, or before; it may call stop().
     using Wait = std::function<void(Time until)>;
-    /// Called in the order in which exchanges end; it may call add() and stop().
+    /// Called in the order in which exchanges end; it may call add(), remove() and stop().
     using OnResult = std::function<void(const Report&)>;
 
     Runner(Client& client, Wait wait, OnResult on_result, Pace pace = Pace::brisk);
@@ -33,8 +33,13 @@ public:
     Runner(const Runner&) = delete;
     Runner& operator=(const Runner&) = delete;
 
-    /// Queues a message behind those of the same line. The line has to outlive the runner.
+    /// Queues a message behind those of the same line. The line has to outlive the runner, or
+    /// remove().
     void add(MachineLine& line, const protocol::Message& message);
+
+    /// Forgets a line all of whose messages have been reported; it need not outlive the runner
+    /// then.
+    void remove(const MachineLine& line);
 
     /// Returns when all that was added has been reported.
     void run();

@@ -416,3 +416,22 @@ TEST_F(RunnerTest, SaysTheTruthOfEachMessageWhateverItsMachineDoes) {
     for (const int count : results)
         EXPECT_GT(count, 20);
 }
+
+TEST_F(RunnerTest, ALineInThePlaceOfARemovedOneStartsAnew) {
+    EmbeddedMachine machine(place.service, protocol::family_code(0));
+    std::optional<MachineLine> line;
+    line.emplace(client, VirtualPlace::target(machine.reference()));
+    machine.unplug();
+    runner.add(*line, message_of(0, 0));
+    runner.run();
+    runner.remove(*line);
+    machine.plug();
+    line.emplace(client, VirtualPlace::target(machine.reference()));
+    runner.add(*line, message_of(0, 1));
+    runner.run();
+    ASSERT_EQ(done.size(), 2U);
+    EXPECT_EQ(done[0].outcome.status, -ENODEV);
+    EXPECT_EQ(done[1].outcome.result, Result::confirmed);
+    EXPECT_EQ(done[1].number, 0U);
+    runner.remove(*line); // it goes before the runner
+}
