@@ -19,7 +19,7 @@
 #define TOML_HEADER_ONLY 1
 #define TOML_EXCEPTIONS 0
 #define TOML_ENABLE_FORMATTERS 0
-#define TOML_MAX_NESTED_VALUES 16 // each one is a call inside a call
+#define TOML_MAX_NESTED_VALUES 8 // each one is a call inside a call
 #include <toml++/toml.h>
 
 namespace setup {

@@ -12,7 +12,7 @@ namespace setup {
 namespace {
 
 /// Each dot of a key is a table inside a table. Machine, part and key need two.
-constexpr unsigned most_dots_in_a_line = 100;
+constexpr unsigned most_dots_in_a_line = 250;
 
 /// How many bytes the UTF-8 character in front of `text` has; 0 if it is none.
 std::size_t character_length(std::string_view text) {
@@ -72,7 +72,9 @@ std::optional<LayoutMistake> unreadable(const LayoutFile& file) {
             return LayoutMistake{place, "this is no text: a byte is zero"};
         ++place.column;
         if (rest.front() == '.' && ++dots > most_dots_in_a_line)
-            return LayoutMistake{place, "there are more than 100 dots in this line"};
+            return LayoutMistake{place, "there are more than " +
+                                            std::to_string(most_dots_in_a_line) +
+                                            " dots in this line"};
         if (rest.front() == '\n') {
             dots = 0;
             ++place.line;
