@@ -22,8 +22,23 @@ struct Move {
     int part;
     int value;
 };
-constexpr std::array<Move, 8> moves = {
-    {{0, 0}, {0, 64}, {0, 127}, {1, 100}, {1, 0}, {2, 96}, {2, 32}, {2, 64}}};
+/// Those three parts, and some that nobody hears until they are set to send something.
+constexpr std::array<Move, 16> moves = {{{0, 0},
+                                         {0, 64},
+                                         {0, 127},
+                                         {1, 100},
+                                         {1, 0},
+                                         {2, 96},
+                                         {2, 32},
+                                         {2, 64},
+                                         {12, 20},
+                                         {12, 21},
+                                         {36, 90},
+                                         {36, 0},
+                                         {119, 127},
+                                         {119, 0},
+                                         {127, 64},
+                                         {127, 65}}};
 constexpr auto pace = std::chrono::milliseconds(250);
 
 } // namespace
@@ -44,9 +59,14 @@ std::optional<setup::PortAddress> DemoSystem::address(MIDIEndpointRef endpoint) 
 std::optional<setup::Time> DemoSystem::play(setup::Time now) {
     if (now < next_move_)
         return next_move_;
-    const Move& move = moves[moves_made_ % moves.size()];
-    (void)machines_[moves_made_ / moves.size() % machines_.size()]->play(move.part, move.value);
-    ++moves_made_;
+    // Where a part sends nothing, or a machine has gone, the next move is made at once.
+    for (std::size_t tried = 0; tried < moves.size() * machines_.size(); ++tried) {
+        const Move& move = moves[moves_made_ % moves.size()];
+        EmbeddedMachine& machine = *machines_[moves_made_ / moves.size() % machines_.size()];
+        ++moves_made_;
+        if (machine.play(move.part, move.value))
+            break;
+    }
     next_move_ = now + pace;
     return next_move_;
 }

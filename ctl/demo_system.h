@@ -24,7 +24,8 @@ public:
     [[nodiscard]] Connections connections(MIDIEndpointRef) const override { return {}; }
     [[nodiscard]] std::vector<OtherClient> other_clients() const override { return {}; }
     [[nodiscard]] std::optional<int> places_left() const override { return std::nullopt; }
-    /// Moves a fader, a pad and a wheel, on one machine after the other.
+    /// Moves a fader, a pad and a wheel, and further parts that are set to send something, on one
+    /// machine after the other.
     [[nodiscard]] std::optional<setup::Time> play(setup::Time now) override;
 
 private:
