@@ -82,6 +82,20 @@ std::vector<std::pair<std::uint32_t, Device>> coded_devices() {
     return devices;
 }
 
+/// All endpoints, those that can be written first. Nothing is asked behind the last count, so no
+/// news of a later change is used up.
+std::vector<MIDIEndpointRef> count_endpoints() {
+    std::vector<MIDIEndpointRef> endpoints;
+    const ItemCount destinations = MIDIGetNumberOfDestinations();
+    for (ItemCount i = 0; i < destinations; ++i)
+        endpoints.push_back(MIDIGetDestination(i));
+    endpoints.push_back(0); // an end that nothing is mistaken across
+    const ItemCount sources = MIDIGetNumberOfSources();
+    for (ItemCount i = 0; i < sources; ++i)
+        endpoints.push_back(MIDIGetSource(i));
+    return endpoints;
+}
+
 /// The source that belongs to the port at `address`: the one there, else the only one of its
 /// client.
 std::optional<Endpoint> source_beside(const PortAddress& address, const AddressOf& address_of) {
@@ -175,6 +189,18 @@ std::vector<Machine> list_machines(const AddressOf& address_of) {
         list.push_back(std::move(machine));
     }
     return list;
+}
+
+std::vector<Machine> list_settled_machines(const AddressOf& address_of) {
+    std::vector<Machine> machines;
+    std::vector<MIDIEndpointRef> before;
+    std::vector<MIDIEndpointRef> after = count_endpoints();
+    do {
+        before = std::move(after);
+        machines = list_machines(address_of);
+        after = count_endpoints();
+    } while (before != after);
+    return machines;
 }
 
 Choice choose_only(const std::vector<Machine>& machines) {

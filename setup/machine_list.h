@@ -78,6 +78,11 @@ struct Machine {
 /// lists; only ports of machines are asked for more than their names. A device alone is no machine.
 [[nodiscard]] std::vector<Machine> list_machines(const AddressOf& address_of);
 
+/// The same for a program that goes on to wait for changes: whatever comes or goes later than this
+/// list makes the service's changes() readable. Not so behind list_machines(), whose own questions
+/// may use up the news of a change that its counts do not show yet.
+[[nodiscard]] std::vector<Machine> list_settled_machines(const AddressOf& address_of);
+
 /// The two ends of a machine's line.
 struct Target {
     std::uint32_t code = 0;
