@@ -153,7 +153,8 @@ void EmbeddedBackend::State::deliver_next() {
     }
     guard.lock();
     delivering = false;
-    delivered.notify_all();
+    if (!something_due())
+        delivered.notify_all();
 }
 
 EmbeddedBackend::EmbeddedBackend(Time time) : state_(std::make_unique<State>(time)) {
@@ -212,6 +213,9 @@ void EmbeddedBackend::emit(MIDIObjectRef object, std::span<const std::uint8_t> b
             return;
         state_->on_the_way.emplace(state_->now() + after,
                                    Emission{object, {bytes.begin(), bytes.end()}});
+        // In manual time, what is due later is delivered by advance().
+        if (state_->time == Time::manual && !state_->something_due())
+            return;
     }
     state_->wake.notify_one();
 }
