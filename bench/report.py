@@ -57,6 +57,17 @@ GOALS = [
          "guest list/empty"),
     Goal("list", "peak memory of keyloftctl list beside aconnect -l", "guest list/ours", "peak_kb",
          2.5, "guest list/aconnect", ("guest list/empty",)),
+    Goal("layout", "128 mappings beside 128 times 11 ms of pauses", "host layout/ours/1/128", "us",
+         1.1, "host layout/floor", ("host layout/pauses",)),
+    Goal("layout", "sixteen machines at once beside one", "host layout/ours/16/128", "us", 1.15,
+         "host layout/ours/1/128"),
+    Goal("layout", "over emulated USB, beside 128 times 11 ms", "guest layout/ours/1/128", "us",
+         1.6, "guest layout/floor", ("guest layout/pauses",)),
+    Goal("layout", "system calls for a mapping, one machine", "guest layout/ours/1/128", "calls",
+         28),
+    Goal("layout", "system calls for a mapping, sixteen machines", "guest layout/ours/16/128",
+         "calls", 24),
+    Goal("layout", "allocations for a mapping", "host layout/counts/1/128", "allocations", 0.1),
     Goal("start", "first paint beside vmpk", "host start/keyloft", "us", 0.6, "host start/vmpk",
          ("host start/plain",)),
     Goal("start", "first paint beside qmidiroute", "host start/keyloft", "us", 0.6,
@@ -107,6 +118,17 @@ LIMITS = [
     ("press", "guest press/sequencer/1/1000", "us", 311_000, 60e6),
     ("list", "guest list/ours", "us", 0, 20e6),
     ("list", "guest list/ours", "peak_kb", 0, 20_000),
+    ("layout", "host layout/ours/1/128", "us", 1_408_000, 15e6),
+    ("layout", "host layout/ours/16/128", "us", 1_408_000, 15e6),
+    ("layout", "host layout/ours/1/128", "waits", 1, 7),
+    ("layout", "host layout/counts/1/128", "waits", 7, 7),
+    ("layout", "host layout/counts/1/128", "allocations", 0.05, 0.1),
+    ("layout", "host layout/counts/16/128", "waits", 7 / 16, 7 / 16),
+    ("layout", "host layout/counts/16/128", "allocations", 0.05, 0.1),
+    ("layout", "guest layout/ours/1/128", "us", 1_408_000, 60e6),
+    ("layout", "guest layout/ours/1/128", "calls", 20, 28),
+    ("layout", "guest layout/ours/16/128", "us", 1_408_000, 120e6),
+    ("layout", "guest layout/ours/16/128", "calls", 16, 28),
     ("start", "host start/keyloft", "us", 0, 20e6),
     ("start", "host start/keyloft", "peak_kb", 0, 60_000),
     ("idle", "host idle/keyloft", "switches", 0, 0),
@@ -143,7 +165,8 @@ def read(folder, place):
 
 
 METRICS = {"calls", "allocations", "switches", "cpu_us", "shortest_excess_us",
-           "longest_excess_us", "median_us", "peak_kb", "send_allocations", "receive_allocations"}
+           "longest_excess_us", "median_us", "peak_kb", "send_allocations", "receive_allocations",
+           "waits"}
 
 
 def spread(values):

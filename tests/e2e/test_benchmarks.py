@@ -17,7 +17,7 @@ class Benchmarks(Scenario):
         done = subprocess.run(
             ["/usr/bin/python3", BENCH, "--short", "--where", "here", "--build",
              os.environ["KEYLOFT_E2E_BUILD"], "sweep", "hotplug", "echo", "list",
-             "press"],
+             "layout", "press"],
             stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
             check=False)
         (SCRATCH / "figures.txt").write_text(done.stdout)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 // Linking system_calls.cpp into a test program puts a counter in front of the C library's calls
@@ -9,6 +10,9 @@
 
 /// The calls of this thread so far.
 extern thread_local std::uint64_t system_calls;
+
+/// The calls of all threads so far.
+extern std::atomic<std::uint64_t> all_system_calls;
 
 /// When not 0: the errno with which opening the sequencer's device node fails.
 extern int sequencer_open_error;
