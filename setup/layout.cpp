@@ -151,9 +151,8 @@ void Reader::read_top(const toml::table& top) {
         }
         const auto [other, is_new] = codes.emplace(*code, item.first);
         if (!is_new)
-            complain(position, std::string(name) + " is the same machine as " +
-                                   std::string(other->second->str()) + ", " +
-                                   place_text(place_of(other->second->source().begin)));
+            complain(position, same_machine_text(name, other->second->str(),
+                                                 place_of(other->second->source().begin)));
         read_machine(*item.first, *item.second, *code);
     }
 }
@@ -161,11 +160,11 @@ void Reader::read_top(const toml::table& top) {
 void Reader::read_machine(const toml::key& key, const toml::node& node, std::uint32_t code) {
     const toml::table* const table = node.as_table();
     if (table == nullptr) {
-        complain(key.source().begin, wrong_machine_text(key.str(), found_text(node)));
+        complain(key.source().begin, no_table_text(key.str(), found_text(node)));
         return;
     }
     if (table->empty())
-        complain(key.source().begin, std::string(key.str()) + " has no parts");
+        complain(key.source().begin, no_parts_text(key.str()));
     machines_.emplace(code, ReadMachine{place_of(key.source().begin), {}});
     for (const Item& item : in_order(*table))
         read_part(*item.first, *item.second, code);
@@ -182,11 +181,10 @@ void Reader::read_part(const toml::key& key, const toml::node& node, std::uint32
     const auto [other, is_new] =
         machines_[code].parts.emplace(*part, ReadPart{place_of(position), std::nullopt});
     if (!is_new)
-        complain(position, "part " + std::to_string(*part) + " of " + protocol::code_text(code) +
-                               " is also at " + place_text(other->second.place));
+        complain(position, same_part_text(code, *part, other->second.place));
     const toml::table* const table = node.as_table();
     if (table == nullptr) {
-        complain(position, wrong_part_text(*part, found_text(node)));
+        complain(position, no_table_text(*part, found_text(node)));
         return;
     }
     const auto mapping = read_mapping(key, *table, *part);
@@ -210,8 +208,7 @@ std::optional<protocol::KeyMapping> Reader::read_mapping(const toml::key& part_k
     for (const std::string_view key : keys) {
         if (table.contains(key))
             continue;
-        complain(part_key.source().begin,
-                 "part " + std::to_string(part) + " has no " + std::string(key));
+        complain(part_key.source().begin, missing_key_text(part, key));
         is_right = false;
     }
     return is_right ? std::optional{mapping} : std::nullopt;
@@ -254,11 +251,8 @@ void Reader::warn_of_equals(const MachineLayout& machine) {
             messages.emplace(std::tuple(mapping.type, mapping.channel, mapping.controller), &entry);
         if (is_new)
             continue;
-        const LayoutEntry& first = *other->second;
-        layout_.warnings.push_back({entry.place, protocol::mapping_text(mapping) + ", on " +
-                                                     protocol::code_text(machine.code) + ": part " +
-                                                     std::to_string(first.mapping.part) + ", " +
-                                                     place_text(first.place) + ", sends the same"});
+        layout_.warnings.push_back(
+            {entry.place, same_message_text(machine.code, entry, *other->second)});
     }
 }
 
@@ -288,12 +282,9 @@ Layout read_layout(std::span<const LayoutFile> files) {
 
 Layout moved_to(Layout layout, std::uint32_t code) {
     for (std::size_t i = 1; i < layout.machines.size(); ++i) {
-        const MachineLayout& first = layout.machines.front();
-        layout.mistakes.push_back({layout.machines[i].place,
-                                   protocol::code_text(layout.machines[i].code) +
-                                       " stands beside " + protocol::code_text(first.code) + ", " +
-                                       place_text(first.place) +
-                                       ": only the layout of one machine can be used for another"});
+        layout.mistakes.push_back(
+            {layout.machines[i].place,
+             second_machine_text(layout.machines[i].code, layout.machines.front())});
     }
     if (layout.machines.size() == 1)
         layout.machines.front().code = code;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "setup/layout_text.h"
 
+#include "protocol/device_code.h"
 #include "setup/plain_text.h"
 
 #include <algorithm>
@@ -85,6 +86,10 @@ std::optional<LayoutMistake> unreadable(const LayoutFile& file) {
     return std::nullopt;
 }
 
+std::string outside_text(std::string_view name) {
+    return quoted(name) + " stands outside of a machine's table, such as [4AC5F4C4]";
+}
+
 std::string no_code_text(std::string_view name) {
     return quoted(name) + " is no device code: that has eight hexadecimal digits, such as 4AC5F4C4";
 }
@@ -94,17 +99,56 @@ std::string no_part_text(std::string_view name) {
            std::to_string(protocol::highest_number);
 }
 
-std::string outside_text(std::string_view name) {
-    return quoted(name) + " stands outside of a machine's table, such as [4AC5F4C4]";
+std::string no_table_text(std::string_view code, std::string_view found) {
+    return std::string(code) + " is " + std::string(found) + ": it has to be a table, [" +
+           std::string(code) + "]";
+}
+
+std::string no_parts_text(std::string_view code) {
+    return std::string(code) + " has no parts";
+}
+
+std::string same_machine_text(std::string_view code, std::string_view other,
+                              const Place& place_of_other) {
+    return std::string(code) + " is the same machine as " + std::string(other) + ", " +
+           place_text(place_of_other);
+}
+
+std::string second_machine_text(std::uint32_t code, const MachineLayout& first) {
+    return protocol::code_text(code) + " is a second machine beside " +
+           protocol::code_text(first.code) + ", " + place_text(first.place) +
+           ": only the layout of one machine can be used for another";
+}
+
+std::string no_table_text(int part, std::string_view found) {
+    return "part " + std::to_string(part) + " is " + std::string(found) +
+           ": it has to be a table, { type = ..., channel = ..., controller = ... }";
+}
+
+std::string unknown_key_text(int part, std::string_view key) {
+    return "part " + std::to_string(part) + " has a key " + quoted(key) +
+           ": only type, channel and controller are known";
+}
+
+std::string missing_key_text(int part, std::string_view key) {
+    return "part " + std::to_string(part) + " has no " + std::string(key);
+}
+
+std::string same_part_text(std::uint32_t code, int part, const Place& place_of_other) {
+    return "part " + std::to_string(part) + " of " + protocol::code_text(code) + " is also at " +
+           place_text(place_of_other);
+}
+
+std::string same_message_text(std::uint32_t code, const LayoutEntry& entry,
+                              const LayoutEntry& other) {
+    const std::string words = protocol::mapping_text(entry.mapping);
+    return "part " + std::to_string(entry.mapping.part) + " of " + protocol::code_text(code) +
+           " sends the same message as part " + std::to_string(other.mapping.part) + ", " +
+           place_text(other.place) + words.substr(words.find(": "));
 }
 
 std::string value_name(std::string_view key, int part) {
     return std::string(key) + " of part " + std::to_string(part);
-}
-
-std::string wrong_number_text(std::string_view name, std::string_view found, int least, int most) {
-    return std::string(name) + " is " + std::string(found) + ": it has to be a whole number from " +
-           std::to_string(least) + " to " + std::to_string(most);
 }
 
 std::string wrong_type_text(std::string_view name, std::string_view found) {
@@ -117,19 +161,9 @@ std::string wrong_type_text(std::string_view name, std::string_view found) {
     return text;
 }
 
-std::string unknown_key_text(int part, std::string_view key) {
-    return "part " + std::to_string(part) + " has a key " + quoted(key) +
-           ": only type, channel and controller are known";
-}
-
-std::string wrong_machine_text(std::string_view code, std::string_view found) {
-    return std::string(code) + " is " + std::string(found) + ": it has to be a table, [" +
-           std::string(code) + "]";
-}
-
-std::string wrong_part_text(int part, std::string_view found) {
-    return "part " + std::to_string(part) + " is " + std::string(found) +
-           ": it has to be a table, { type = ..., channel = ..., controller = ... }";
+std::string wrong_number_text(std::string_view name, std::string_view found, int least, int most) {
+    return std::string(name) + " is " + std::string(found) + ": it has to be a whole number from " +
+           std::to_string(least) + " to " + std::to_string(most);
 }
 
 std::string place_text(const Place& place) {

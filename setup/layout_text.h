@@ -20,19 +20,30 @@ namespace setup {
 /// a line that reading it would take a stack of its own for each. Nothing if it can be tried.
 [[nodiscard]] std::optional<LayoutMistake> unreadable(const LayoutFile& file);
 
+// Names of machines and parts.
+[[nodiscard]] std::string outside_text(std::string_view name);
 [[nodiscard]] std::string no_code_text(std::string_view name);
 [[nodiscard]] std::string no_part_text(std::string_view name);
-[[nodiscard]] std::string outside_text(std::string_view name);
 
-/// "controller of part 12"
+// Machines. `code` is as it stands in the file, `found` a value as a sentence names it.
+[[nodiscard]] std::string no_table_text(std::string_view code, std::string_view found);
+[[nodiscard]] std::string no_parts_text(std::string_view code);
+[[nodiscard]] std::string same_machine_text(std::string_view code, std::string_view other,
+                                            const Place& place_of_other);
+[[nodiscard]] std::string second_machine_text(std::uint32_t code, const MachineLayout& first);
+
+// Parts.
+[[nodiscard]] std::string no_table_text(int part, std::string_view found);
+[[nodiscard]] std::string unknown_key_text(int part, std::string_view key);
+[[nodiscard]] std::string missing_key_text(int part, std::string_view key);
+[[nodiscard]] std::string same_part_text(std::uint32_t code, int part, const Place& place_of_other);
+[[nodiscard]] std::string same_message_text(std::uint32_t code, const LayoutEntry& entry,
+                                            const LayoutEntry& other);
+
+/// "channel of part 12"
 [[nodiscard]] std::string value_name(std::string_view key, int part);
-/// "channel of part 12 is 17: it has to be a whole number from 1 to 16"
+[[nodiscard]] std::string wrong_type_text(std::string_view name, std::string_view found);
 [[nodiscard]] std::string wrong_number_text(std::string_view name, std::string_view found,
                                             int least, int most);
-/// "type of part 12 is "CC": it has to be "Note On", ..."
-[[nodiscard]] std::string wrong_type_text(std::string_view name, std::string_view found);
-[[nodiscard]] std::string unknown_key_text(int part, std::string_view key);
-[[nodiscard]] std::string wrong_machine_text(std::string_view code, std::string_view found);
-[[nodiscard]] std::string wrong_part_text(int part, std::string_view found);
 
 } // namespace setup
