@@ -110,7 +110,5 @@ setup::Layout read_layout_files(const std::vector<std::string>& names, int stand
     if (mistakes.empty())
         return layout;
     std::ranges::move(layout.mistakes, std::back_inserter(mistakes));
-    layout.mistakes = std::move(mistakes);
-    layout.machines.clear();
-    return layout;
+    return {.mistakes = std::move(mistakes)};
 }

@@ -8,14 +8,16 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <string_view>
 #include <tuple>
 #include <utility>
 
-// The packaged library is for programs with exceptions and 64 bits; this file has its own copy.
+// A copy of the library for this file alone, without exceptions. What it asserts is not true of
+// every text that it refuses a moment later, and with NDEBUG it makes Clang rely on that.
+#undef NDEBUG
+#define TOML_ASSERT(expression) static_assert(true)
 #define TOML_HEADER_ONLY 1
 #define TOML_EXCEPTIONS 0
 #define TOML_ENABLE_FORMATTERS 0
@@ -26,17 +28,10 @@ namespace setup {
 
 namespace {
 
-constexpr std::array<std::string_view, 3> keys = {"type", "channel", "controller"};
-
-/// A part as the files have it: nothing if its mapping has a mistake.
-struct ReadPart {
-    Place place;
-    std::optional<protocol::KeyMapping> mapping;
-};
-
+/// A machine with the parts that are named, whether there is a mistake in them or not.
 struct ReadMachine {
     Place place;
-    std::map<int, ReadPart> parts;
+    std::map<int, LayoutEntry> entries;
 };
 
 /// The number of a part: decimal digits and nothing else.
@@ -99,23 +94,21 @@ private:
     void read_top(const toml::table& top);
     void read_machine(const toml::key& key, const toml::node& node, std::uint32_t code);
     void read_part(const toml::key& key, const toml::node& node, std::uint32_t code);
-    [[nodiscard]] std::optional<protocol::KeyMapping>
-    read_mapping(const toml::key& part_key, const toml::table& table, int part);
-    [[nodiscard]] bool read_value(std::string_view key, const toml::node& node,
-                                  protocol::KeyMapping& mapping);
-    [[nodiscard]] bool read_number(const std::string& name, const toml::node& node, int least,
-                                   int most, int& into);
+    void read_mapping(const toml::key& part_key, const toml::table& table,
+                      protocol::KeyMapping& mapping);
+    void read_value(const toml::key& key, const toml::node& node, protocol::KeyMapping& mapping);
+    void read_type(const toml::node& node, const std::string& name, protocol::MessageType& type);
+    void read_number(const toml::node& node, const std::string& name, int least, int most,
+                     int& into);
     void warn_of_equals(const MachineLayout& machine);
 
     std::string file_;
-    std::size_t parts_ = 0; ///< in this file, with mistakes or without
     std::map<std::uint32_t, ReadMachine> machines_;
     Layout layout_;
 };
 
 void Reader::read(const LayoutFile& file) {
     file_ = file.name;
-    parts_ = 0;
     if (auto mistake = unreadable(file)) {
         layout_.mistakes.push_back(std::move(*mistake));
         return;
@@ -128,7 +121,7 @@ void Reader::read(const LayoutFile& file) {
     }
     const std::size_t before = layout_.mistakes.size();
     read_top(result.table());
-    if (parts_ == 0 && layout_.mistakes.size() == before)
+    if (result.table().empty())
         complain({1, 1}, "there is no machine in the file, such as [4AC5F4C4]");
     std::stable_sort(layout_.mistakes.begin() + static_cast<std::ptrdiff_t>(before),
                      layout_.mistakes.end(),
@@ -171,76 +164,63 @@ void Reader::read_machine(const toml::key& key, const toml::node& node, std::uin
 }
 
 void Reader::read_part(const toml::key& key, const toml::node& node, std::uint32_t code) {
-    ++parts_;
     const toml::source_position& position = key.source().begin;
     const auto part = part_number(key.str());
     if (!part) {
         complain(position, no_part_text(key.str()));
         return;
     }
-    const auto [other, is_new] =
-        machines_[code].parts.emplace(*part, ReadPart{place_of(position), std::nullopt});
+    LayoutEntry entry{{.part = *part}, place_of(position)};
+    if (const toml::table* const table = node.as_table())
+        read_mapping(key, *table, entry.mapping);
+    else
+        complain(position, no_table_text(*part, found_text(node)));
+    const auto [other, is_new] = machines_[code].entries.emplace(*part, std::move(entry));
     if (!is_new)
         complain(position, same_part_text(code, *part, other->second.place));
-    const toml::table* const table = node.as_table();
-    if (table == nullptr) {
-        complain(position, no_table_text(*part, found_text(node)));
-        return;
-    }
-    const auto mapping = read_mapping(key, *table, *part);
-    if (is_new)
-        other->second.mapping = mapping;
 }
 
-std::optional<protocol::KeyMapping> Reader::read_mapping(const toml::key& part_key,
-                                                         const toml::table& table, int part) {
-    protocol::KeyMapping mapping{.part = part};
-    bool is_right = true;
-    for (const auto& item : table) {
-        const std::string_view key = item.first.str();
-        if (std::ranges::find(keys, key) != keys.end()) {
-            is_right = read_value(key, item.second, mapping) && is_right;
-            continue;
-        }
-        complain(item.first.source().begin, unknown_key_text(part, key));
-        is_right = false;
+void Reader::read_mapping(const toml::key& part_key, const toml::table& table,
+                          protocol::KeyMapping& mapping) {
+    for (const auto& item : table)
+        read_value(item.first, item.second, mapping);
+    for (const std::string_view key : {"type", "channel", "controller"}) {
+        if (!table.contains(key))
+            complain(part_key.source().begin, missing_key_text(mapping.part, key));
     }
-    for (const std::string_view key : keys) {
-        if (table.contains(key))
-            continue;
-        complain(part_key.source().begin, missing_key_text(part, key));
-        is_right = false;
-    }
-    return is_right ? std::optional{mapping} : std::nullopt;
 }
 
-bool Reader::read_value(std::string_view key, const toml::node& node,
+void Reader::read_value(const toml::key& key, const toml::node& node,
                         protocol::KeyMapping& mapping) {
-    const std::string name = value_name(key, mapping.part);
-    if (key == "channel")
-        return read_number(name, node, 1, protocol::highest_channel, mapping.channel);
-    if (key == "controller")
-        return read_number(name, node, 0, protocol::highest_number, mapping.controller);
+    const std::string name = value_name(key.str(), mapping.part);
+    if (key.str() == "type")
+        read_type(node, name, mapping.type);
+    else if (key.str() == "channel")
+        read_number(node, name, 1, protocol::highest_channel, mapping.channel);
+    else if (key.str() == "controller")
+        read_number(node, name, 0, protocol::highest_number, mapping.controller);
+    else
+        complain(key.source().begin, unknown_key_text(mapping.part, key.str()));
+}
+
+void Reader::read_type(const toml::node& node, const std::string& name,
+                       protocol::MessageType& type) {
     const auto* const text = node.as_string();
-    const auto type = text == nullptr ? std::nullopt : protocol::type_named(text->get());
-    if (!type) {
+    const auto known = text == nullptr ? std::nullopt : protocol::type_named(text->get());
+    if (known)
+        type = *known;
+    else
         complain(node.source().begin,
                  wrong_type_text(name, text == nullptr ? found_text(node) : quoted(text->get())));
-        return false;
-    }
-    mapping.type = *type;
-    return true;
 }
 
-bool Reader::read_number(const std::string& name, const toml::node& node, int least, int most,
+void Reader::read_number(const toml::node& node, const std::string& name, int least, int most,
                          int& into) {
     const auto* const number = node.as_integer();
-    if (number == nullptr || number->get() < least || number->get() > most) {
+    if (number != nullptr && number->get() >= least && number->get() <= most)
+        into = static_cast<int>(number->get());
+    else
         complain(node.source().begin, wrong_number_text(name, found_text(node), least, most));
-        return false;
-    }
-    into = static_cast<int>(number->get());
-    return true;
 }
 
 void Reader::warn_of_equals(const MachineLayout& machine) {
@@ -257,17 +237,15 @@ void Reader::warn_of_equals(const MachineLayout& machine) {
 }
 
 Layout Reader::layout() {
+    if (!layout_.mistakes.empty())
+        return std::move(layout_);
     for (auto& [code, machine] : machines_) {
         MachineLayout read{code, std::move(machine.place), {}};
-        for (auto& [number, part] : machine.parts) {
-            if (part.mapping)
-                read.entries.push_back({*part.mapping, std::move(part.place)});
-        }
+        for (auto& [part, entry] : machine.entries)
+            read.entries.push_back(std::move(entry));
         warn_of_equals(read);
         layout_.machines.push_back(std::move(read));
     }
-    if (!layout_.mistakes.empty())
-        layout_.machines.clear();
     return std::move(layout_);
 }
 
@@ -286,10 +264,10 @@ Layout moved_to(Layout layout, std::uint32_t code) {
             {layout.machines[i].place,
              second_machine_text(layout.machines[i].code, layout.machines.front())});
     }
-    if (layout.machines.size() == 1)
+    if (!layout.mistakes.empty())
+        return {.mistakes = std::move(layout.mistakes)};
+    if (!layout.machines.empty())
         layout.machines.front().code = code;
-    else
-        layout.machines.clear();
     return layout;
 }
 

@@ -53,7 +53,7 @@ struct LayoutMistake {
 /// "desk.toml:3:14: channel of part 12 is 17: it has to be a whole number from 1 to 16"
 [[nodiscard]] std::string mistake_line(const LayoutMistake& mistake);
 
-/// What the files say. With a mistake there are no machines: nothing of such a layout may be sent.
+/// What the files say: either machines, perhaps with warnings, or mistakes.
 struct Layout {
     std::vector<MachineLayout> machines{}; ///< by ascending code
     std::vector<LayoutMistake> mistakes{}; ///< in the order of the files, then of the places

@@ -16,8 +16,9 @@ namespace setup {
 /// them, and cut short where they are long.
 [[nodiscard]] std::string quoted(std::string_view words);
 
-/// Why this cannot be read as TOML at all: it is empty, or no text in UTF-8, or has so many dots in
-/// a line that reading it would take a stack of its own for each. Nothing if it can be tried.
+/// Why the library cannot be asked to read this: it is empty, or no text in UTF-8, or has
+/// characters outside of ASCII outside of comments, some of which the library gets wrong, or has
+/// so many dots in a line that the tables in each other would overflow the stack. Else nothing.
 [[nodiscard]] std::optional<LayoutMistake> unreadable(const LayoutFile& file);
 
 // Names of machines and parts.

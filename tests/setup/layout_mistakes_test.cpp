@@ -90,13 +90,31 @@ TEST(LayoutMistakes, BytesThatAreNoUtf8) {
                   Lines{"2:4: this is no text in UTF-8"});
 }
 
-TEST(LayoutMistakes, LastCharactersOfEachLengthAreText) {
+TEST(LayoutMistakes, CharactersThatOnlyACommentCanHave) {
     for (const char* const text :
-         {"\x7E", "\xC2\xA0", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80",
-          "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"})
-        EXPECT_EQ(mistakes_of_parts("'" + std::string(text) + "' = " + good),
-                  Lines{"2:1: \"" + std::string(text) +
-                        "\" is no part: that is a whole number from 0 to 127"});
+         {"\xC2\xA0", "\xDF\xBF", "\xE0\xA0\x80", "\xED\x9F\xBF", "\xEE\x80\x80", "\xEF\xBF\xBF",
+          "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"})
+        EXPECT_EQ(mistakes_of_parts("# " + std::string(text) + "\n" + text),
+                  Lines{"3:1: \"" + std::string(text) + "\" can stand in a comment only"});
+    EXPECT_EQ(mistakes_in("\xEF\xBB\xBF\xC3\xA9"),
+              Lines{"1:1: \"\xC3\xA9\" can stand in a comment only"});
+    EXPECT_EQ(mistakes_in("# \xC3\xA9\n\xC2\x85"), Lines{"2:1: \"?\" can stand in a comment only"});
+}
+
+TEST(LayoutMistakes, CommentsAreToldFromTexts) {
+    // Each text has an end, and what stands behind it is no comment, although there is a # in it.
+    for (const char* const text :
+         {R"('#')", R"("#")", R"("\"#")", R"("\\")", R"('\')", R"("")", R"('')", R"("""#""")",
+          R"("""#"""")", R"("""#""""")", R"("""" # """)", R"("""\""" # """)", R"("""""")",
+          R"('''#\''')", R"('''"#'''')", "\"\"\"\n#\n\"\"\"", "'#\n", "\"#\n"}) {
+        const std::string before = std::string("x = ") + text;
+        const Lines lines = mistakes_in(before + "\xC3\xA9 # \xC3\xA9");
+        ASSERT_EQ(lines.size(), 1U) << text;
+        EXPECT_TRUE(lines[0].ends_with(": \"\xC3\xA9\" can stand in a comment only"))
+            << text << ": " << lines[0];
+        const std::string behind = mistakes_in(before + " # \xC3\xA9").at(0);
+        EXPECT_EQ(behind.find("comment only"), std::string::npos) << text << ": " << behind;
+    }
 }
 
 // --- what is no TOML ---
@@ -144,7 +162,7 @@ TEST(LayoutMistakes, ManyDotsInALine) {
     for (int i = 0; i < 251; ++i)
         dots += "a.";
     EXPECT_EQ(mistakes_in("# comment\n" + dots + "a = 1"),
-              Lines{"2:503: there are more than 250 dots in this line"});
+              Lines{"2:502: there are more than 250 dots in this line"});
     const std::string fewer = dots.substr(2);
     EXPECT_EQ(mistakes_in("[" + fewer + "a]\n[b." + fewer.substr(2) + "c]\n" + fewer + "a = 1"),
               (Lines{"1:2: \"a\" is no device code: that has eight hexadecimal digits, such as "
@@ -233,9 +251,9 @@ TEST(LayoutMistakes, PartThatIsNoTable) {
 TEST(LayoutMistakes, PartInTwoSpellings) {
     EXPECT_EQ(mistakes_of_parts("12 = " + good + "\n012 = " + good + "\n0012 = 7"),
               (Lines{"3:1: part 12 of 4AC5F4C4 is also at a:2:1",
-                     "4:1: part 12 of 4AC5F4C4 is also at a:2:1",
                      "4:1: part 12 is 7: it has to be a table, { type = ..., channel = ..., "
-                     "controller = ... }"}));
+                     "controller = ... }",
+                     "4:1: part 12 of 4AC5F4C4 is also at a:2:1"}));
 }
 
 TEST(LayoutMistakes, PartInTwoSpellingsOfItsMachine) {
@@ -355,10 +373,13 @@ TEST(LayoutMistakes, OtherPeoplesWordsSteerNoTerminalAndAreCutShort) {
               Lines{"1:2: \"?[31m??\"\" is no device code: that has eight hexadecimal digits, "
                     "such as 4AC5F4C4"});
     std::string forty;
-    for (int i = 0; i < 40; ++i)
+    std::string escaped;
+    for (int i = 0; i < 40; ++i) {
         forty += "\xE4\xB8\xAD";
+        escaped += "\\u4e2d";
+    }
     EXPECT_EQ(
-        mistakes_of_parts("'" + forty + "' = 1\n'" + forty + "x' = 1"),
+        mistakes_of_parts("\"" + escaped + "\" = 1\n\"" + escaped + "x\" = 1"),
         (Lines{"2:1: \"" + forty + "\" is no part: that is a whole number from 0 to 127",
                "3:1: \"" + forty + "...\" is no part: that is a whole number from 0 to 127"}));
 }

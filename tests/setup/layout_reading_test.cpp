@@ -122,11 +122,22 @@ TEST(LayoutReading, NoFilesAreAnEmptyLayout) {
     EXPECT_EQ(lines_of(setup::read_layout({})), Lines{});
 }
 
-TEST(LayoutReading, ColumnsAreCharacters) {
-    EXPECT_EQ(lines_of(read("'4AC5F4C4' = {\t12 = { type = \"\xC3\xA9\xE4\xB8\xAD\", "
-                            "channel = 0, controller = 128 } }")),
-              (Lines{"a.toml:1:30: type of part 12 is \"\xC3\xA9\xE4\xB8\xAD\": it has to be "
-                     "\"Note On\", \"Note Off\", \"Control Change\" or \"Bend Change\"",
+TEST(LayoutReading, CommentsMayHaveAnyCharacter) {
+    EXPECT_EQ(
+        lines_of(read("# \xE6\x8E\xA8\xE5\xAD\x90 \xF0\x9F\x8E\xB9 .................... "
+                      "..................................................................."
+                      "..................................................................."
+                      "...................................................................\n"
+                      "[4AC5F4C4] # \xC2\xA0\xE2\x80\xA8\"\n"
+                      "12 = { type = 'Note On', channel = 1, controller = 7 } # \xC3\xA9")),
+        (Lines{"a.toml:2:2 4AC5F4C4", "a.toml:3:1 part 12: Note On, channel 1, controller 7"}));
+}
+
+TEST(LayoutReading, PlacesInsideOfALine) {
+    EXPECT_EQ(lines_of(read("'4AC5F4C4' = {\t12 = { type = \"CC\", channel = 0, controller = 128 } "
+                            "}")),
+              (Lines{"a.toml:1:30: type of part 12 is \"CC\": it has to be \"Note On\", "
+                     "\"Note Off\", \"Control Change\" or \"Bend Change\"",
                      "a.toml:1:46: channel of part 12 is 0: it has to be a whole number from 1 to "
                      "16",
                      "a.toml:1:62: controller of part 12 is 128: it has to be a whole number from "
