@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/alsa/alsa_backend.h"
 
-#include "midi_service/alsa/announcements.h"
 #include "midi_service/alsa/card_texts.h"
+#include "midi_service/alsa/endpoint_list.h"
 #include "midi_service/alsa/midi_client.h"
 #include "midi_service/alsa/name_table.h"
+#include "midi_service/alsa/sequencer.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <poll.h>
 #include <unistd.h>
 
 namespace {
@@ -19,21 +21,29 @@ using std::chrono::milliseconds;
 /// so this keeps the promise of 100 ms.
 constexpr milliseconds names_stay_good{90};
 
+constexpr Address announcer{SND_SEQ_CLIENT_SYSTEM, SND_SEQ_PORT_SYSTEM_ANNOUNCE};
+
 } // namespace
 
 struct AlsaBackend::State {
     explicit State(Clock replaceable_clock) : clock(replaceable_clock) {}
 
     void bring_up();
+    [[nodiscard]] int open_announcements();
     void read_all();
     void follow_announcements();
+    [[nodiscard]] bool read_announcements();
+    void apply(const snd_seq_event_t& announcement);
     void refresh_names();
     void refresh_devices();
-    void refresh(Address address) { announcements.refresh(endpoints, address); }
+    void refresh(Address address);
     [[nodiscard]] MidiClient* owner(MIDIPortRef port);
 
     const Clock clock;
-    Announcements announcements;
+    /// For the announcements of ports that start, change and go, and for questions; null while
+    /// there is no sequencer. It is a client of its own: no flood of MIDI can push an announcement
+    /// out, and nothing wakes the program up until it reads them.
+    Sequencer sequencer;
     EndpointList endpoints;
     NameTable name_table;
     milliseconds names_read{0}; ///< when every endpoint's name was read last
@@ -57,8 +67,8 @@ void AlsaBackend::State::bring_up() {
     if (is_up)
         return;
     int result = 0;
-    if (!announcements.is_open()) {
-        result = announcements.open();
+    if (!sequencer) {
+        result = open_announcements();
         if (result == 0) {
             name_table.open();
             read_all();
@@ -72,16 +82,31 @@ void AlsaBackend::State::bring_up() {
     error = -result;
 }
 
+/// 0 or a negative errno.
+int AlsaBackend::State::open_announcements() {
+    Sequencer opened;
+    if (const int result = open_sequencer("MIDI Client announcements", opened); result < 0)
+        return result;
+    const int port = create_port(opened.get(), "Announcements",
+                                 SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_NO_EXPORT);
+    if (port < 0)
+        return port;
+    const Address own{static_cast<std::uint8_t>(snd_seq_client_id(opened.get())),
+                      static_cast<std::uint8_t>(port)};
+    if (const int result = subscribe(opened.get(), announcer, own); result < 0)
+        return result;
+    sequencer = std::move(opened);
+    return 0;
+}
+
 void AlsaBackend::State::read_all() {
     names_read = clock();
-    announcements.read_all(endpoints);
+    endpoints.replace_all(query_all_ports(sequencer.get()));
 }
 
 /// From here on the objects are as they are now, but for changes that are not announced.
 void AlsaBackend::State::follow_announcements() {
-    if (!announcements.is_open())
-        return;
-    while (!announcements.follow(endpoints)) {
+    while (sequencer && !read_announcements()) {
         // Announcements were lost. Where a subscription of ours is gone, so is the port, even if
         // another one has its address by now.
         for (const auto& client : clients) {
@@ -90,6 +115,48 @@ void AlsaBackend::State::follow_announcements() {
         }
         read_all();
     }
+}
+
+/// Takes one system call, and one more for each port that started or changed. False: announcements
+/// were lost.
+bool AlsaBackend::State::read_announcements() {
+    // The library's buffer has room for all events that the kernel keeps for a client: a single
+    // read gets them all.
+    do {
+        snd_seq_event_t* event = nullptr;
+        const int result = snd_seq_event_input(sequencer.get(), &event);
+        if (result == -ENOSPC)
+            return false;
+        if (result < 0)
+            break;
+        apply(*event);
+    } while (snd_seq_event_input_pending(sequencer.get(), 0) > 0);
+    return true;
+}
+
+void AlsaBackend::State::apply(const snd_seq_event_t& announcement) {
+    // Any client can send here. Believe only the system announcer, 0:1.
+    if (Address{announcement.source.client, announcement.source.port} != announcer)
+        return;
+    const Address subject{announcement.data.addr.client, announcement.data.addr.port};
+    switch (announcement.type) {
+    case SND_SEQ_EVENT_PORT_START:
+    case SND_SEQ_EVENT_PORT_CHANGE:
+        return refresh(subject);
+    case SND_SEQ_EVENT_PORT_EXIT:
+        return endpoints.remove(subject);
+    default:
+        return;
+    }
+}
+
+/// Asks the sequencer about one port.
+void AlsaBackend::State::refresh(Address address) {
+    PortInfo info;
+    if (query_port(sequencer.get(), address, info) < 0)
+        endpoints.remove(address);
+    else
+        endpoints.put(info);
 }
 
 /// The kernel does not announce new names (Linux 6.1).
@@ -105,7 +172,7 @@ void AlsaBackend::State::refresh_names() {
 void AlsaBackend::State::refresh_devices() {
     for (const std::uint8_t client : endpoints.clients()) {
         ClientInfo info;
-        if (query_client(announcements.sequencer(), client, info) < 0)
+        if (query_client(sequencer.get(), client, info) < 0)
             continue; // it went a moment ago, and its ports go with it
         Object* device = endpoints.device(client);
         if (!device || view_text(device->text(TextProperty::name).get()) != info.name)
@@ -147,7 +214,7 @@ void AlsaBackend::close_port(MIDIPortRef port) {
 OSStatus AlsaBackend::connect(MIDIPortRef port, MIDIEndpointRef source) {
     state_->bring_up();
     state_->follow_announcements();
-    const Object* object = state_->endpoints.objects().find(source);
+    const Object* object = state_->endpoints.find(source);
     if (!object || !object->is_source)
         return -ENODEV;
     MidiClient* client = state_->owner(port);
@@ -162,7 +229,7 @@ OSStatus AlsaBackend::disconnect(MIDIPortRef port, MIDIEndpointRef source) {
 std::span<const MIDIObjectRef> AlsaBackend::update(ObjectList list) {
     state_->bring_up();
     state_->follow_announcements();
-    if (state_->announcements.is_open()) {
+    if (state_->sequencer) {
         if (list == ObjectList::devices)
             state_->refresh_devices();
         else
@@ -172,7 +239,7 @@ std::span<const MIDIObjectRef> AlsaBackend::update(ObjectList list) {
 }
 
 OSStatus AlsaBackend::text(MIDIObjectRef reference, TextProperty property, CFStringRef& value) {
-    Object* object = state_->endpoints.objects().find(reference);
+    Object* object = state_->endpoints.find(reference);
     if (!object)
         return -ENODEV;
     const TextHandle& text = object->text(property);
@@ -183,12 +250,12 @@ OSStatus AlsaBackend::text(MIDIObjectRef reference, TextProperty property, CFStr
 }
 
 OSStatus AlsaBackend::offline(MIDIObjectRef reference, std::int32_t& value) {
-    const ObjectTable& objects = state_->endpoints.objects();
+    const EndpointList& endpoints = state_->endpoints;
     state_->follow_announcements();
     // Some changes are not announced: a port that is closed to others, for one.
-    if (const Object* object = objects.find(reference); object && object->is_endpoint())
+    if (const Object* object = endpoints.find(reference); object && object->is_endpoint())
         state_->refresh(object->address);
-    if (!objects.find(reference))
+    if (!endpoints.find(reference))
         return -ENODEV;
     value = 0;
     return 0;
@@ -203,14 +270,17 @@ OSStatus AlsaBackend::send(MIDIPortRef port, MIDIEndpointRef destination,
     // the lost subscription shows that.
     if (!client->is_set_to(port, destination))
         state_->follow_announcements();
-    const Object* object = state_->endpoints.objects().find(destination);
+    const Object* object = state_->endpoints.find(destination);
     if (!object || !object->is_destination)
         return -ENODEV;
     return client->send(port, destination, object->address, messages);
 }
 
 int AlsaBackend::changes() const {
-    return state_->announcements.descriptor();
+    pollfd polled{.fd = -1, .events = 0, .revents = 0};
+    if (state_->sequencer)
+        snd_seq_poll_descriptors(state_->sequencer.get(), &polled, 1, POLLIN);
+    return polled.fd;
 }
 
 std::optional<SequencerTrouble> AlsaBackend::trouble() const {
@@ -218,12 +288,12 @@ std::optional<SequencerTrouble> AlsaBackend::trouble() const {
 }
 
 std::optional<Address> AlsaBackend::address(MIDIEndpointRef endpoint) const {
-    const Object* object = state_->endpoints.objects().find(endpoint);
+    const Object* object = state_->endpoints.find(endpoint);
     return object && object->is_endpoint() ? std::optional(object->address) : std::nullopt;
 }
 
 std::optional<PortNeighbours> AlsaBackend::neighbours(MIDIEndpointRef endpoint) const {
-    snd_seq_t* sequencer = state_->announcements.sequencer();
+    snd_seq_t* sequencer = state_->sequencer.get();
     const auto place = address(endpoint);
     PortNeighbours result;
     if (!sequencer || !place || query_client(sequencer, place->client, result.client) < 0)
@@ -244,15 +314,15 @@ std::optional<PortNeighbours> AlsaBackend::neighbours(MIDIEndpointRef endpoint) 
 }
 
 std::vector<ClientInfo> AlsaBackend::other_clients() const {
-    if (!state_->announcements.is_open())
+    if (!state_->sequencer)
         return {};
-    auto clients = query_all_clients(state_->announcements.sequencer());
+    auto clients = query_all_clients(state_->sequencer.get());
     std::erase_if(clients, [](const ClientInfo& client) { return client.pid == getpid(); });
     return clients;
 }
 
 int AlsaBackend::places_left() const {
-    snd_seq_t* sequencer = state_->announcements.sequencer();
+    snd_seq_t* sequencer = state_->sequencer.get();
     return sequencer ? ::places_left(query_all_clients(sequencer), query_most_clients(sequencer))
                      : 0;
 }

@@ -30,7 +30,7 @@ bool is_destination_port(unsigned capabilities) {
 }
 
 EndpointList::EndpointList() {
-    Object& device = objects_.add({});
+    Object& device = add({});
     set_text(device, TextProperty::name, "ALSA Sequencer");
     set_text(device, TextProperty::model, "ALSA Sequencer");
     sequencer_device_ = device.reference;
@@ -43,7 +43,7 @@ void EndpointList::put(const PortInfo& info) {
         return remove(info.address);
     Object* endpoint = find(info.address);
     if (!endpoint) {
-        endpoint = &objects_.add({.address = info.address});
+        endpoint = &add(info.address);
         endpoints_.emplace(info.address, endpoint);
     }
     if (endpoint->is_source != is_source || endpoint->is_destination != is_destination) {
@@ -58,7 +58,7 @@ void EndpointList::remove(Address address) {
     const auto endpoint = endpoints_.find(address);
     if (endpoint == endpoints_.end())
         return;
-    objects_.remove(endpoint->second->reference);
+    objects_[endpoint->second->reference].reset();
     const auto next = endpoints_.erase(endpoint);
     changed();
     const auto is_of_client = [&](auto other) { return other->first.client == address.client; };
@@ -66,7 +66,7 @@ void EndpointList::remove(Address address) {
         (next != endpoints_.begin() && is_of_client(std::prev(next))))
         return;
     if (const auto device = devices_.find(address.client); device != devices_.end()) {
-        objects_.remove(device->second->reference);
+        objects_[device->second->reference].reset();
         devices_.erase(device);
     }
 }
@@ -102,7 +102,7 @@ Object* EndpointList::device(std::uint8_t client) const {
 void EndpointList::put_device(std::uint8_t client, const DeviceTexts& texts) {
     Object* known = device(client);
     if (!known) {
-        known = &objects_.add({.address = {.client = client}});
+        known = &add({.client = client});
         devices_.emplace(client, known);
         changed();
     }
@@ -141,6 +141,14 @@ std::span<const MIDIObjectRef> EndpointList::publish(ObjectList list) {
     }
     is_current = true;
     return references;
+}
+
+/// Under a new reference. The object stays where it is until it is removed.
+Object& EndpointList::add(Address address) {
+    const MIDIObjectRef reference = new_reference();
+    objects_.resize(reference + std::size_t{1});
+    objects_.back() = std::make_unique<Object>(Object{.reference = reference, .address = address});
+    return *objects_.back();
 }
 
 void EndpointList::changed() {

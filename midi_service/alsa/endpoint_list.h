@@ -1,13 +1,31 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "midi_service/alsa/object_table.h"
+#include "midi_service/alsa/sequencer_types.h"
+#include "midi_service/midi_backend.h"
+#include "midi_service/midi_text.h"
 
+#include <array>
 #include <map>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
+
+/// An endpoint or a device under its reference.
+struct Object {
+    MIDIObjectRef reference = 0;
+    Address address{}; ///< of a device only the client counts
+    bool is_source = false;
+    bool is_destination = false;
+    std::array<TextHandle, 3> texts{}; ///< by TextProperty; null: it has no such text
+
+    [[nodiscard]] bool is_endpoint() const { return is_source || is_destination; }
+    [[nodiscard]] TextHandle& text(TextProperty property) {
+        return texts[static_cast<std::size_t>(property)];
+    }
+};
 
 /// The texts of a device.
 struct DeviceTexts {
@@ -46,7 +64,10 @@ public:
 
     /// The endpoint at an address, or null.
     [[nodiscard]] Object* find(Address address) const;
-    [[nodiscard]] const ObjectTable& objects() const { return objects_; }
+    /// Null when there is no such object, or when it is gone.
+    [[nodiscard]] Object* find(MIDIObjectRef reference) const {
+        return reference < objects_.size() ? objects_[reference].get() : nullptr;
+    }
     [[nodiscard]] std::vector<Address> addresses() const;
 
     /// Brings a list up to date and gives it; it stays as it is until the next call for it.
@@ -58,10 +79,11 @@ private:
         bool is_current = false;
     };
 
+    Object& add(Address address);
     void changed();
     void set_text(Object& object, TextProperty property, std::string_view text);
 
-    ObjectTable objects_;
+    std::vector<std::unique_ptr<Object>> objects_; ///< by reference; null: gone
     std::map<Address, Object*> endpoints_;
     std::map<std::uint8_t, Object*> devices_;
     MIDIObjectRef sequencer_device_;

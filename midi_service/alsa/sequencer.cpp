@@ -76,15 +76,9 @@ int open_sequencer(const std::string& name, Sequencer& opened) {
 }
 
 int create_port(snd_seq_t* sequencer, const std::string& name, unsigned capabilities) {
-    snd_seq_port_info_t* info = nullptr;
-    snd_seq_port_info_alloca(&info);
-    snd_seq_port_info_set_name(info, name.c_str());
-    snd_seq_port_info_set_capability(info, capabilities);
-    snd_seq_port_info_set_type(info,
-                               SND_SEQ_PORT_TYPE_MIDI_GENERIC | SND_SEQ_PORT_TYPE_APPLICATION);
-    snd_seq_port_info_set_midi_channels(info, 16);
-    const int result = snd_seq_create_port(sequencer, info);
-    return result < 0 ? result : snd_seq_port_info_get_port(info);
+    return snd_seq_create_simple_port(sequencer, name.c_str(), capabilities,
+                                      SND_SEQ_PORT_TYPE_MIDI_GENERIC |
+                                          SND_SEQ_PORT_TYPE_APPLICATION);
 }
 
 int subscribe(snd_seq_t* sequencer, Address from, Address to) {

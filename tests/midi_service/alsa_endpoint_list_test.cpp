@@ -32,7 +32,7 @@ std::vector<MIDIObjectRef> list(EndpointList& endpoints, ObjectList which) {
 std::vector<std::string> names(EndpointList& endpoints, ObjectList which) {
     std::vector<std::string> result;
     for (const MIDIObjectRef reference : endpoints.publish(which)) {
-        Object* object = endpoints.objects().find(reference);
+        Object* object = endpoints.find(reference);
         result.emplace_back(object ? view_text(object->text(TextProperty::name).get())
                                    : std::string_view("(gone)"));
     }
@@ -99,7 +99,7 @@ TEST(AlsaEndpointList, ChangedPortKeepsItsReference) {
     EXPECT_EQ(list(endpoints, ObjectList::sources), before);
     EXPECT_EQ(names(endpoints, ObjectList::sources), Names{"4AC6F4C4"});
     EXPECT_EQ(names(endpoints, ObjectList::destinations), Names{});
-    EXPECT_FALSE(endpoints.objects().find(before[0])->is_destination);
+    EXPECT_FALSE(endpoints.find(before[0])->is_destination);
 }
 
 TEST(AlsaEndpointList, PortThatIsClosedLaterGoes) {
@@ -108,7 +108,7 @@ TEST(AlsaEndpointList, PortThatIsClosedLaterGoes) {
     const auto before = list(endpoints, ObjectList::sources);
     endpoints.put(port(24, 0, "4AC5F4C4", inactive_group));
     EXPECT_EQ(names(endpoints, ObjectList::sources), Names{});
-    EXPECT_EQ(endpoints.objects().find(before[0]), nullptr);
+    EXPECT_EQ(endpoints.find(before[0]), nullptr);
 }
 
 TEST(AlsaEndpointList, PortThatComesBackHasAnotherReference) {
@@ -119,9 +119,9 @@ TEST(AlsaEndpointList, PortThatComesBackHasAnotherReference) {
     endpoints.put(port(24, 0, "4AC5F4C4"));
     const auto after = list(endpoints, ObjectList::sources);
     EXPECT_NE(after, before);
-    EXPECT_EQ(endpoints.objects().find(before[0]), nullptr);
-    EXPECT_EQ(endpoints.objects().find(after[0] + 1000), nullptr);
-    EXPECT_EQ(endpoints.objects().find(0), nullptr);
+    EXPECT_EQ(endpoints.find(before[0]), nullptr);
+    EXPECT_EQ(endpoints.find(after[0] + 1000), nullptr);
+    EXPECT_EQ(endpoints.find(0), nullptr);
 }
 
 TEST(AlsaEndpointList, TextThatWasGivenOutIsKeptAsItWas) {
@@ -139,7 +139,7 @@ TEST(AlsaEndpointList, FirstDeviceIsTheSequencer) {
     endpoints.put(port(129, 0, "port"));
     endpoints.put_device(129, {.name = "program", .model = "program", .manufacturer = {}});
     EXPECT_EQ(names(endpoints, ObjectList::devices), (Names{"ALSA Sequencer", "program"}));
-    Object* sequencer = endpoints.objects().find(endpoints.publish(ObjectList::devices)[0]);
+    Object* sequencer = endpoints.find(endpoints.publish(ObjectList::devices)[0]);
     EXPECT_EQ(view_text(sequencer->text(TextProperty::model).get()), "ALSA Sequencer");
     EXPECT_EQ(sequencer->text(TextProperty::manufacturer), nullptr);
 }
@@ -155,9 +155,9 @@ TEST(AlsaEndpointList, DeviceGoesWithItsClientsLastPort) {
     const MIDIObjectRef device = endpoints.device(129)->reference;
     EXPECT_EQ(endpoints.clients(), (std::vector<std::uint8_t>{128, 129, 130}));
     endpoints.remove({129, 0});
-    EXPECT_NE(endpoints.objects().find(device), nullptr);
+    EXPECT_NE(endpoints.find(device), nullptr);
     endpoints.remove({129, 3});
-    EXPECT_EQ(endpoints.objects().find(device), nullptr);
+    EXPECT_EQ(endpoints.find(device), nullptr);
     EXPECT_EQ(names(endpoints, ObjectList::devices),
               (Names{"ALSA Sequencer", "program 128", "program 130"}));
 }
@@ -173,8 +173,8 @@ TEST(AlsaEndpointList, ReadingAnewKeepsWhatIsTheSame) {
     const auto after = list(endpoints, ObjectList::sources);
     EXPECT_EQ(names(endpoints, ObjectList::sources), (Names{"stays", "other", "comes"}));
     EXPECT_EQ(after[0], before[0]);
-    EXPECT_EQ(endpoints.objects().find(before[1]), nullptr);
-    EXPECT_EQ(endpoints.objects().find(before[2]), nullptr);
+    EXPECT_EQ(endpoints.find(before[1]), nullptr);
+    EXPECT_EQ(endpoints.find(before[2]), nullptr);
     EXPECT_NE(after[1], before[2]) << "an endpoint under another name is another one";
 }
 
