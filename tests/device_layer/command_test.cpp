@@ -3,13 +3,9 @@
 
 namespace {
 
-const std::string probe_finds = "send_midi_out_data\r\n"
-                                " MIDIGetNumberOfDevices  1\r\n"
-                                "no macthing name B \r\n";
-const std::string message_starts = "send_midi_out_data\r\n"
-                                   " MIDIGetNumberOfDevices  1\r\n"
-                                   "midiOutShortMsg\r\n" +
-                                   three_lookups + "clock mc\r\n";
+const std::string probe_finds = scan_of_one + "no macthing name B \r\n";
+const std::string message_starts =
+    scan_of_one + "midiOutShortMsg\r\n" + three_lookups + "clock mc\r\n";
 
 class Command : public ConfirmedSequence {
 protected:
@@ -29,43 +25,39 @@ protected:
 
 TEST_F(Command, save_probes_twice_and_is_confirmed) {
     echo_in_the_long_pause({0xAF, 0x7F, 0x7F});
-    std::int32_t result = 9;
-    EXPECT_EQ(printed_by([&] { result = usb_midi_main(127, 175, 127, 127); }),
-              probe_finds + "key_code_value_set\r\n" + probe_finds + message_starts +
-                  "af\t7f\t7f\t\r\n"
-                  "\r\n设定回显正常\r\n"
-                  "midi_setup_data 0 af , p af\r\n"
-                  "midi_setup_data 1 7f , p 7f\r\n"
-                  "设置成功了 \r\n");
-    EXPECT_EQ(result, 0);
+    EXPECT_THAT(outcome_of([&] { return usb_midi_main(127, 175, 127, 127); }),
+                Pair(0, probe_finds + "key_code_value_set\r\n" + probe_finds + message_starts +
+                            "af\t7f\t7f\t\r\n"
+                            "\r\n设定回显正常\r\n"
+                            "midi_setup_data 0 af , p af\r\n"
+                            "midi_setup_data 1 7f , p 7f\r\n"
+                            "设置成功了 \r\n"));
     EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends(0xAF, 0x7F, 0x7F));
     EXPECT_EQ(recording.pauses(), command_pauses(false));
 }
 
 // The whole transcript written out, without help.
 TEST_F(Command, mapping_that_is_repeated_prints_its_whole_transcript) {
-    std::int32_t result = 9;
-    EXPECT_EQ(printed_by([&] { result = usb_midi_main(0x22, 0xB0, 0x10, 0x10); }),
-              "send_midi_out_data\r\n"
-              " MIDIGetNumberOfDevices  1\r\n"
-              "no macthing name B \r\n"
-              "key_code_value_set\r\n"
-              "send_midi_out_data\r\n"
-              " MIDIGetNumberOfDevices  1\r\n"
-              "no macthing name B \r\n"
-              "send_midi_out_data\r\n"
-              " MIDIGetNumberOfDevices  1\r\n"
-              "midiOutShortMsg\r\n"
-              "MIDIGetNumberOfDestinations 1 \r\n"
-              "CCCCC: 4ACCF4C4 is online\r\n"
-              "MIDIGetNumberOfDestinations 1 \r\n"
-              "CCCCC: 4ACCF4C4 is online\r\n"
-              "MIDIGetNumberOfDestinations 1 \r\n"
-              "CCCCC: 4ACCF4C4 is online\r\n"
-              "midi_get_destination 0 \r\n"
-              "clock mc\r\n"
-              "设置失败obk\r\n");
-    EXPECT_EQ(result, 0);
+    EXPECT_THAT(outcome_of([&] { return usb_midi_main(0x22, 0xB0, 0x10, 0x10); }),
+                Pair(0, "send_midi_out_data\r\n"
+                        " MIDIGetNumberOfDevices  1\r\n"
+                        "no macthing name B \r\n"
+                        "key_code_value_set\r\n"
+                        "send_midi_out_data\r\n"
+                        " MIDIGetNumberOfDevices  1\r\n"
+                        "no macthing name B \r\n"
+                        "send_midi_out_data\r\n"
+                        " MIDIGetNumberOfDevices  1\r\n"
+                        "midiOutShortMsg\r\n"
+                        "MIDIGetNumberOfDestinations 1 \r\n"
+                        "CCCCC: 4ACCF4C4 is online\r\n"
+                        "MIDIGetNumberOfDestinations 1 \r\n"
+                        "CCCCC: 4ACCF4C4 is online\r\n"
+                        "MIDIGetNumberOfDestinations 1 \r\n"
+                        "CCCCC: 4ACCF4C4 is online\r\n"
+                        "midi_get_destination 0 \r\n"
+                        "clock mc\r\n"
+                        "设置失败obk\r\n"));
     EXPECT_EQ(recording.calls({"MIDISend"}), twice(sequence_sends(0xB0, 0x10, 0x22)));
     EXPECT_EQ(recording.pauses(), command_pauses(true));
 }
@@ -81,24 +73,17 @@ TEST_F(Command, probes_decide_nothing) {
     recording.devices.clear();
     const MIDIObjectRef other = recording.add_device({.name = "another", .model = "another"});
     recording.devices = {other};
-    unsigned scans = 0;
-    recording.before_call = [&](std::string_view call) {
-        if (call == "MIDIGetNumberOfDevices" && ++scans == 3)
-            recording.devices = {other, device_};
-    };
+    at_call("MIDIGetNumberOfDevices", 3, [&] { recording.devices = {other, device_}; });
     EXPECT_EQ(quietly([] { return usb_midi_main(0x22, 0xB0, 0x10, 0x10); }), 0);
     EXPECT_EQ(recording.calls({"MIDISend"}).size(), 20U);
 }
 
 TEST_F(Command, differing_controllers_are_refused_after_the_probes) {
-    std::fill(std::begin(midiout_databuffer), std::end(midiout_databuffer), std::uint8_t{0x5A});
-    std::int32_t result = 9;
-    EXPECT_EQ(printed_by([&] { result = usb_midi_main(5, 0x90, 0x30, 0x31); }),
-              probe_finds + "key_code_value_set\r\n" + probe_finds);
-    EXPECT_EQ(result, 1);
+    fill(midiout_databuffer, 0x5A);
+    EXPECT_THAT(outcome_of([&] { return usb_midi_main(5, 0x90, 0x30, 0x31); }),
+                Pair(1, probe_finds + "key_code_value_set\r\n" + probe_finds));
     EXPECT_EQ(recording.calls({"MIDISend", "usleep"}), Lines{});
-    EXPECT_TRUE(std::all_of(std::begin(midiout_databuffer), std::end(midiout_databuffer),
-                            [](std::uint8_t byte) { return byte == 0x5A; }));
+    EXPECT_TRUE(is_filled(midiout_databuffer, 0x5A));
     EXPECT_EQ(set_up_ok_flag, 0);
 }
 
@@ -116,8 +101,7 @@ TEST_F(Command, every_pair_of_controllers_is_checked_in_its_low_seven_bits) {
     unsigned accepted = 0;
     for (unsigned first = 0; first < 256; ++first)
         for (unsigned second = 0; second < 256; ++second) {
-            std::fill(std::begin(midiout_databuffer), std::end(midiout_databuffer),
-                      std::uint8_t{0});
+            fill(midiout_databuffer, 0);
             recording.journal.clear();
             const auto result = key_code_value_set(5, 0x10, static_cast<std::int8_t>(first),
                                                    static_cast<std::int8_t>(second));
@@ -141,10 +125,9 @@ TEST_F(Command, bits_above_the_seventh_are_dropped_from_controller_and_part) {
 }
 
 TEST_F(Command, scratch_keeps_its_other_bytes) {
-    std::fill(std::begin(midiout_databuffer), std::end(midiout_databuffer), std::uint8_t{0x5A});
+    fill(midiout_databuffer, 0x5A);
     key_code(1, 0x90, 2, 2);
-    EXPECT_TRUE(std::all_of(std::begin(midiout_databuffer), std::begin(midiout_databuffer) + 61,
-                            [](std::uint8_t byte) { return byte == 0x5A; }));
+    EXPECT_TRUE(is_filled(midiout_databuffer, 0x5A, 61));
     EXPECT_EQ(scratch(), (std::array{0x90, 2, 2}));
 }
 
@@ -180,50 +163,37 @@ TEST_F(Command, every_part_and_controller_reaches_the_wire) {
 
 TEST_F(Command, no_devices_at_all_read_as_success) {
     recording.devices.clear();
-    std::int32_t result = 9;
-    EXPECT_EQ(printed_by([&] { result = usb_midi_main(5, 0x90, 0x30, 0x30); }),
-              "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n"
-              "key_code_value_set\r\n"
-              "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n"
-              "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n");
-    EXPECT_EQ(result, 0);
+    EXPECT_THAT(outcome_of([&] { return usb_midi_main(5, 0x90, 0x30, 0x30); }),
+                Pair(0, "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n"
+                        "key_code_value_set\r\n"
+                        "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n"
+                        "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n"));
     EXPECT_EQ(recording.calls({"MIDISend", "usleep"}), Lines{});
 }
 
 TEST_F(Command, devices_without_the_machine_are_refused) {
     recording.objects[device_].name = "another";
-    std::int32_t result = 9;
-    EXPECT_EQ(printed_by([&] { result = usb_midi_main(5, 0x90, 0x30, 0x30); }),
-              "send_midi_out_data\r\n MIDIGetNumberOfDevices  1\r\n"
-              "key_code_value_set\r\n"
-              "send_midi_out_data\r\n MIDIGetNumberOfDevices  1\r\n"
-              "send_midi_out_data\r\n MIDIGetNumberOfDevices  1\r\n");
-    EXPECT_EQ(result, 1);
+    EXPECT_THAT(outcome_of([&] { return usb_midi_main(5, 0x90, 0x30, 0x30); }),
+                Pair(1, "send_midi_out_data\r\n MIDIGetNumberOfDevices  1\r\n"
+                        "key_code_value_set\r\n"
+                        "send_midi_out_data\r\n MIDIGetNumberOfDevices  1\r\n"
+                        "send_midi_out_data\r\n MIDIGetNumberOfDevices  1\r\n"));
 }
 
 TEST_F(Command, machine_without_a_destination_is_refused) {
     recording.destinations.clear();
-    std::int32_t result = 9;
-    EXPECT_EQ(printed_by([&] { result = usb_midi_main(5, 0x90, 0x30, 0x30); }),
-              probe_finds + "key_code_value_set\r\n" + probe_finds +
-                  "send_midi_out_data\r\n"
-                  " MIDIGetNumberOfDevices  1\r\n"
-                  "midiOutShortMsg\r\n"
-                  "MIDIGetNumberOfDestinations 0 \r\n"
-                  "MIDIGetNumberOfDestinations 0 \r\n");
-    EXPECT_EQ(result, 1);
+    EXPECT_THAT(outcome_of([&] { return usb_midi_main(5, 0x90, 0x30, 0x30); }),
+                Pair(1, probe_finds + "key_code_value_set\r\n" + probe_finds + scan_of_one +
+                            "midiOutShortMsg\r\n"
+                            "MIDIGetNumberOfDestinations 0 \r\n"
+                            "MIDIGetNumberOfDestinations 0 \r\n"));
 }
 
 TEST_F(Command, offline_destination_is_refused) {
     recording.objects[destination_].offline = 1;
-    std::int32_t result = 9;
-    EXPECT_EQ(printed_by([&] { result = usb_midi_main(5, 0x90, 0x30, 0x30); }),
-              probe_finds + "key_code_value_set\r\n" + probe_finds +
-                  "send_midi_out_data\r\n"
-                  " MIDIGetNumberOfDevices  1\r\n"
-                  "midiOutShortMsg\r\n" +
-                  three_lookups + "offline \r\n");
-    EXPECT_EQ(result, 1);
+    EXPECT_THAT(outcome_of([&] { return usb_midi_main(5, 0x90, 0x30, 0x30); }),
+                Pair(1, probe_finds + "key_code_value_set\r\n" + probe_finds + scan_of_one +
+                            "midiOutShortMsg\r\n" + three_lookups + "offline \r\n"));
 }
 
 TEST_F(Command, failing_closing_clock_reads_as_one_whatever_its_status) {

@@ -6,36 +6,6 @@ namespace {
 // All calls and printed lines of whole sends, in order.
 class ConfirmedOrder : public ConfirmedSequence {
 protected:
-    static void append(Lines& to, const Lines& lines) {
-        to.insert(to.end(), lines.begin(), lines.end());
-    }
-
-    static Lines lookup() {
-        return {
-            "MIDIGetNumberOfDestinations",
-            "> MIDIGetNumberOfDestinations 1 \r\n",
-            "MIDIGetDestination 0",
-            "MIDIObjectGetStringProperty destination0, name, into pname",
-            "CFStringGetCString destination0.name, into jname, 64, encoding 0",
-            "CFRelease destination0.name",
-            "MIDIGetDestination 1",
-            "MIDIObjectGetStringProperty nothing, name, into pname",
-            "MIDIObjectGetIntegerProperty nothing, offline",
-            "> CCCCC: 4ACCF4C4 is online\r\n",
-        };
-    }
-
-    static Lines up_to_the_offline_query() {
-        Lines lines = {"MIDIPacketListInit"};
-        append(lines, lookup());
-        lines.emplace_back("MIDIGetDestination 0");
-        append(lines, lookup());
-        append(lines, lookup());
-        lines.back() += "midi_get_destination 0 \r\n";
-        lines.emplace_back("MIDIObjectGetIntegerProperty destination0, offline");
-        return lines;
-    }
-
     static Lines sequence() {
         Lines lines;
         const auto events = sequence_events(0xB5, 0x30, 0x07);
@@ -92,22 +62,16 @@ TEST_F(ConfirmedOrder, of_a_send_without_a_destination) {
 TEST_F(ConfirmedOrder, endpoint_of_the_first_lookup_gets_every_send) {
     const MIDIObjectRef later = recording.add_destination({.name = "4ACCF4C4 later", .offline = 1});
     recording.destinations = {destination_};
-    unsigned lookups = 0;
-    recording.before_call = [&](std::string_view call) {
-        if (call == "MIDIGetNumberOfDestinations" && ++lookups == 2)
-            recording.destinations = {destination_, later};
-    };
+    at_call("MIDIGetNumberOfDestinations", 2, [&] {
+        recording.destinations = {destination_, later};
+    });
     const std::string printed = printed_by([] { core_midi_send_msg_combo(0xB5, 0x30, 0x07); });
     EXPECT_THAT(printed, testing::HasSubstr("midi_get_destination 1 \r\nclock mc\r\n"));
     EXPECT_EQ(recording.calls({"MIDISend"}), twice(sequence_sends(0xB5, 0x30, 0x07)));
 }
 
 TEST_F(ConfirmedOrder, destination_that_goes_before_the_third_lookup_is_sent_to) {
-    unsigned lookups = 0;
-    recording.before_call = [&](std::string_view call) {
-        if (call == "MIDIGetNumberOfDestinations" && ++lookups == 3)
-            recording.destinations.clear();
-    };
+    at_call("MIDIGetNumberOfDestinations", 3, [] { recording.destinations.clear(); });
     const std::string printed = printed_by([] { core_midi_send_msg_combo(0xB5, 0x30, 0x07); });
     EXPECT_THAT(printed, testing::HasSubstr("midi_get_destination ffffffff \r\nclock mc\r\n"));
     EXPECT_EQ(recording.calls({"MIDISend"}).size(), 20U);
@@ -115,11 +79,7 @@ TEST_F(ConfirmedOrder, destination_that_goes_before_the_third_lookup_is_sent_to)
 
 TEST_F(ConfirmedOrder, destination_that_comes_after_the_first_lookup_is_not_sent_to) {
     recording.destinations.clear();
-    unsigned lookups = 0;
-    recording.before_call = [&](std::string_view call) {
-        if (call == "MIDIGetNumberOfDestinations" && ++lookups == 2)
-            recording.destinations = {destination_};
-    };
+    at_call("MIDIGetNumberOfDestinations", 2, [&] { recording.destinations = {destination_}; });
     recording.send_statuses.assign(20, -19);
     EXPECT_EQ(quietly([] { return core_midi_send_msg_combo(0xB5, 0x30, 0x07); }), 0xED);
     EXPECT_EQ(recording.calls({"MIDISend"}).front(), "MIDISend out, nothing, time 1000: F8");

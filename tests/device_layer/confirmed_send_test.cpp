@@ -107,7 +107,7 @@ TEST_F(ConfirmedSend, echo_counts_from_the_end_of_its_send_to_the_end_of_the_lon
     unsigned long_pauses = 0;
     unsigned counted = 0;
     for (std::size_t i = 0; i < calls.size(); ++i) {
-        std::fill(std::begin(midi_setup_data), std::end(midi_setup_data), std::uint8_t{0x55});
+        fill(midi_setup_data, 0x55);
         recording.before_call = [&, at = std::size_t{0}](std::string_view) mutable {
             if (at++ == i)
                 arrive({0xB2, 0x10, 0x22});
@@ -155,7 +155,7 @@ TEST_F(ConfirmedSend, repetition_writes_the_expected_echo_again) {
 }
 
 TEST_F(ConfirmedSend, expected_echo_fills_three_bytes_only) {
-    std::fill(std::begin(midi_setup_data), std::end(midi_setup_data), std::uint8_t{0x55});
+    fill(midi_setup_data, 0x55);
     send(0xB2, 0x10, 0x22);
     for (std::size_t i = 3; i < 8; ++i)
         EXPECT_EQ(midi_setup_data[i], 0x55) << i;
@@ -184,22 +184,18 @@ TEST_F(ConfirmedSend, echo_of_the_repetition_changes_nothing) {
 
 TEST_F(ConfirmedSend, missing_destination_is_refused_after_two_lookups) {
     recording.objects[destination_].name = "another";
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = core_midi_send_msg_combo(0x90, 1, 2); }),
-              "MIDIGetNumberOfDestinations 1 \r\n"
-              "CCCCC: another is online\r\n"
-              "MIDIGetNumberOfDestinations 1 \r\n"
-              "CCCCC: another is online\r\n");
-    EXPECT_EQ(result, 1);
+    EXPECT_THAT(outcome_of([&] { return core_midi_send_msg_combo(0x90, 1, 2); }),
+                Pair(1, "MIDIGetNumberOfDestinations 1 \r\n"
+                        "CCCCC: another is online\r\n"
+                        "MIDIGetNumberOfDestinations 1 \r\n"
+                        "CCCCC: another is online\r\n"));
     EXPECT_EQ(recording.calls({"MIDIPacketListAdd", "MIDISend", "usleep"}), Lines{});
 }
 
 TEST_F(ConfirmedSend, offline_destination_is_refused) {
     recording.objects[destination_].offline = 1;
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = core_midi_send_msg_combo(0x90, 1, 2); }),
-              three_lookups + "offline \r\n");
-    EXPECT_EQ(result, 1);
+    EXPECT_THAT(outcome_of([&] { return core_midi_send_msg_combo(0x90, 1, 2); }),
+                Pair(1, three_lookups + "offline \r\n"));
     EXPECT_EQ(recording.calls({"MIDIPacketListAdd", "MIDISend", "usleep"}), Lines{});
 }
 

@@ -8,24 +8,45 @@
 
 // What the tests of the confirmed send and of the commands above it have in common.
 
-/// What the three lookups of a send print, when "4ACCF4C4…" is the only destination.
-inline const std::string three_lookups = "MIDIGetNumberOfDestinations 1 \r\n"
-                                         "CCCCC: 4ACCF4C4 is online\r\n"
-                                         "MIDIGetNumberOfDestinations 1 \r\n"
-                                         "CCCCC: 4ACCF4C4 is online\r\n"
-                                         "MIDIGetNumberOfDestinations 1 \r\n"
-                                         "CCCCC: 4ACCF4C4 is online\r\n"
-                                         "midi_get_destination 0 \r\n";
+/// What a lookup prints, when "4ACCF4C4…" is the only destination, and what the three of a send do.
+inline const std::string lookup = "MIDIGetNumberOfDestinations 1 \r\nCCCCC: 4ACCF4C4 is online\r\n";
+inline const std::string three_lookups = lookup + lookup + lookup + "midi_get_destination 0 \r\n";
+
+/// What a search through one device prints before it says what it found.
+inline const std::string scan_of_one = "send_midi_out_data\r\n MIDIGetNumberOfDevices  1\r\n";
+
+inline void append(Lines& to, const Lines& lines) {
+    to.insert(to.end(), lines.begin(), lines.end());
+}
+
+/// All calls and all output of a send to the only destination, up to the question whether it is
+/// offline.
+inline Lines up_to_the_offline_query() {
+    const Lines lookup_calls = {
+        "MIDIGetNumberOfDestinations",
+        "> MIDIGetNumberOfDestinations 1 \r\n",
+        "MIDIGetDestination 0",
+        "MIDIObjectGetStringProperty destination0, name, into pname",
+        "CFStringGetCString destination0.name, into jname, 64, encoding 0",
+        "CFRelease destination0.name",
+        "MIDIGetDestination 1",
+        "MIDIObjectGetStringProperty nothing, name, into pname",
+        "MIDIObjectGetIntegerProperty nothing, offline",
+        "> CCCCC: 4ACCF4C4 is online\r\n",
+    };
+    Lines lines = {"MIDIPacketListInit"};
+    append(lines, lookup_calls);
+    lines.emplace_back("MIDIGetDestination 0");
+    append(lines, lookup_calls);
+    append(lines, lookup_calls);
+    lines.back() += "midi_get_destination 0 \r\n";
+    lines.emplace_back("MIDIObjectGetIntegerProperty destination0, offline");
+    return lines;
+}
 
 /// One event as the recording service writes it down.
 inline std::string written_down(const Bytes& event) {
-    std::string text = "time 1000:";
-    for (const std::uint8_t byte : event) {
-        char digits[4];
-        std::snprintf(digits, sizeof digits, " %02X", unsigned{byte});
-        text += digits;
-    }
-    return text;
+    return "time 1000:" + hexadecimal(event);
 }
 
 /// The sends of one sequence to the only destination.
@@ -37,8 +58,7 @@ inline Lines sequence_sends(std::uint8_t status, std::uint8_t data1, std::uint8_
 }
 
 inline Lines twice(Lines lines) {
-    const Lines once = lines;
-    lines.insert(lines.end(), once.begin(), once.end());
+    append(lines, Lines(lines));
     return lines;
 }
 

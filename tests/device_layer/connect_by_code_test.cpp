@@ -12,13 +12,11 @@ protected:
 
 TEST_F(ConnectByCode, machine_that_is_online_answers_one) {
     recording.add_source({.name = "4AC3F4C4 MIDI 1"});
-    int answer = 0;
-    EXPECT_EQ(printed_by([&] { answer = judge_device_connect_state_with_id(0x4AC3F4C4); }),
-              "set_device_name 4ac3f4c4 \r\n"
-              "MIDIGetNumberOfSources 1 \r\n"
-              "midi init success ,number code 0 \r\n"
-              "4AC3F4C4 MIDI 1 is online\r\n");
-    EXPECT_EQ(answer, 1);
+    EXPECT_THAT(outcome_of([&] { return judge_device_connect_state_with_id(0x4AC3F4C4); }),
+                Pair(1, "set_device_name 4ac3f4c4 \r\n"
+                        "MIDIGetNumberOfSources 1 \r\n"
+                        "midi init success ,number code 0 \r\n"
+                        "4AC3F4C4 MIDI 1 is online\r\n"));
     EXPECT_STREQ(device_name, "4AC3F4C4");
     EXPECT_EQ(VID_PID_val, 0x4AC3F4C4U);
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}).size(), 2U);
@@ -27,23 +25,19 @@ TEST_F(ConnectByCode, machine_that_is_online_answers_one) {
 TEST_F(ConnectByCode, machine_that_is_offline_answers_zero) {
     recording.add_source({.name = "4AC3F4C4 MIDI 1", .offline = 1});
     realtime_connect_state_flag = 1;
-    int answer = 9;
-    EXPECT_EQ(printed_by([&] { answer = judge_device_connect_state_with_id(0x4AC3F4C4); }),
-              "set_device_name 4ac3f4c4 \r\n"
-              "MIDIGetNumberOfSources 1 \r\n"
-              "midi init success ,number code 0 \r\n"
-              "4AC3F4C4 MIDI 1 is offline\r\n");
-    EXPECT_EQ(answer, 0);
+    EXPECT_THAT(outcome_of([&] { return judge_device_connect_state_with_id(0x4AC3F4C4); }),
+                Pair(0, "set_device_name 4ac3f4c4 \r\n"
+                        "MIDIGetNumberOfSources 1 \r\n"
+                        "midi init success ,number code 0 \r\n"
+                        "4AC3F4C4 MIDI 1 is offline\r\n"));
 }
 
 TEST_F(ConnectByCode, without_sources_every_machine_answers_zero) {
     realtime_connect_state_flag = 1;
-    int answer = 9;
-    EXPECT_EQ(printed_by([&] { answer = judge_device_connect_state_with_id(0x4AC3F4C4); }),
-              "set_device_name 4ac3f4c4 \r\n"
-              "MIDIGetNumberOfSources 0 \r\n"
-              "midi init failed \r\n");
-    EXPECT_EQ(answer, 0);
+    EXPECT_THAT(outcome_of([&] { return judge_device_connect_state_with_id(0x4AC3F4C4); }),
+                Pair(0, "set_device_name 4ac3f4c4 \r\n"
+                        "MIDIGetNumberOfSources 0 \r\n"
+                        "midi init failed \r\n"));
 }
 
 TEST_F(ConnectByCode, machine_probed_last_stays_the_current_one) {

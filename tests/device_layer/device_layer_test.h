@@ -9,14 +9,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 /// Where no endpoint matches: all ones in 32 bits, in a 64-bit result.
 constexpr std::uint64_t no_index = 0xFFFFFFFF;
 
 using Lines = std::vector<std::string>;
+using testing::Pair;
 
 /// What a call prints.
 template<class Call>
@@ -24,6 +28,14 @@ std::string printed_by(Call call) {
     CapturedOutput output;
     call();
     return output.take();
+}
+
+/// What a call gives and what it prints.
+template<class Call>
+auto outcome_of(Call call) {
+    CapturedOutput output;
+    const auto result = call();
+    return std::pair{result, output.take()};
 }
 
 /// What a call gives, with its output kept away from the test's.
@@ -45,9 +57,37 @@ Lines order_of(Call call) {
     return recording.journal;
 }
 
+/// Makes a change when the n-th call of an operation begins, counted from 1.
+inline void at_call(const std::string& operation, unsigned number, std::function<void()> change) {
+    recording.before_call = [=, begun = 0U](std::string_view call) mutable {
+        if (call.starts_with(operation) && ++begun == number)
+            change();
+    };
+}
+
+template<class Buffer>
+void fill(Buffer& buffer, std::uint8_t byte) {
+    std::fill(std::begin(buffer), std::end(buffer), byte);
+}
+
+/// Whether the first `size` bytes of a buffer, by default all, have this value.
+template<class Buffer>
+bool is_filled(const Buffer& buffer, std::uint8_t byte, std::size_t size = sizeof(Buffer)) {
+    return std::all_of(std::begin(buffer), std::begin(buffer) + size, [byte](const auto& each) {
+        return static_cast<std::uint8_t>(each) == byte;
+    });
+}
+
 /// The first three bytes of the expected echo.
 inline std::array<int, 3> expected_echo() {
     return {midi_setup_data[0].load(), midi_setup_data[1].load(), midi_setup_data[2].load()};
+}
+
+/// The halves and the whole of the device code are these.
+inline void expect_halves(unsigned high, unsigned low) {
+    EXPECT_EQ(VID_val, high);
+    EXPECT_EQ(PID_val, low);
+    EXPECT_EQ(VID_PID_val, high << 16 | low);
 }
 
 /// Starts each case with zeroed globals, existing ports and no objects. At its end, the rules of

@@ -3,8 +3,6 @@
 
 namespace {
 
-const std::string scan_of_one = "send_midi_out_data\r\n MIDIGetNumberOfDevices  1\r\n";
-
 class DeviceScan : public ConfirmedSequence {
 protected:
     static int send(std::uint8_t type, std::uint8_t channel, std::uint8_t data1,
@@ -17,12 +15,8 @@ protected:
 };
 
 TEST_F(DeviceScan, probe_that_finds_the_machine_says_so_in_its_own_words) {
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = send_midi_out_data(0xFF, 0x0F, 0, 0); }),
-              "send_midi_out_data\r\n"
-              " MIDIGetNumberOfDevices  1\r\n"
-              "no macthing name B \r\n");
-    EXPECT_EQ(result, 0);
+    EXPECT_THAT(outcome_of([&] { return send_midi_out_data(0xFF, 0x0F, 0, 0); }),
+                Pair(0, scan_of_one + "no macthing name B \r\n"));
 }
 
 TEST_F(DeviceScan, probe_never_sends_whatever_its_other_arguments) {
@@ -74,16 +68,14 @@ TEST_F(DeviceScan, stops_at_the_machine) {
 
 TEST_F(DeviceScan, found_machine_gets_the_message) {
     echo_in_the_long_pause({0xB2, 0x10, 0x22});
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = send_midi_out_data(0xB0, 3, 0x10, 0x22); }),
-              scan_of_one + "midiOutShortMsg\r\n" + three_lookups +
-                  "clock mc\r\n"
-                  "b2\t10\t22\t\r\n"
-                  "\r\n设定回显正常\r\n"
-                  "midi_setup_data 0 b2 , p b2\r\n"
-                  "midi_setup_data 1 10 , p 10\r\n"
-                  "设置成功了 \r\n");
-    EXPECT_EQ(result, 0);
+    EXPECT_THAT(outcome_of([&] { return send_midi_out_data(0xB0, 3, 0x10, 0x22); }),
+                Pair(0, scan_of_one + "midiOutShortMsg\r\n" + three_lookups +
+                            "clock mc\r\n"
+                            "b2\t10\t22\t\r\n"
+                            "\r\n设定回显正常\r\n"
+                            "midi_setup_data 0 b2 , p b2\r\n"
+                            "midi_setup_data 1 10 , p 10\r\n"
+                            "设置成功了 \r\n"));
     EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends(0xB2, 0x10, 0x22));
 }
 
@@ -97,10 +89,8 @@ TEST_F(DeviceScan, gives_the_sends_own_result) {
 
 TEST_F(DeviceScan, no_devices_at_all_read_as_success) {
     recording.devices.clear();
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = send_midi_out_data(0xB0, 1, 0x10, 0x22); }),
-              "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n");
-    EXPECT_EQ(result, 0);
+    EXPECT_THAT(outcome_of([&] { return send_midi_out_data(0xB0, 1, 0x10, 0x22); }),
+                Pair(0, "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n"));
     EXPECT_EQ(recording.journal, Lines{"MIDIGetNumberOfDevices"});
     EXPECT_EQ(probe(), 0);
 }
@@ -109,10 +99,8 @@ TEST_F(DeviceScan, devices_without_the_machine_read_as_failure) {
     recording.objects[device_].name = "another";
     recording.add_device({.name = "4ACCF4C5", .model = "4ACCF4C4"});
     for (const std::uint8_t type : std::initializer_list<std::uint8_t>{0xFF, 0xB0}) {
-        int result = 9;
-        EXPECT_EQ(printed_by([&] { result = send_midi_out_data(type, 1, 0x10, 0x22); }),
-                  "send_midi_out_data\r\n MIDIGetNumberOfDevices  2\r\n");
-        EXPECT_EQ(result, 1);
+        EXPECT_THAT(outcome_of([&] { return send_midi_out_data(type, 1, 0x10, 0x22); }),
+                    Pair(1, "send_midi_out_data\r\n MIDIGetNumberOfDevices  2\r\n"));
     }
     EXPECT_EQ(recording.calls({"MIDISend"}), Lines{});
 }
@@ -184,10 +172,9 @@ TEST_F(DeviceScan, count_is_a_signed_32_bit_number_printed_in_hexadecimal) {
     for (const auto& [count, digits] : none) {
         recording.device_count = count;
         recording.journal.clear();
-        int result = 9;
-        EXPECT_EQ(printed_by([&] { result = send_midi_out_data(0xFF, 0x0F, 0, 0); }),
-                  std::string("send_midi_out_data\r\n MIDIGetNumberOfDevices  ") + digits + "\r\n");
-        EXPECT_EQ(result, 0);
+        EXPECT_THAT(outcome_of([&] { return send_midi_out_data(0xFF, 0x0F, 0, 0); }),
+                    Pair(0, std::string("send_midi_out_data\r\n MIDIGetNumberOfDevices  ") +
+                                digits + "\r\n"));
         EXPECT_EQ(recording.calls({"MIDIGetDevice"}), Lines{});
     }
     recording.device_count = 0x100000001;
@@ -254,17 +241,14 @@ TEST_F(DeviceScan, word_is_taken_apart_without_its_type_bits) {
 
 TEST_F(DeviceScan, taking_a_word_apart_prints_nothing_and_gives_the_sends_result) {
     recording.destinations.clear();
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = midiOutShortMsg(0xB0, 0x002210B0); }),
-              "MIDIGetNumberOfDestinations 0 \r\nMIDIGetNumberOfDestinations 0 \r\n");
-    EXPECT_EQ(result, 1);
+    EXPECT_THAT(outcome_of([&] { return midiOutShortMsg(0xB0, 0x002210B0); }),
+                Pair(1, "MIDIGetNumberOfDestinations 0 \r\nMIDIGetNumberOfDestinations 0 \r\n"));
 }
 
 TEST_F(DeviceScan, output_scratch_is_not_touched) {
-    std::fill(std::begin(midiout_databuffer), std::end(midiout_databuffer), std::uint8_t{0x5A});
+    fill(midiout_databuffer, 0x5A);
     send(0xB0, 1, 2, 3);
-    EXPECT_TRUE(std::all_of(std::begin(midiout_databuffer), std::end(midiout_databuffer),
-                            [](std::uint8_t byte) { return byte == 0x5A; }));
+    EXPECT_TRUE(is_filled(midiout_databuffer, 0x5A));
 }
 
 } // namespace

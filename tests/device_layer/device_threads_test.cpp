@@ -82,6 +82,14 @@ protected:
         return output.take();
     }
 
+    // Lets the machine answer the message that the command is for.
+    void answer_the_message(microseconds after, const Bytes& bytes) {
+        answer_ = [=, this](const Bytes& sent) {
+            if (sent == message)
+                service_.emit(machine_, bytes, after);
+        };
+    }
+
     Watchdog watchdog_{100s};
     EmbeddedBackend service_;
     MIDIObjectRef machine_ = 0;
@@ -111,10 +119,7 @@ private:
 };
 
 TEST_F(InManualTime, wire_of_a_confirmed_command_is_ten_events) {
-    answer_ = [this](const Bytes& sent) {
-        if (sent == message)
-            service_.emit(machine_, message, 1ms);
-    };
+    answer_the_message(1ms, message);
     const std::string printed = command();
     EXPECT_EQ(received_, sequence_events(0xB2, 0x10, 0x22));
     EXPECT_EQ(recorded_pauses, command_pauses(false));
@@ -160,10 +165,7 @@ TEST_F(InManualTime, echo_before_the_message_confirms_nothing) {
 }
 
 TEST_F(InManualTime, clock_behind_the_echo_does_not_hide_it) {
-    answer_ = [this](const Bytes& sent) {
-        if (sent == message)
-            service_.emit(machine_, Bytes{0xF8, 0xB2, 0x10, 0x22, 0xF8, 0x90, 1, 2}, 1ms);
-    };
+    answer_the_message(1ms, {0xF8, 0xB2, 0x10, 0x22, 0xF8, 0x90, 1, 2});
     (void)command();
     EXPECT_EQ(received_.size(), 10U);
 }
@@ -221,10 +223,7 @@ TEST_F(InRealTime, traffic_all_along_a_command_hides_no_echo) {
 // way.
 TEST_F(InRealTime, echo_that_races_its_own_send_is_taken_or_missed) {
     constexpr std::size_t commands = 300;
-    answer_ = [this](const Bytes& sent) {
-        if (sent == message)
-            service_.emit(machine_, message, 0us);
-    };
+    answer_the_message(0us, message);
     std::size_t successes = 0, failures = 0, sends = 0, failed = 0;
     for (std::size_t i = 0; i < commands; ++i) {
         std::fill(std::begin(midi_setup_data), std::end(midi_setup_data), std::uint8_t{0});

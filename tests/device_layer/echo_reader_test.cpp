@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <numeric>
+#include <sstream>
 #include <type_traits>
 
 namespace {
@@ -246,18 +247,15 @@ TEST_P(LongPacket, is_printed_and_cut_to_the_buffer) {
     Bytes data(GetParam());
     std::iota(data.begin(), data.end(), std::uint8_t{0x81});
     expect_echo({0x81, 0x82, 0x83});
-    std::fill(std::begin(offline_flag), std::end(offline_flag), std::uint8_t{0x5A});
+    fill(offline_flag, 0x5A);
 
-    std::string lines;
-    for (const std::uint8_t byte : data) {
-        char text[8];
-        std::snprintf(text, sizeof text, "%x\t", unsigned{byte});
-        lines += text;
-    }
-    EXPECT_EQ(read({data}), lines + "\r\n"
-                                    "\r\n设定回显正常\r\n"
-                                    "midi_setup_data 0 81 , p 81\r\n"
-                                    "midi_setup_data 1 82 , p 82\r\n");
+    std::ostringstream lines;
+    for (const std::uint8_t byte : data)
+        lines << std::hex << unsigned{byte} << '\t';
+    EXPECT_EQ(read({data}), lines.str() + "\r\n"
+                                          "\r\n设定回显正常\r\n"
+                                          "midi_setup_data 0 81 , p 81\r\n"
+                                          "midi_setup_data 1 82 , p 82\r\n");
     data.resize(64);
     EXPECT_EQ(kept(64), data);
     EXPECT_EQ(expected_echo(), (std::array{0x81, 0x82, 0x83}));

@@ -62,9 +62,7 @@ TEST_F(HexDigits, every_pair_compounds_with_255_for_what_is_no_digit) {
 TEST_F(HexDigits, halves_and_code_are_read_back_from_the_name) {
     set_current_name("4ACCF4C4");
     set_usb_id();
-    EXPECT_EQ(VID_val, 0x4ACC);
-    EXPECT_EQ(PID_val, 0xF4C4);
-    EXPECT_EQ(VID_PID_val, 0x4ACCF4C4U);
+    expect_halves(0x4ACC, 0xF4C4);
 }
 
 TEST_F(HexDigits, lower_case_names_read_back_too) {
@@ -75,17 +73,13 @@ TEST_F(HexDigits, lower_case_names_read_back_too) {
 
 TEST_F(HexDigits, empty_name_gives_halves_of_ones) {
     set_usb_id();
-    EXPECT_EQ(VID_val, 0xFFFF);
-    EXPECT_EQ(PID_val, 0xFFFF);
-    EXPECT_EQ(VID_PID_val, 0xFFFFFFFFU);
+    expect_halves(0xFFFF, 0xFFFF);
 }
 
 TEST_F(HexDigits, terminator_in_the_name_goes_in_unmasked) {
     set_current_name("4AC");
     set_usb_id();
-    EXPECT_EQ(VID_val, 0x4AFF);
-    EXPECT_EQ(PID_val, 0xFFFF);
-    EXPECT_EQ(VID_PID_val, 0x4AFFFFFFU);
+    expect_halves(0x4AFF, 0xFFFF);
 }
 
 TEST_F(HexDigits, only_eight_characters_count_and_the_name_stays) {

@@ -1,28 +1,36 @@
 // SPDX-License-Identifier: MIT
 #include "tests/device_layer/device_layer_test.h"
 
-#include <algorithm>
 #include <cstring>
 
 namespace {
 
 class Link : public DeviceLayerTest {
 protected:
-    static bool buffers_hold(int byte) {
-        const auto holds = [byte](const auto& buffer) {
-            return std::all_of(std::begin(buffer), std::end(buffer), [byte](auto value) {
-                return static_cast<unsigned char>(value) == byte;
-            });
-        };
-        return holds(name) && holds(manuf) && holds(model) && holds(offline_flag) && holds(jname) &&
-               holds(midiout_databuffer);
+    static bool buffers_hold(std::uint8_t byte) {
+        return is_filled(name, byte) && is_filled(manuf, byte) && is_filled(model, byte) &&
+               is_filled(offline_flag, byte) && is_filled(jname, byte) &&
+               is_filled(midiout_databuffer, byte);
     }
 
     static void fill_buffers() {
         for (char* const buffer : {name, manuf, model, jname})
             std::memset(buffer, 0xA5, 64);
-        std::memset(offline_flag, 0xA5, 64);
-        std::memset(midiout_databuffer, 0xA5, 64);
+        fill(offline_flag, 0xA5);
+        fill(midiout_databuffer, 0xA5);
+    }
+
+    /// What the start of the program prints behind the name.
+    static std::string start_up() {
+        const std::string naming = "set_device_name 4accf4c4 \r\n"
+                                   "middle_value c \r\n"
+                                   "Generated device_name: 4ACCF4C4\n";
+        const std::string printed = printed_by([] {
+            midi_init();
+            set_device_name(0x4ACCF4C4);
+        });
+        EXPECT_TRUE(printed.starts_with(naming)) << printed;
+        return printed.substr(naming.size());
     }
 };
 
@@ -69,8 +77,8 @@ TEST_F(Link, start_leaves_everything_else_alone) {
     realtime_connect_state_flag = 1;
     pname = pmanuf = pmodel = stale;
     set_up_ok_flag = 185;
-    std::fill(std::begin(midi_setup_data), std::end(midi_setup_data), std::uint8_t{7});
-    std::fill(std::begin(midi_pack_setup_data), std::end(midi_pack_setup_data), std::uint8_t{8});
+    fill(midi_setup_data, 7);
+    fill(midi_pack_setup_data, 8);
     midi_init();
     EXPECT_EQ(debug_flag, 1);
     EXPECT_EQ(VID_val, 2);
@@ -82,10 +90,8 @@ TEST_F(Link, start_leaves_everything_else_alone) {
     EXPECT_EQ(pmanuf, stale);
     EXPECT_EQ(pmodel, stale);
     EXPECT_EQ(set_up_ok_flag, 185);
-    EXPECT_TRUE(std::all_of(std::begin(midi_setup_data), std::end(midi_setup_data),
-                            [](const auto& byte) { return byte == 7; }));
-    EXPECT_TRUE(std::all_of(std::begin(midi_pack_setup_data), std::end(midi_pack_setup_data),
-                            [](const auto& byte) { return byte == 8; }));
+    EXPECT_TRUE(is_filled(midi_setup_data, 7));
+    EXPECT_TRUE(is_filled(midi_pack_setup_data, 8));
 }
 
 TEST_F(Link, start_gives_the_status_of_the_input_port) {
@@ -141,44 +147,23 @@ TEST_F(Link, end_without_a_start_disposes_of_nothing_three_times) {
 }
 
 TEST_F(Link, start_up_prints_only_what_the_naming_prints) {
-    EXPECT_EQ(printed_by([] {
-                  midi_init();
-                  set_device_name(0x4ACCF4C4);
-              }),
-              "set_device_name 4accf4c4 \r\n"
-              "middle_value c \r\n"
-              "Generated device_name: 4ACCF4C4\n"
-              "MIDIGetNumberOfSources 0 \r\n"
-              "midi init failed \r\n");
+    EXPECT_EQ(start_up(), "MIDIGetNumberOfSources 0 \r\n"
+                          "midi init failed \r\n");
 }
 
 TEST_F(Link, start_up_with_a_source_online) {
     recording.add_source({.name = "4ACCF4C4 MIDI 1"});
-    EXPECT_EQ(printed_by([] {
-                  midi_init();
-                  set_device_name(0x4ACCF4C4);
-              }),
-              "set_device_name 4accf4c4 \r\n"
-              "middle_value c \r\n"
-              "Generated device_name: 4ACCF4C4\n"
-              "MIDIGetNumberOfSources 1 \r\n"
-              "midi init success ,number code 0 \r\n"
-              "4ACCF4C4 MIDI 1 is online\r\n");
+    EXPECT_EQ(start_up(), "MIDIGetNumberOfSources 1 \r\n"
+                          "midi init success ,number code 0 \r\n"
+                          "4ACCF4C4 MIDI 1 is online\r\n");
     EXPECT_EQ(realtime_connect_state_flag, 1);
 }
 
 TEST_F(Link, start_up_with_a_source_offline) {
     recording.add_source({.name = "4ACCF4C4 MIDI 1", .offline = 1});
-    EXPECT_EQ(printed_by([] {
-                  midi_init();
-                  set_device_name(0x4ACCF4C4);
-              }),
-              "set_device_name 4accf4c4 \r\n"
-              "middle_value c \r\n"
-              "Generated device_name: 4ACCF4C4\n"
-              "MIDIGetNumberOfSources 1 \r\n"
-              "midi init success ,number code 0 \r\n"
-              "4ACCF4C4 MIDI 1 is offline\r\n");
+    EXPECT_EQ(start_up(), "MIDIGetNumberOfSources 1 \r\n"
+                          "midi init success ,number code 0 \r\n"
+                          "4ACCF4C4 MIDI 1 is offline\r\n");
     EXPECT_EQ(realtime_connect_state_flag, 0);
 }
 

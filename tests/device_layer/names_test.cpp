@@ -2,6 +2,7 @@
 #include "tests/device_layer/device_layer_test.h"
 
 #include <cstring>
+#include <sstream>
 
 namespace {
 
@@ -15,13 +16,14 @@ protected:
         EXPECT_EQ(std::string(device_name + expected.size(), device_name + sizeof device_name),
                   std::string(sizeof device_name - expected.size(), '\0'));
     }
-
-    static void expect_halves(unsigned high, unsigned low) {
-        EXPECT_EQ(VID_val, high);
-        EXPECT_EQ(PID_val, low);
-        EXPECT_EQ(VID_PID_val, high << 16 | low);
-    }
 };
+
+// Upper-case hexadecimal digits, without leading zeros.
+std::string digits_of(std::uint32_t code) {
+    std::ostringstream digits;
+    digits << std::hex << std::uppercase << code;
+    return digits.str();
+}
 
 // What the connection step prints where there are no sources.
 const std::string no_sources = "MIDIGetNumberOfSources 0 \r\nmidi init failed \r\n";
@@ -37,20 +39,11 @@ TEST_F(Names, start_machine_gets_its_name_and_halves) {
 }
 
 TEST_F(Names, each_family_names_its_machines) {
-    quietly([] { return set_device_name(0x16C3C008); });
-    expect_name("16C3C008");
-    quietly([] { return set_device_name(0x4D4FFF04); });
-    expect_name("4D4FFF04");
-    quietly([] { return set_device_name(0x608AFF04); });
-    expect_name("608AFF04");
-    quietly([] { return set_device_name(0x4AC0CC27); });
-    expect_name("4AC0CC27");
-    quietly([] { return set_device_name(0x4AC1CC04); });
-    expect_name("4AC1CC04");
-    quietly([] { return set_device_name(0x4AC2CC15); });
-    expect_name("4AC2CC15");
-    quietly([] { return set_device_name(0x4ACFFF10); });
-    expect_name("4ACFFF10");
+    for (const std::uint32_t code : {0x16C3C008U, 0x4D4FFF04U, 0x608AFF04U, 0x4AC0CC27U,
+                                     0x4AC1CC04U, 0x4AC2CC15U, 0x4ACFFF10U}) {
+        quietly([code] { return set_device_name(code); });
+        expect_name(digits_of(code));
+    }
 }
 
 TEST_F(Names, high_half_out_of_range_gives_an_empty_name) {
@@ -86,15 +79,13 @@ TEST_F(Names, fixed_code_is_stored_after_the_empty_name_was_printed) {
 TEST_F(Names, naming_ends_by_connecting_and_gives_the_index) {
     recording.add_source({.name = "another"});
     recording.add_source({.name = "4AC5F4C4 MIDI 1"});
-    std::uint64_t index = 99;
-    EXPECT_EQ(printed_by([&] { index = set_device_name(0x4AC5F4C4); }),
-              "set_device_name 4ac5f4c4 \r\n"
-              "middle_value 5 \r\n"
-              "Generated device_name: 4AC5F4C4\n"
-              "MIDIGetNumberOfSources 2 \r\n"
-              "midi init success ,number code 1 \r\n"
-              "4AC5F4C4 MIDI 1 is online\r\n");
-    EXPECT_EQ(index, 1U);
+    EXPECT_THAT(outcome_of([&] { return set_device_name(0x4AC5F4C4); }),
+                Pair(1U, "set_device_name 4ac5f4c4 \r\n"
+                         "middle_value 5 \r\n"
+                         "Generated device_name: 4AC5F4C4\n"
+                         "MIDIGetNumberOfSources 2 \r\n"
+                         "midi init success ,number code 1 \r\n"
+                         "4AC5F4C4 MIDI 1 is online\r\n"));
     EXPECT_EQ(realtime_connect_state_flag, 1);
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}).size(), 2U);
 }
@@ -126,12 +117,10 @@ TEST_F(Names, hexcode_takes_any_code_without_the_rules) {
               "set_device_name deadbeef \r\n" + no_sources);
     expect_name("DEADBEEF");
     expect_halves(0xDEAD, 0xBEEF);
-    quietly([] { return set_device_name_with_hexcode(0x44CACC10); });
-    expect_name("44CACC10");
-    quietly([] { return set_device_name_with_hexcode(0x10000000); });
-    expect_name("10000000");
-    quietly([] { return set_device_name_with_hexcode(0xFFFFFFFF); });
-    expect_name("FFFFFFFF");
+    for (const std::uint32_t code : {0x44CACC10U, 0x10000000U, 0xFFFFFFFFU}) {
+        quietly([code] { return set_device_name_with_hexcode(code); });
+        expect_name(digits_of(code));
+    }
 }
 
 TEST_F(Names, hexcode_of_seven_digits_ends_at_position_seven) {
@@ -143,12 +132,10 @@ TEST_F(Names, hexcode_of_seven_digits_ends_at_position_seven) {
 
 // The bytes between the end of a shorter text and position 8 may be anything.
 TEST_F(Names, shorter_hexcodes_give_their_digits_and_no_more_than_eight_bytes) {
-    const std::string text[] = {"0", "1", "12", "ABC", "F4C4", "12345", "ABCDEF"};
-    const std::uint32_t code[] = {0, 1, 0x12, 0xABC, 0xF4C4, 0x12345, 0xABCDEF};
-    for (std::size_t i = 0; i < 7; ++i) {
+    for (const std::uint32_t code : {0U, 1U, 0x12U, 0xABCU, 0xF4C4U, 0x12345U, 0xABCDEFU}) {
         std::memset(device_name, 0x5A, sizeof device_name);
-        quietly([&] { return set_device_name_with_hexcode(code[i]); });
-        EXPECT_STREQ(device_name, text[i].c_str());
+        quietly([code] { return set_device_name_with_hexcode(code); });
+        EXPECT_EQ(device_name, digits_of(code));
         EXPECT_EQ(std::string(device_name + 8, 16), std::string(16, '\0'));
     }
 }

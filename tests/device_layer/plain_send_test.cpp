@@ -1,18 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "tests/device_layer/device_layer_test.h"
+#include "tests/device_layer/confirmed_sequence.h"
 
 namespace {
 
-// What one lookup prints, with one destination.
-const std::string lookup = "MIDIGetNumberOfDestinations 1 \r\nCCCCC: 4ACCF4C4 is online\r\n";
-
-class PlainSend : public DeviceLayerTest {
+class PlainSend : public ConfirmedSequence {
 protected:
-    PlainSend() {
-        set_current_name("4ACCF4C4");
-        machine_ = recording.add_destination({.name = "4ACCF4C4 MIDI 1"});
-    }
-
     static int send(std::uint8_t status, std::uint8_t data1, std::uint8_t data2) {
         recording.journal.clear();
         return quietly([=] { return core_midi_send_msg(status, data1, data2); });
@@ -22,28 +14,11 @@ protected:
         send(status, data1, data2);
         return recording.calls({"MIDISend"});
     }
-
-    // Runs a change when the n-th lookup begins, counted from 1.
-    static void at_lookup(unsigned number, std::function<void()> change) {
-        recording.before_call = [=, begun = 0U](std::string_view call) mutable {
-            if (call == "MIDIGetNumberOfDestinations" && ++begun == number)
-                change();
-        };
-    }
-
-    MIDIObjectRef machine_;
 };
 
 TEST_F(PlainSend, prints_three_lookups_and_the_message) {
     EXPECT_EQ(printed_by([] { core_midi_send_msg(0x93, 0x40, 0x7F); }),
-              "MIDIGetNumberOfDestinations 1 \r\n"
-              "CCCCC: 4ACCF4C4 is online\r\n"
-              "MIDIGetNumberOfDestinations 1 \r\n"
-              "CCCCC: 4ACCF4C4 is online\r\n"
-              "MIDIGetNumberOfDestinations 1 \r\n"
-              "CCCCC: 4ACCF4C4 is online\r\n"
-              "midi_get_destination 0 \r\n"
-              "MSG: 93 40 7f \r\n");
+              three_lookups + "MSG: 93 40 7f \r\n");
 }
 
 TEST_F(PlainSend, sends_at_time_zero_then_pauses_20_ms) {
@@ -54,29 +29,9 @@ TEST_F(PlainSend, sends_at_time_zero_then_pauses_20_ms) {
 }
 
 TEST_F(PlainSend, does_everything_in_order) {
-    const Lines lookup_calls = {
-        "MIDIGetNumberOfDestinations",
-        "> MIDIGetNumberOfDestinations 1 \r\n",
-        "MIDIGetDestination 0",
-        "MIDIObjectGetStringProperty destination0, name, into pname",
-        "CFStringGetCString destination0.name, into jname, 64, encoding 0",
-        "CFRelease destination0.name",
-        "MIDIGetDestination 1",
-        "MIDIObjectGetStringProperty nothing, name, into pname",
-        "MIDIObjectGetIntegerProperty nothing, offline",
-        "> CCCCC: 4ACCF4C4 is online\r\n",
-    };
-    Lines expected = {"MIDIPacketListInit"};
-    expected.insert(expected.end(), lookup_calls.begin(), lookup_calls.end());
-    expected.push_back("MIDIGetDestination 0");
-    expected.insert(expected.end(), lookup_calls.begin(), lookup_calls.end());
-    expected.insert(expected.end(), lookup_calls.begin(), lookup_calls.end());
-    expected.back() += "midi_get_destination 0 \r\n";
-    for (const char* const line :
-         {"MIDIObjectGetIntegerProperty destination0, offline", "> MSG: b0 10 22 \r\n",
-          "MIDIPacketListAdd 1024, +4, time 0: B0 10 22",
-          "MIDISend out, destination0, time 0: B0 10 22", "usleep 20000"})
-        expected.emplace_back(line);
+    Lines expected = up_to_the_offline_query();
+    append(expected, {"> MSG: b0 10 22 \r\n", "MIDIPacketListAdd 1024, +4, time 0: B0 10 22",
+                      "MIDISend out, destination0, time 0: B0 10 22", "usleep 20000"});
     EXPECT_EQ(order_of([] { core_midi_send_msg(0xB0, 0x10, 0x22); }), expected);
 }
 
@@ -89,8 +44,7 @@ TEST_F(PlainSend, every_system_status_goes_out_as_one_timing_clock) {
 }
 
 TEST_F(PlainSend, system_status_prints_the_clock_line) {
-    EXPECT_EQ(printed_by([] { core_midi_send_msg(0xFE, 0, 0); }),
-              lookup + lookup + lookup + "midi_get_destination 0 \r\nclock mc\r\n");
+    EXPECT_EQ(printed_by([] { core_midi_send_msg(0xFE, 0, 0); }), three_lookups + "clock mc\r\n");
 }
 
 // Data bytes are not changed, and no other status is special, not even one below 0x80.
@@ -103,36 +57,32 @@ TEST_F(PlainSend, every_other_status_goes_out_unchanged) {
 
 TEST_F(PlainSend, high_bytes_are_printed_without_a_sign) {
     EXPECT_EQ(printed_by([] { core_midi_send_msg(0x80, 0xFF, 0x00); }),
-              lookup + lookup + lookup + "midi_get_destination 0 \r\nMSG: 80 ff 0 \r\n");
+              three_lookups + "MSG: 80 ff 0 \r\n");
 }
 
 TEST_F(PlainSend, offline_destination_is_refused) {
-    recording.objects[machine_].offline = 1;
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = core_midi_send_msg(0x93, 0x40, 0x7F); }),
-              lookup + lookup + lookup + "midi_get_destination 0 \r\noffline \r\n");
-    EXPECT_EQ(result, 1);
+    recording.objects[destination_].offline = 1;
+    EXPECT_THAT(outcome_of([&] { return core_midi_send_msg(0x93, 0x40, 0x7F); }),
+                Pair(1, three_lookups + "offline \r\n"));
     EXPECT_EQ(recording.calls({"MIDIPacketListAdd", "MIDISend", "usleep"}), Lines{});
 }
 
 TEST_F(PlainSend, only_an_offline_property_of_one_is_offline) {
     for (const std::int32_t value : {0, 2, -1, 257}) {
-        recording.objects[machine_].offline = value;
+        recording.objects[destination_].offline = value;
         EXPECT_EQ(sent_by(0x93, 0x40, 0x7F).size(), 1U) << value;
     }
-    recording.objects[machine_].offline.reset();
+    recording.objects[destination_].offline.reset();
     EXPECT_EQ(sent_by(0x93, 0x40, 0x7F).size(), 1U);
 }
 
 TEST_F(PlainSend, missing_destination_is_refused_after_two_lookups) {
-    recording.objects[machine_].name = "another";
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = core_midi_send_msg(0x93, 0x40, 0x7F); }),
-              "MIDIGetNumberOfDestinations 1 \r\n"
-              "CCCCC: another is online\r\n"
-              "MIDIGetNumberOfDestinations 1 \r\n"
-              "CCCCC: another is online\r\n");
-    EXPECT_EQ(result, 1);
+    recording.objects[destination_].name = "another";
+    EXPECT_THAT(outcome_of([&] { return core_midi_send_msg(0x93, 0x40, 0x7F); }),
+                Pair(1, "MIDIGetNumberOfDestinations 1 \r\n"
+                        "CCCCC: another is online\r\n"
+                        "MIDIGetNumberOfDestinations 1 \r\n"
+                        "CCCCC: another is online\r\n"));
     EXPECT_EQ(recording.calls({"MIDIPacketListAdd", "MIDISend", "usleep"}), Lines{});
 }
 
@@ -146,19 +96,19 @@ TEST_F(PlainSend, no_destinations_at_all_are_refused_after_two_lookups) {
 
 TEST_F(PlainSend, endpoint_of_the_first_lookup_gets_the_message) {
     const MIDIObjectRef later = recording.add_destination({.name = "4ACCF4C4 later"});
-    recording.destinations = {machine_};
-    at_lookup(2, [=, this] { recording.destinations = {machine_, later}; });
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = core_midi_send_msg(0x93, 0x40, 0x7F); }),
-              lookup + "MIDIGetNumberOfDestinations 2 \r\nCCCCC: 4ACCF4C4 is online\r\n"
-                       "MIDIGetNumberOfDestinations 2 \r\nCCCCC: 4ACCF4C4 is online\r\n"
-                       "midi_get_destination 1 \r\nMSG: 93 40 7f \r\n");
-    EXPECT_EQ(result, 0);
+    recording.destinations = {destination_};
+    at_call("MIDIGetNumberOfDestinations", 2, [=, this] {
+        recording.destinations = {destination_, later};
+    });
+    EXPECT_THAT(outcome_of([&] { return core_midi_send_msg(0x93, 0x40, 0x7F); }),
+                Pair(0, lookup + "MIDIGetNumberOfDestinations 2 \r\nCCCCC: 4ACCF4C4 is online\r\n"
+                                 "MIDIGetNumberOfDestinations 2 \r\nCCCCC: 4ACCF4C4 is online\r\n"
+                                 "midi_get_destination 1 \r\nMSG: 93 40 7f \r\n"));
     EXPECT_EQ(recording.calls({"MIDISend"}), Lines{"MIDISend out, destination0, time 0: 93 40 7F"});
 }
 
 TEST_F(PlainSend, destination_that_goes_before_the_second_lookup_is_missing) {
-    at_lookup(2, [] { recording.destinations.clear(); });
+    at_call("MIDIGetNumberOfDestinations", 2, [] { recording.destinations.clear(); });
     EXPECT_EQ(send(0x93, 0x40, 0x7F), 1);
     EXPECT_EQ(recording.calls({"MIDIGetNumberOfDestinations"}).size(), 2U);
     EXPECT_EQ(recording.calls({"MIDISend"}), Lines{});
@@ -166,7 +116,7 @@ TEST_F(PlainSend, destination_that_goes_before_the_second_lookup_is_missing) {
 
 // The third lookup is printed and decides nothing.
 TEST_F(PlainSend, destination_that_goes_before_the_third_lookup_is_sent_to) {
-    at_lookup(3, [] { recording.destinations.clear(); });
+    at_call("MIDIGetNumberOfDestinations", 3, [] { recording.destinations.clear(); });
     EXPECT_EQ(printed_by([] { core_midi_send_msg(0x93, 0x40, 0x7F); }),
               lookup + lookup +
                   "MIDIGetNumberOfDestinations 0 \r\n"
@@ -179,7 +129,7 @@ TEST_F(PlainSend, destination_that_goes_before_the_third_lookup_is_sent_to) {
 TEST_F(PlainSend, destination_that_comes_after_the_first_lookup_is_not_sent_to) {
     recording.destinations.clear();
     recording.send_statuses = {-19};
-    at_lookup(2, [this] { recording.destinations = {machine_}; });
+    at_call("MIDIGetNumberOfDestinations", 2, [this] { recording.destinations = {destination_}; });
     EXPECT_EQ(send(0x93, 0x40, 0x7F), 0xED);
     EXPECT_EQ(recording.calls({"MIDIObjectGetIntegerProperty", "MIDISend"}).back(),
               "MIDISend out, nothing, time 0: 93 40 7F");

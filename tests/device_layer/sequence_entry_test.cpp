@@ -3,8 +3,6 @@
 
 namespace {
 
-const std::string scan_of_one = "send_midi_out_data\r\n MIDIGetNumberOfDevices  1\r\n";
-
 // The entry that makes five plain sends.
 class SequenceEntry : public ConfirmedSequence {
 protected:
@@ -30,12 +28,11 @@ TEST_F(SequenceEntry, sends_five_messages_with_the_channel_counted_from_zero) {
 }
 
 TEST_F(SequenceEntry, prints_the_scan_and_five_plain_sends) {
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = send_midi_out_data_combo(0xB0, 3, 0x10, 0x22); }),
-              scan_of_one + "midiOutShortMsg\r\n" + three_lookups + "clock mc\r\n" + three_lookups +
-                  "MSG: 93 10 22 \r\n" + three_lookups + "MSG: 83 10 22 \r\n" + three_lookups +
-                  "MSG: b3 10 22 \r\n" + three_lookups + "clock mc\r\n");
-    EXPECT_EQ(result, 0);
+    EXPECT_THAT(outcome_of([&] { return send_midi_out_data_combo(0xB0, 3, 0x10, 0x22); }),
+                Pair(0, scan_of_one + "midiOutShortMsg\r\n" + three_lookups + "clock mc\r\n" +
+                            three_lookups + "MSG: 93 10 22 \r\n" + three_lookups +
+                            "MSG: 83 10 22 \r\n" + three_lookups + "MSG: b3 10 22 \r\n" +
+                            three_lookups + "clock mc\r\n"));
 }
 
 TEST_F(SequenceEntry, data_bytes_are_not_masked_and_the_channel_is) {
@@ -65,27 +62,21 @@ TEST_F(SequenceEntry, gives_the_result_of_the_last_send) {
 }
 
 TEST_F(SequenceEntry, probe_only_looks) {
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = send_midi_out_data_combo(0xFF, 3, 0x10, 0x22); }),
-              scan_of_one + "no macthing name B \r\n");
-    EXPECT_EQ(result, 0);
+    EXPECT_THAT(outcome_of([&] { return send_midi_out_data_combo(0xFF, 3, 0x10, 0x22); }),
+                Pair(0, scan_of_one + "no macthing name B \r\n"));
     EXPECT_EQ(recording.calls({"MIDIPacketListInit", "MIDISend", "usleep"}), Lines{});
 }
 
 TEST_F(SequenceEntry, devices_without_the_machine_read_as_failure) {
     recording.objects[device_].model = "another";
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = send_midi_out_data_combo(0xB0, 3, 0x10, 0x22); }),
-              scan_of_one);
-    EXPECT_EQ(result, 1);
+    EXPECT_THAT(outcome_of([&] { return send_midi_out_data_combo(0xB0, 3, 0x10, 0x22); }),
+                Pair(1, scan_of_one));
 }
 
 TEST_F(SequenceEntry, no_devices_at_all_read_as_success) {
     recording.devices.clear();
-    int result = 9;
-    EXPECT_EQ(printed_by([&] { result = send_midi_out_data_combo(0xB0, 3, 0x10, 0x22); }),
-              "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n");
-    EXPECT_EQ(result, 0);
+    EXPECT_THAT(outcome_of([&] { return send_midi_out_data_combo(0xB0, 3, 0x10, 0x22); }),
+                Pair(0, "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n"));
 }
 
 TEST_F(SequenceEntry, count_is_a_signed_32_bit_number) {

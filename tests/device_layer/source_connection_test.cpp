@@ -21,10 +21,8 @@ protected:
 
 TEST_F(SourceConnection, no_sources_end_with_the_failure_line) {
     realtime_connect_state_flag = 1;
-    std::uint64_t index = 0;
-    EXPECT_EQ(printed_by([&] { index = midi_source_connect(); }),
-              "MIDIGetNumberOfSources 0 \r\nmidi init failed \r\n");
-    EXPECT_EQ(index, no_index);
+    EXPECT_THAT(outcome_of([&] { return midi_source_connect(); }),
+                Pair(no_index, "MIDIGetNumberOfSources 0 \r\nmidi init failed \r\n"));
     EXPECT_EQ(realtime_connect_state_flag, 0);
     EXPECT_EQ(recording.journal, Lines{"MIDIGetNumberOfSources"});
 }
@@ -98,12 +96,10 @@ TEST_F(SourceConnection, last_of_two_matching_sources_is_connected) {
 TEST_F(SourceConnection, offline_source_is_connected_all_the_same) {
     recording.add_source({.name = "4ACCF4C4 with its full name", .offline = 1});
     realtime_connect_state_flag = 1;
-    std::uint64_t index = 99;
-    EXPECT_EQ(printed_by([&] { index = midi_source_connect(); }),
-              "MIDIGetNumberOfSources 1 \r\n"
-              "midi init success ,number code 0 \r\n"
-              "4ACCF4C4 with its full name is offline\r\n");
-    EXPECT_EQ(index, 0U);
+    EXPECT_THAT(outcome_of([&] { return midi_source_connect(); }),
+                Pair(0U, "MIDIGetNumberOfSources 1 \r\n"
+                         "midi init success ,number code 0 \r\n"
+                         "4ACCF4C4 with its full name is offline\r\n"));
     EXPECT_EQ(realtime_connect_state_flag, 0);
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}).size(), 2U);
 }
@@ -176,12 +172,10 @@ TEST_F(SourceConnection, bytes_left_behind_a_terminator_take_part) {
 TEST_F(SourceConnection, null_name_is_compared_with_what_the_name_before_left) {
     recording.add_source({.name = "4ACCF4C4 MIDI 1"});
     recording.add_source({});
-    std::uint64_t index = 99;
-    EXPECT_EQ(printed_by([&] { index = midi_source_connect(); }),
-              "MIDIGetNumberOfSources 2 \r\n"
-              "midi init success ,number code 1 \r\n"
-              "4ACCF4C4 is online\r\n");
-    EXPECT_EQ(index, 1U);
+    EXPECT_THAT(outcome_of([&] { return midi_source_connect(); }),
+                Pair(1U, "MIDIGetNumberOfSources 2 \r\n"
+                         "midi init success ,number code 1 \r\n"
+                         "4ACCF4C4 is online\r\n"));
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}),
               (Lines{"MIDIPortConnectSource out, source1, no context",
                      "MIDIPortConnectSource in, source1, no context"}));
@@ -239,17 +233,11 @@ TEST_F(SourceConnection, statuses_of_the_connections_do_not_count) {
 TEST_F(SourceConnection, source_is_fetched_again_before_it_is_connected) {
     const MIDIObjectRef first = recording.add_source({.name = "4ACCF4C4 first"});
     const MIDIObjectRef second = recording.add_source({.name = "another"});
-    unsigned fetched = 0;
-    recording.before_call = [&](std::string_view call) {
-        if (call.starts_with("MIDIGetSource") && ++fetched == 3)
-            recording.sources = {second, first};
-    };
-    std::uint64_t index = 99;
-    EXPECT_EQ(printed_by([&] { index = midi_source_connect(); }),
-              "MIDIGetNumberOfSources 2 \r\n"
-              "midi init success ,number code 0 \r\n"
-              "another is online\r\n");
-    EXPECT_EQ(index, 0U);
+    at_call("MIDIGetSource", 3, [&] { recording.sources = {second, first}; });
+    EXPECT_THAT(outcome_of([&] { return midi_source_connect(); }),
+                Pair(0U, "MIDIGetNumberOfSources 2 \r\n"
+                         "midi init success ,number code 0 \r\n"
+                         "another is online\r\n"));
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}).front(),
               "MIDIPortConnectSource out, source1, no context");
 }
@@ -257,11 +245,7 @@ TEST_F(SourceConnection, source_is_fetched_again_before_it_is_connected) {
 // The source disappears between the loop and the connection: no object, which counts as online.
 TEST_F(SourceConnection, source_that_went_meanwhile_is_carried_on_as_no_object) {
     recording.add_source({.name = "4ACCF4C4 MIDI 1"});
-    unsigned fetched = 0;
-    recording.before_call = [&](std::string_view call) {
-        if (call.starts_with("MIDIGetSource") && ++fetched == 2)
-            recording.sources.clear();
-    };
+    at_call("MIDIGetSource", 2, [] { recording.sources.clear(); });
     EXPECT_EQ(printed_by([] { midi_source_connect(); }), "MIDIGetNumberOfSources 1 \r\n"
                                                          "midi init success ,number code 0 \r\n"
                                                          "4ACCF4C4 is online\r\n");

@@ -1,16 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "tests/exploration/exploration.h"
 
+#include "tests/exploration/live_allocations.h"
+
 #include <cstdio>
-#include <filesystem>
-
-namespace {
-
-std::ptrdiff_t entries(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder), {});
-}
-
-} // namespace
 
 Exploration::Exploration() {
     explorer_->run({}, {}); // what is made once and kept is no loss

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/exploration/explored_world.h"
 
+#include "tests/support/service_use.h"
+
 #include <array>
 #include <cerrno>
 
@@ -54,14 +56,7 @@ EmbeddedObject look_of(const std::string& machine) {
     return {.name = machine + " MIDI 1", .manufacturer = "keyloft", .model = machine};
 }
 
-/// System-exclusive data, and the pieces that they arrive in.
-Bytes exclusive_data(std::size_t length) {
-    Bytes bytes(length, 0x55);
-    bytes.front() = 0xF0;
-    bytes.back() = 0xF7;
-    return bytes;
-}
-
+/// The pieces that system-exclusive data arrive in.
 std::vector<Bytes> pieces_of(const Bytes& bytes) {
     std::vector<Bytes> pieces;
     for (std::size_t at = 0; at < bytes.size(); at += 256) {
@@ -250,7 +245,7 @@ void ExploredWorld::answer(const Machine& machine, const MachineReply& reply) {
         return emit(from, {right[0], right[1], right[2], 0xF8, 0x9E, 0x3C, 0x40},
                     {right, clock, {0x9E, 0x3C, 0x40}}, after);
     case Echo::overlong: {
-        const Bytes before = exclusive_data(100), behind = exclusive_data(300);
+        const Bytes before = exclusive(100), behind = exclusive(300);
         emit(from, before, pieces_of(before), after);
         emit(from, right, {right}, after);
         return emit(from, behind, pieces_of(behind), after);

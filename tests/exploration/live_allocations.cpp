@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <filesystem>
 #include <new>
 
 namespace {
@@ -11,6 +12,10 @@ std::atomic<std::size_t> live{0};
 
 std::size_t live_allocations() {
     return live.load(std::memory_order_relaxed);
+}
+
+std::ptrdiff_t entries(const char* folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), {});
 }
 
 void* operator new(std::size_t size) {

@@ -9,3 +9,6 @@
 /// How many allocations have not been freed. Every text, object, connection and thread of the MIDI
 /// service holds at least one. Any thread.
 [[nodiscard]] std::size_t live_allocations();
+
+/// How many threads or open files, for instance, a folder of /proc/self lists.
+[[nodiscard]] std::ptrdiff_t entries(const char* folder);

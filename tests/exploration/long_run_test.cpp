@@ -7,7 +7,6 @@
 #include "tests/support/virtual_pauses.h"
 
 #include <array>
-#include <filesystem>
 #include <fstream>
 #include <unistd.h>
 
@@ -27,10 +26,6 @@ struct Holdings {
     ItemCount sources, destinations, devices;
     bool operator==(const Holdings&) const = default;
 };
-
-std::ptrdiff_t entries(const char* folder) {
-    return std::distance(std::filesystem::directory_iterator(folder), {});
-}
 
 Holdings holdings() {
     return {.threads = entries("/proc/self/task"),

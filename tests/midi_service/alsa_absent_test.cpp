@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/alsa/alsa_backend.h"
-#include "midi_service/midi_service.h"
-#include "midi_service/midi_text.h"
 #include "tests/midi_service/system_calls.h"
+#include "tests/support/service_use.h"
 
 #include <cerrno>
 #include <string>
@@ -43,17 +42,14 @@ TEST_F(AlsaAbsent, OneDeviceIsAllThereIs) {
     EXPECT_EQ(MIDIGetNumberOfSources(), 0U);
     EXPECT_EQ(MIDIGetNumberOfDestinations(), 0U);
     ASSERT_EQ(MIDIGetNumberOfDevices(), 1U);
-    const MIDIDeviceRef device = MIDIGetDevice(0);
-    for (const CFStringRef property : {kMIDIPropertyName, kMIDIPropertyModel}) {
-        CFStringRef text = nullptr;
-        ASSERT_EQ(MIDIObjectGetStringProperty(device, property, &text), 0);
-        EXPECT_EQ(view_text(TextHandle(text).get()), "ALSA Sequencer");
-    }
+    const MIDIDeviceRef only = MIDIGetDevice(0);
+    EXPECT_EQ(text_of(only, kMIDIPropertyName), "ALSA Sequencer");
+    EXPECT_EQ(text_of(only, kMIDIPropertyModel), "ALSA Sequencer");
     CFStringRef text = CFSTR("left over");
-    EXPECT_EQ(MIDIObjectGetStringProperty(device, kMIDIPropertyManufacturer, &text), -ENODATA);
+    EXPECT_EQ(MIDIObjectGetStringProperty(only, kMIDIPropertyManufacturer, &text), -ENODATA);
     EXPECT_EQ(text, nullptr);
     std::int32_t offline = 7;
-    EXPECT_EQ(MIDIObjectGetIntegerProperty(device, kMIDIPropertyOffline, &offline), 0);
+    EXPECT_EQ(MIDIObjectGetIntegerProperty(only, kMIDIPropertyOffline, &offline), 0);
     EXPECT_EQ(offline, 0);
 }
 

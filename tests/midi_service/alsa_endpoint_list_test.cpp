@@ -24,24 +24,29 @@ PortInfo port(std::uint8_t client, std::uint8_t number, const std::string& name,
     return {.address = {client, number}, .name = name, .capabilities = capabilities};
 }
 
-std::vector<MIDIObjectRef> list(EndpointList& endpoints, ObjectList which) {
-    const auto published = endpoints.publish(which);
-    return {published.begin(), published.end()};
-}
-
-std::vector<std::string> names(EndpointList& endpoints, ObjectList which) {
-    std::vector<std::string> result;
-    for (const MIDIObjectRef reference : endpoints.publish(which)) {
-        Object* object = endpoints.find(reference);
-        result.emplace_back(object ? view_text(object->text(TextProperty::name).get())
-                                   : std::string_view("(gone)"));
-    }
-    return result;
-}
-
 using Names = std::vector<std::string>;
 
-TEST(AlsaEndpointList, CapabilitiesSayWhatAPortCanBe) {
+class AlsaEndpointList : public testing::Test {
+protected:
+    std::vector<MIDIObjectRef> list(ObjectList which) {
+        const auto published = endpoints.publish(which);
+        return {published.begin(), published.end()};
+    }
+
+    Names names(ObjectList which) {
+        Names result;
+        for (const MIDIObjectRef reference : list(which)) {
+            Object* object = endpoints.find(reference);
+            result.emplace_back(object ? view_text(object->text(TextProperty::name).get())
+                                       : std::string_view("(gone)"));
+        }
+        return result;
+    }
+
+    EndpointList endpoints;
+};
+
+TEST_F(AlsaEndpointList, CapabilitiesSayWhatAPortCanBe) {
     EXPECT_TRUE(is_source_port(usb_machine));
     EXPECT_TRUE(is_destination_port(usb_machine));
     EXPECT_TRUE(is_source_port(through_port));
@@ -52,7 +57,7 @@ TEST(AlsaEndpointList, CapabilitiesSayWhatAPortCanBe) {
     EXPECT_TRUE(is_destination_port(synthesizer));
 }
 
-TEST(AlsaEndpointList, ClosedInactiveAndDoublePortsAreNone) {
+TEST_F(AlsaEndpointList, ClosedInactiveAndDoublePortsAreNone) {
     for (const unsigned word : {own_output, own_input, inactive_group, whole_device,
                                 usb_machine | SND_SEQ_PORT_CAP_NO_EXPORT, 0U}) {
         EXPECT_FALSE(is_source_port(word)) << word;
@@ -60,72 +65,65 @@ TEST(AlsaEndpointList, ClosedInactiveAndDoublePortsAreNone) {
     }
 }
 
-TEST(AlsaEndpointList, PortsThatCannotBeSubscribedToAreNone) {
+TEST_F(AlsaEndpointList, PortsThatCannotBeSubscribedToAreNone) {
     EXPECT_FALSE(is_source_port(SND_SEQ_PORT_CAP_READ));
     EXPECT_FALSE(is_source_port(SND_SEQ_PORT_CAP_SUBS_READ));
     EXPECT_FALSE(is_destination_port(SND_SEQ_PORT_CAP_WRITE));
     EXPECT_FALSE(is_destination_port(SND_SEQ_PORT_CAP_SUBS_WRITE));
 }
 
-TEST(AlsaEndpointList, SystemClientHasNoEndpoint) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, SystemClientHasNoEndpoint) {
     endpoints.put(port(0, 0, "Timer", timer | SND_SEQ_PORT_CAP_SUBS_WRITE));
     endpoints.put(port(0, 1, "Announce", announcements));
-    EXPECT_EQ(names(endpoints, ObjectList::sources), Names{});
-    EXPECT_EQ(names(endpoints, ObjectList::destinations), Names{});
+    EXPECT_EQ(names(ObjectList::sources), Names{});
+    EXPECT_EQ(names(ObjectList::destinations), Names{});
 }
 
-TEST(AlsaEndpointList, OrderIsThatOfClientsThenPorts) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, OrderIsThatOfClientsThenPorts) {
     endpoints.put(port(129, 0, "129:0"));
     endpoints.put(port(24, 1, "24:1", keyboard));
     endpoints.put(port(128, 0, "128:0"));
     endpoints.put(port(24, 0, "24:0", synthesizer));
-    EXPECT_EQ(names(endpoints, ObjectList::sources), (Names{"24:1", "128:0", "129:0"}));
-    EXPECT_EQ(names(endpoints, ObjectList::destinations), (Names{"24:0", "128:0", "129:0"}));
+    EXPECT_EQ(names(ObjectList::sources), (Names{"24:1", "128:0", "129:0"}));
+    EXPECT_EQ(names(ObjectList::destinations), (Names{"24:0", "128:0", "129:0"}));
 }
 
-TEST(AlsaEndpointList, DuplexPortHasOneReference) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, DuplexPortHasOneReference) {
     endpoints.put(port(24, 0, "4AC5F4C4"));
-    EXPECT_EQ(list(endpoints, ObjectList::sources), list(endpoints, ObjectList::destinations));
+    EXPECT_EQ(list(ObjectList::sources), list(ObjectList::destinations));
 }
 
-TEST(AlsaEndpointList, ChangedPortKeepsItsReference) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, ChangedPortKeepsItsReference) {
     endpoints.put(port(24, 0, "4AC5F4C4"));
-    const auto before = list(endpoints, ObjectList::sources);
+    const auto before = list(ObjectList::sources);
     endpoints.put(port(24, 0, "4AC6F4C4", keyboard));
-    EXPECT_EQ(list(endpoints, ObjectList::sources), before);
-    EXPECT_EQ(names(endpoints, ObjectList::sources), Names{"4AC6F4C4"});
-    EXPECT_EQ(names(endpoints, ObjectList::destinations), Names{});
+    EXPECT_EQ(list(ObjectList::sources), before);
+    EXPECT_EQ(names(ObjectList::sources), Names{"4AC6F4C4"});
+    EXPECT_EQ(names(ObjectList::destinations), Names{});
     EXPECT_FALSE(endpoints.find(before[0])->is_destination);
 }
 
-TEST(AlsaEndpointList, PortThatIsClosedLaterGoes) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, PortThatIsClosedLaterGoes) {
     endpoints.put(port(24, 0, "4AC5F4C4"));
-    const auto before = list(endpoints, ObjectList::sources);
+    const auto before = list(ObjectList::sources);
     endpoints.put(port(24, 0, "4AC5F4C4", inactive_group));
-    EXPECT_EQ(names(endpoints, ObjectList::sources), Names{});
+    EXPECT_EQ(names(ObjectList::sources), Names{});
     EXPECT_EQ(endpoints.find(before[0]), nullptr);
 }
 
-TEST(AlsaEndpointList, PortThatComesBackHasAnotherReference) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, PortThatComesBackHasAnotherReference) {
     endpoints.put(port(24, 0, "4AC5F4C4"));
-    const auto before = list(endpoints, ObjectList::sources);
+    const auto before = list(ObjectList::sources);
     endpoints.remove({24, 0});
     endpoints.put(port(24, 0, "4AC5F4C4"));
-    const auto after = list(endpoints, ObjectList::sources);
+    const auto after = list(ObjectList::sources);
     EXPECT_NE(after, before);
     EXPECT_EQ(endpoints.find(before[0]), nullptr);
     EXPECT_EQ(endpoints.find(after[0] + 1000), nullptr);
     EXPECT_EQ(endpoints.find(0), nullptr);
 }
 
-TEST(AlsaEndpointList, TextThatWasGivenOutIsKeptAsItWas) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, TextThatWasGivenOutIsKeptAsItWas) {
     endpoints.put(port(24, 0, "4AC5F4C4"));
     Object* object = endpoints.find({24, 0});
     const TextHandle given(share_text(object->text(TextProperty::name).get()));
@@ -134,18 +132,16 @@ TEST(AlsaEndpointList, TextThatWasGivenOutIsKeptAsItWas) {
     EXPECT_EQ(view_text(object->text(TextProperty::name).get()), "4AC6F4C4");
 }
 
-TEST(AlsaEndpointList, FirstDeviceIsTheSequencer) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, FirstDeviceIsTheSequencer) {
     endpoints.put(port(129, 0, "port"));
     endpoints.put_device(129, {.name = "program", .model = "program", .manufacturer = {}});
-    EXPECT_EQ(names(endpoints, ObjectList::devices), (Names{"ALSA Sequencer", "program"}));
+    EXPECT_EQ(names(ObjectList::devices), (Names{"ALSA Sequencer", "program"}));
     Object* sequencer = endpoints.find(endpoints.publish(ObjectList::devices)[0]);
     EXPECT_EQ(view_text(sequencer->text(TextProperty::model).get()), "ALSA Sequencer");
     EXPECT_EQ(sequencer->text(TextProperty::manufacturer), nullptr);
 }
 
-TEST(AlsaEndpointList, DeviceGoesWithItsClientsLastPort) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, DeviceGoesWithItsClientsLastPort) {
     for (const std::uint8_t client : std::vector<std::uint8_t>{128, 129, 130}) {
         endpoints.put(port(client, 0, "port"));
         endpoints.put_device(
@@ -158,37 +154,33 @@ TEST(AlsaEndpointList, DeviceGoesWithItsClientsLastPort) {
     EXPECT_NE(endpoints.find(device), nullptr);
     endpoints.remove({129, 3});
     EXPECT_EQ(endpoints.find(device), nullptr);
-    EXPECT_EQ(names(endpoints, ObjectList::devices),
-              (Names{"ALSA Sequencer", "program 128", "program 130"}));
+    EXPECT_EQ(names(ObjectList::devices), (Names{"ALSA Sequencer", "program 128", "program 130"}));
 }
 
-TEST(AlsaEndpointList, ReadingAnewKeepsWhatIsTheSame) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, ReadingAnewKeepsWhatIsTheSame) {
     endpoints.put(port(24, 0, "stays"));
     endpoints.put(port(25, 0, "goes"));
     endpoints.put(port(26, 0, "is another"));
-    const auto before = list(endpoints, ObjectList::sources);
+    const auto before = list(ObjectList::sources);
     endpoints.replace_all(
         std::vector{port(24, 0, "stays"), port(26, 0, "other"), port(27, 0, "comes")});
-    const auto after = list(endpoints, ObjectList::sources);
-    EXPECT_EQ(names(endpoints, ObjectList::sources), (Names{"stays", "other", "comes"}));
+    const auto after = list(ObjectList::sources);
+    EXPECT_EQ(names(ObjectList::sources), (Names{"stays", "other", "comes"}));
     EXPECT_EQ(after[0], before[0]);
     EXPECT_EQ(endpoints.find(before[1]), nullptr);
     EXPECT_EQ(endpoints.find(before[2]), nullptr);
     EXPECT_NE(after[1], before[2]) << "an endpoint under another name is another one";
 }
 
-TEST(AlsaEndpointList, PortThatWentIsNotTakenForTheNextOneOfItsName) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, PortThatWentIsNotTakenForTheNextOneOfItsName) {
     endpoints.put(port(24, 0, "twin"));
     endpoints.put(port(25, 0, "twin"));
-    const auto before = list(endpoints, ObjectList::sources);
+    const auto before = list(ObjectList::sources);
     endpoints.replace_all(std::vector{port(25, 0, "twin")});
-    EXPECT_EQ(list(endpoints, ObjectList::sources), std::vector{before[1]});
+    EXPECT_EQ(list(ObjectList::sources), std::vector{before[1]});
 }
 
-TEST(AlsaEndpointList, AddressesAreThoseOfAllEndpointsInOrder) {
-    EndpointList endpoints;
+TEST_F(AlsaEndpointList, AddressesAreThoseOfAllEndpointsInOrder) {
     endpoints.put(port(20, 1, "b"));
     endpoints.put(port(20, 0, "a"));
     endpoints.put(port(14, 0, "through", through_port));

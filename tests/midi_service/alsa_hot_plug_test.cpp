@@ -21,13 +21,13 @@ TEST_F(AlsaHotPlug, EndpointsAndDevicesAreNamedAfterPortsAndClients) {
     peer.rename_port("4AC5F4C4 port");
     ASSERT_NE(source("4AC5F4C4 port"), 0U);
     ASSERT_NE(destination("second"), 0U);
-    EXPECT_EQ(text(source("second"), kMIDIPropertyModel), std::nullopt);
+    EXPECT_EQ(text_of(source("second"), kMIDIPropertyModel), std::nullopt);
     const MIDIDeviceRef program = device("first");
     ASSERT_NE(program, 0U);
-    EXPECT_EQ(text(program, kMIDIPropertyModel), "first");
-    EXPECT_EQ(text(program, kMIDIPropertyManufacturer), std::nullopt);
-    EXPECT_EQ(text(MIDIGetDevice(0), kMIDIPropertyName), "ALSA Sequencer");
-    EXPECT_EQ(text(MIDIGetDevice(0), kMIDIPropertyModel), "ALSA Sequencer");
+    EXPECT_EQ(text_of(program, kMIDIPropertyModel), "first");
+    EXPECT_EQ(text_of(program, kMIDIPropertyManufacturer), std::nullopt);
+    EXPECT_EQ(text_of(MIDIGetDevice(0), kMIDIPropertyName), "ALSA Sequencer");
+    EXPECT_EQ(text_of(MIDIGetDevice(0), kMIDIPropertyModel), "ALSA Sequencer");
 }
 
 TEST_F(AlsaHotPlug, ClientWithoutAnEndpointIsNoDevice) {

@@ -35,59 +35,57 @@ constexpr std::string_view newer_table = R"(Client 128 : "4AC5F4C4" [User Legacy
   Port   0 : "4AC5F4C4" (RWeX) [In/Out]
 )";
 
-void put(EndpointList& endpoints, std::uint8_t client, std::uint8_t number,
-         const std::string& name) {
-    endpoints.put({.address = {client, number}, .name = name, .capabilities = everything});
-}
-
 using Addresses = std::vector<Address>;
 
-TEST(AlsaNameTable, NamesThatAreTheSameNeedNoQuestion) {
+class AlsaNameTable : public testing::Test {
+protected:
+    void put(std::uint8_t client, std::uint8_t number, const std::string& name) {
+        endpoints.put({.address = {client, number}, .name = name, .capabilities = everything});
+    }
+
     EndpointList endpoints;
-    put(endpoints, 14, 0, "Midi Through Port-0");
-    put(endpoints, 128, 0, "4AC5F4C4");
-    put(endpoints, 128, 12, "a \"quoted\" name (R");
+};
+
+TEST_F(AlsaNameTable, NamesThatAreTheSameNeedNoQuestion) {
+    put(14, 0, "Midi Through Port-0");
+    put(128, 0, "4AC5F4C4");
+    put(128, 12, "a \"quoted\" name (R");
     EXPECT_EQ(endpoints_named_otherwise(table, endpoints), Addresses{});
     EXPECT_EQ(endpoints_named_otherwise(newer_table, endpoints), Addresses{});
 }
 
-TEST(AlsaNameTable, EachOtherNameIsFound) {
-    EndpointList endpoints;
-    put(endpoints, 14, 0, "Midi Through Port-0");
-    put(endpoints, 128, 0, "4AC6F4C4");
-    put(endpoints, 128, 12, "");
+TEST_F(AlsaNameTable, EachOtherNameIsFound) {
+    put(14, 0, "Midi Through Port-0");
+    put(128, 0, "4AC6F4C4");
+    put(128, 12, "");
     EXPECT_EQ(endpoints_named_otherwise(table, endpoints), (Addresses{{128, 0}, {128, 12}}));
 }
 
-TEST(AlsaNameTable, NameThatIsOnlyTheStartOfTheOtherIsFound) {
-    EndpointList endpoints;
-    put(endpoints, 128, 0, "4AC5F4C");
+TEST_F(AlsaNameTable, NameThatIsOnlyTheStartOfTheOtherIsFound) {
+    put(128, 0, "4AC5F4C");
     EXPECT_EQ(endpoints_named_otherwise(table, endpoints), (Addresses{{128, 0}}));
-    put(endpoints, 128, 0, "4AC5F4C4 ");
+    put(128, 0, "4AC5F4C4 ");
     EXPECT_EQ(endpoints_named_otherwise(table, endpoints), (Addresses{{128, 0}}));
 }
 
-TEST(AlsaNameTable, NameWithALineBreakIsAskedForEachTime) {
-    EndpointList endpoints;
-    put(endpoints, 128, 0, "two\nlines");
+TEST_F(AlsaNameTable, NameWithALineBreakIsAskedForEachTime) {
+    put(128, 0, "two\nlines");
     EXPECT_EQ(endpoints_named_otherwise(
                   "Client 128 : \"x\" [User]\n  Port   0 : \"two\nlines\" (RWeX)", endpoints),
               (Addresses{{128, 0}}));
 }
 
-TEST(AlsaNameTable, TextThatIsNoTableMeansNothing) {
-    EndpointList endpoints;
-    put(endpoints, 128, 0, "4AC5F4C4");
+TEST_F(AlsaNameTable, TextThatIsNoTableMeansNothing) {
+    put(128, 0, "4AC5F4C4");
     for (const std::string_view text :
          {"", "\n", "Client ", "Client 128", "Client 128 : \"", "  Port   0",
           "  Port 999 : \"x\" (", "Client x : \"y\"\n  Port   : \"z\" ("})
         EXPECT_EQ(endpoints_named_otherwise(text, endpoints), Addresses{}) << text;
 }
 
-TEST(AlsaNameTable, WithoutATableEachEndpointHasToBeAsked) {
-    EndpointList endpoints;
-    put(endpoints, 128, 0, "4AC5F4C4");
-    put(endpoints, 128, 3, "other");
+TEST_F(AlsaNameTable, WithoutATableEachEndpointHasToBeAsked) {
+    put(128, 0, "4AC5F4C4");
+    put(128, 3, "other");
     NameTable none;
     EXPECT_FALSE(none.is_open());
     EXPECT_EQ(none.suspects(endpoints), (Addresses{{128, 0}, {128, 3}}));

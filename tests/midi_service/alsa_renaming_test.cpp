@@ -51,9 +51,9 @@ TEST_F(AlsaRenaming, NameStaysTheSameUntilTheNextCount) {
     const MIDIEndpointRef reference = source("4AC5F4C4");
     peer.rename_port("other");
     let_names_age();
-    EXPECT_EQ(text(reference, kMIDIPropertyName), "4AC5F4C4");
+    EXPECT_EQ(text_of(reference, kMIDIPropertyName), "4AC5F4C4");
     static_cast<void>(MIDIGetNumberOfSources());
-    EXPECT_EQ(text(reference, kMIDIPropertyName), "other");
+    EXPECT_EQ(text_of(reference, kMIDIPropertyName), "other");
 }
 
 TEST_F(AlsaRenaming, ClientIsSeenAtEachDeviceCount) {
@@ -62,7 +62,7 @@ TEST_F(AlsaRenaming, ClientIsSeenAtEachDeviceCount) {
     ASSERT_NE(reference, 0U);
     peer.rename("4AC5F4C4");
     EXPECT_EQ(device("4AC5F4C4"), reference);
-    EXPECT_EQ(text(reference, kMIDIPropertyModel), "4AC5F4C4");
+    EXPECT_EQ(text_of(reference, kMIDIPropertyModel), "4AC5F4C4");
     EXPECT_EQ(device("other"), 0U);
 }
 

@@ -2,7 +2,6 @@
 #include "tests/midi_service/alsa_service_fixture.h"
 
 #include <algorithm>
-#include <array>
 
 namespace {
 
@@ -22,17 +21,6 @@ bool find_port(const AlsaPeer& looker, Predicate is_wanted, snd_seq_port_info_t*
     return false;
 }
 
-MIDIObjectRef find_object(std::string_view name, ItemCount count, MIDIObjectRef (*get)(ItemCount)) {
-    for (ItemCount i = 0; i < count; ++i) {
-        CFStringRef text = nullptr;
-        if (MIDIObjectGetStringProperty(get(i), kMIDIPropertyName, &text) != 0)
-            continue;
-        if (view_text(TextHandle(text).get()) == name)
-            return get(i);
-    }
-    return 0;
-}
-
 } // namespace
 
 AlsaService::AlsaService() {
@@ -47,35 +35,7 @@ AlsaService::~AlsaService() {
     install_midi_backend(nullptr);
 }
 
-MIDIEndpointRef AlsaService::source(std::string_view name) {
-    return find_object(name, MIDIGetNumberOfSources(), MIDIGetSource);
-}
-
-MIDIEndpointRef AlsaService::destination(std::string_view name) {
-    return find_object(name, MIDIGetNumberOfDestinations(), MIDIGetDestination);
-}
-
-MIDIDeviceRef AlsaService::device(std::string_view name) {
-    return find_object(name, MIDIGetNumberOfDevices(), MIDIGetDevice);
-}
-
-std::optional<std::string> AlsaService::text(MIDIObjectRef object, CFStringRef property) {
-    CFStringRef text = nullptr;
-    if (MIDIObjectGetStringProperty(object, property, &text) != 0)
-        return std::nullopt;
-    return std::string(view_text(TextHandle(text).get()));
-}
-
-OSStatus AlsaService::send(MIDIEndpointRef to, const Bytes& message) const {
-    alignas(MIDIPacketList) std::array<std::byte, 1024> room{};
-    auto* list = reinterpret_cast<MIDIPacketList*>(room.data());
-    MIDIPacket* packet = MIDIPacketListInit(list);
-    EXPECT_NE(MIDIPacketListAdd(list, room.size(), packet, 0, message.size(), message.data()),
-              nullptr);
-    return MIDISend(out_, to, list);
-}
-
-AlsaService::Bytes AlsaService::wait_for_bytes(std::size_t count) {
+Bytes AlsaService::wait_for_bytes(std::size_t count) {
     std::unique_lock lock{guard_};
     EXPECT_TRUE(
         changed_.wait_for(lock, std::chrono::seconds{20}, [&] { return bytes_.size() >= count; }))

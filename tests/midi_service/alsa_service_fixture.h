@@ -2,15 +2,12 @@
 #pragma once
 
 #include "midi_service/alsa/alsa_backend.h"
-#include "midi_service/midi_service.h"
-#include "midi_service/midi_text.h"
 #include "tests/midi_service/alsa_peer.h"
+#include "tests/support/service_use.h"
 
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <optional>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -19,19 +16,12 @@
 /// The application's client and ports over this computer's sequencer, and what arrives there.
 class AlsaService : public testing::Test {
 protected:
-    using Bytes = std::vector<std::uint8_t>;
-
     AlsaService();
     ~AlsaService() override;
 
-    /// The object of this name, counted anew; 0 when there is none.
-    [[nodiscard]] static MIDIEndpointRef source(std::string_view name);
-    [[nodiscard]] static MIDIEndpointRef destination(std::string_view name);
-    [[nodiscard]] static MIDIDeviceRef device(std::string_view name);
-    [[nodiscard]] static std::optional<std::string> text(MIDIObjectRef object,
-                                                         CFStringRef property);
-
-    [[nodiscard]] OSStatus send(MIDIEndpointRef to, const Bytes& message) const;
+    [[nodiscard]] OSStatus send(MIDIEndpointRef to, const Bytes& message) const {
+        return send_packets(out_, to, {message});
+    }
     /// Waits until so many bytes have arrived, and gives all that have.
     [[nodiscard]] Bytes wait_for_bytes(std::size_t count);
     /// Whether this byte arrives within a time, or has already.

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/midi_service/backend_contract.h"
 
-#include "midi_service/midi_text.h"
-
 #include <array>
 #include <chrono>
 
@@ -35,7 +33,8 @@ Bytes ContractInbox::bytes() const {
     return all;
 }
 
-BackendContract::BackendContract() : world_(GetParam()()), inbox_{.world = world_.get()} {
+BackendContract::BackendContract()
+    : world_(GetParam()()), inbox_{.world = world_.get()}, other_inbox_{.world = world_.get()} {
     install_midi_backend(&world_->backend());
     EXPECT_EQ(MIDIClientCreate(CFSTR("Contract"), nullptr, nullptr, &client_), 0);
     EXPECT_EQ(MIDIOutputPortCreate(client_, CFSTR("Contract output"), &out_), 0);
@@ -44,35 +43,6 @@ BackendContract::BackendContract() : world_(GetParam()()), inbox_{.world = world
 
 BackendContract::~BackendContract() {
     install_midi_backend(nullptr);
-}
-
-namespace {
-
-MIDIObjectRef find_by_name(std::string_view name, ItemCount count,
-                           MIDIObjectRef (*get)(ItemCount)) {
-    for (ItemCount i = 0; i < count; ++i) {
-        CFStringRef text = nullptr;
-        if (MIDIObjectGetStringProperty(get(i), kMIDIPropertyName, &text) != 0 || !text)
-            continue;
-        const TextHandle handle(text);
-        if (view_text(text) == name)
-            return get(i);
-    }
-    return 0;
-}
-
-} // namespace
-
-MIDIEndpointRef BackendContract::source(std::string_view name) {
-    return find_by_name(name, MIDIGetNumberOfSources(), MIDIGetSource);
-}
-
-MIDIEndpointRef BackendContract::destination(std::string_view name) {
-    return find_by_name(name, MIDIGetNumberOfDestinations(), MIDIGetDestination);
-}
-
-MIDIDeviceRef BackendContract::device(std::string_view name) {
-    return find_by_name(name, MIDIGetNumberOfDevices(), MIDIGetDevice);
 }
 
 std::string BackendContract::name_of(MIDIObjectRef object) {
@@ -94,36 +64,33 @@ MIDIPortRef BackendContract::input_port(ContractInbox& inbox) {
     return port;
 }
 
-OSStatus BackendContract::send(MIDIEndpointRef destination, const std::vector<Bytes>& messages,
-                               MIDIPortRef port) {
-    alignas(MIDIPacketList) std::array<std::byte, 8192> room{};
-    auto* list = reinterpret_cast<MIDIPacketList*>(room.data());
-    MIDIPacket* packet = MIDIPacketListInit(list);
-    for (const Bytes& message : messages) {
-        packet = MIDIPacketListAdd(list, room.size(), packet, 0, message.size(), message.data());
-        EXPECT_NE(packet, nullptr);
-    }
-    const OSStatus status = MIDISend(port != 0 ? port : out_, destination, list);
-    EXPECT_EQ(list->numPackets, 0U) << "a send empties the list, whatever comes of it";
-    return status;
-}
-
 Bytes BackendContract::wait_for_bytes(ContractWorld::Peer peer, std::size_t count) {
-    Bytes all;
-    EXPECT_TRUE(world_->wait_until([&] {
-        all = world_->received(peer);
-        return all.size() >= count;
-    })) << "only "
-        << all.size() << " of " << count << " bytes came";
-    return all;
+    return wait_for_bytes([&] { return world_->received(peer); }, count);
 }
 
 Bytes BackendContract::wait_for_bytes(ContractInbox& inbox, std::size_t count) {
+    return wait_for_bytes([&] { return inbox.bytes(); }, count);
+}
+
+Bytes BackendContract::wait_for_bytes(const std::function<Bytes()>& so_far, std::size_t count) {
     Bytes all;
     EXPECT_TRUE(world_->wait_until([&] {
-        all = inbox.bytes();
+        all = so_far();
         return all.size() >= count;
     })) << "only "
         << all.size() << " of " << count << " bytes came";
     return all;
+}
+
+void BackendContract::expect_silence_after(
+    const std::function<OSStatus(MIDIEndpointRef from)>& change) {
+    const MIDIPortRef other = input_port(other_inbox_);
+    const auto peer = world_->attach("4AC5F4C4");
+    const MIDIEndpointRef from = source("4AC5F4C4");
+    ASSERT_EQ(MIDIPortConnectSource(in_, from, nullptr), 0);
+    ASSERT_EQ(MIDIPortConnectSource(other, from, nullptr), 0);
+    ASSERT_EQ(change(from), 0);
+    world_->emit(peer, {0x90, 0x01, 0x01, 0x90, 0x02, 0x02});
+    static_cast<void>(wait_for_bytes(other_inbox_, 6));
+    EXPECT_TRUE(world_->wait_until([&] { return inbox_.calls.empty(); }));
 }

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "midi_service/midi_backend.h"
-#include "midi_service/midi_service.h"
+#include "tests/support/service_use.h"
 
 #include <condition_variable>
 #include <functional>
@@ -21,8 +21,6 @@
 //     INSTANTIATE_TEST_SUITE_P(Embedded, BackendContract, testing::Values(&make_embedded_world));
 //
 // Other endpoints may be there all the time: the cases know their peers by name.
-
-using Bytes = std::vector<std::uint8_t>;
 
 /// The other side of the service: peers that a test attaches, each one source, destination and
 /// device under one name. What is detached stays detached; the world's end detaches the rest.
@@ -70,6 +68,11 @@ struct ContractCall {
     std::thread::id thread;
 };
 
+inline const Bytes every_kind_of_message{
+    0x80, 0x01, 0x02, 0x9F, 0x7F, 0x00, 0xA1, 0x03, 0x04, 0xBF, 0x7F, 0x7F, 0xC2, 0x05,
+    0xD3, 0x06, 0xE4, 0x00, 0x40, 0xE5, 0x7F, 0x7F, 0xF1, 0x35, 0xF2, 0x07, 0x08, 0xF3,
+    0x09, 0xF6, 0xF8, 0xFA, 0xFB, 0xFC, 0xFE, 0xFF, 0xF0, 0x0A, 0x0B, 0xF7, 0xF0, 0xF7};
+
 /// What an input port's callback was called with; the port's context points to it.
 struct ContractInbox {
     ContractWorld* world;
@@ -86,25 +89,32 @@ protected:
     BackendContract();
     ~BackendContract() override;
 
-    /// The reference under which a peer is listed, counted anew; 0 when it is not.
-    [[nodiscard]] static MIDIEndpointRef source(std::string_view name);
-    [[nodiscard]] static MIDIEndpointRef destination(std::string_view name);
-    [[nodiscard]] static MIDIDeviceRef device(std::string_view name);
     /// An object's name in Mac Roman; "(null)" when it has none.
     [[nodiscard]] static std::string name_of(MIDIObjectRef object);
 
     /// One more input port with the callback and the inbox.
     [[nodiscard]] MIDIPortRef input_port(ContractInbox& inbox);
     /// Sends each of the messages as a packet of its own, in one list, through `out_` or `port`.
-    [[nodiscard]] OSStatus send(MIDIEndpointRef destination, const std::vector<Bytes>& messages,
-                                MIDIPortRef port = 0);
+    [[nodiscard]] OSStatus send(MIDIEndpointRef to, const std::vector<Bytes>& messages,
+                                MIDIPortRef port = 0) const {
+        return send_packets(port != 0 ? port : out_, to, messages);
+    }
     /// Waits until so many bytes have come, and gives all that have come.
     [[nodiscard]] Bytes wait_for_bytes(ContractWorld::Peer peer, std::size_t count);
     [[nodiscard]] Bytes wait_for_bytes(ContractInbox& inbox, std::size_t count);
 
+    /// Connects a peer to the input port and to another one, makes a change, lets the peer send two
+    /// messages, and expects none at the input port: the other one tells when the second has come,
+    /// and so the first would have.
+    void expect_silence_after(const std::function<OSStatus(MIDIEndpointRef from)>& change);
+
     std::unique_ptr<ContractWorld> world_;
     ContractInbox inbox_;
+    ContractInbox other_inbox_;
     MIDIClientRef client_ = 0;
     MIDIPortRef out_ = 0;
     MIDIPortRef in_ = 0;
+
+private:
+    [[nodiscard]] Bytes wait_for_bytes(const std::function<Bytes()>& so_far, std::size_t count);
 };

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/midi_service/backend_contract.h"
 
-#include <algorithm>
+#include "midi_service/midi_message.h"
+
 #include <cerrno>
 
 TEST_P(BackendContract, ListGoesOutByteForByteAndInOrder) {
@@ -13,31 +14,14 @@ TEST_P(BackendContract, ListGoesOutByteForByteAndInOrder) {
 
 TEST_P(BackendContract, EveryKindOfMessageGoesOutAsItIs) {
     const auto peer = world_->attach("4AC5F4C4");
-    const std::vector<Bytes> messages{{0x80, 0x01, 0x02},
-                                      {0x9F, 0x7F, 0x00},
-                                      {0xA1, 0x03, 0x04},
-                                      {0xBF, 0x7F, 0x7F},
-                                      {0xC2, 0x05},
-                                      {0xD3, 0x06},
-                                      {0xE4, 0x00, 0x40},
-                                      {0xE5, 0x7F, 0x7F},
-                                      {0xF1, 0x35},
-                                      {0xF2, 0x07, 0x08},
-                                      {0xF3, 0x09},
-                                      {0xF6},
-                                      {0xF8},
-                                      {0xFA},
-                                      {0xFB},
-                                      {0xFC},
-                                      {0xFE},
-                                      {0xFF},
-                                      {0xF0, 0x0A, 0xF7},
-                                      {0xF0, 0xF7}};
-    Bytes expected;
-    for (const Bytes& message : messages)
-        expected.insert(expected.end(), message.begin(), message.end());
+    std::vector<Bytes> messages;
+    for (std::span rest{every_kind_of_message}; !rest.empty();) {
+        const auto message = rest.first(whole_message(rest));
+        messages.emplace_back(message.begin(), message.end());
+        rest = rest.subspan(message.size());
+    }
     EXPECT_EQ(send(destination("4AC5F4C4"), messages), 0);
-    EXPECT_EQ(wait_for_bytes(peer, expected.size()), expected);
+    EXPECT_EQ(wait_for_bytes(peer, every_kind_of_message.size()), every_kind_of_message);
 }
 
 TEST_P(BackendContract, SeveralMessagesInOnePacketGoOutOneByOne) {
@@ -49,9 +33,7 @@ TEST_P(BackendContract, SeveralMessagesInOnePacketGoOutOneByOne) {
 
 TEST_P(BackendContract, LongExclusiveDataGoOutWhole) {
     const auto peer = world_->attach("4AC5F4C4");
-    Bytes data(1000, 0x55);
-    data.front() = 0xF0;
-    data.back() = 0xF7;
+    Bytes data = exclusive(1000);
     EXPECT_EQ(send(destination("4AC5F4C4"), {data, {0xF8}}), 0);
     data.push_back(0xF8);
     EXPECT_EQ(wait_for_bytes(peer, data.size()), data);

@@ -44,10 +44,7 @@ public:
 
 private:
     static EmbeddedObject look(std::string_view utf8_name) {
-        EmbeddedObject object;
-        object.name = utf8_name;
-        object.model = utf8_name;
-        return object;
+        return {.name = std::string(utf8_name), .model = std::string(utf8_name)};
     }
 
     bool manual_;

@@ -2,25 +2,19 @@
 #pragma once
 
 #include "midi_service/embedded/embedded_backend.h"
-#include "midi_service/midi_service.h"
-#include "midi_service/midi_text.h"
+#include "tests/support/service_use.h"
 
-#include <array>
-#include <string>
 #include <utility>
-#include <vector>
 
-#include <gtest/gtest.h>
-
-using Bytes = std::vector<std::uint8_t>;
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
 
-/// A client with its two ports over the embedded service with manual time. What arrives at the
+/// A client with its two ports over the embedded service. With manual time, what arrives at the
 /// input port has arrived when advance() returns.
 class EmbeddedService : public testing::Test {
 protected:
-    EmbeddedService() {
+    explicit EmbeddedService(EmbeddedBackend::Time time = EmbeddedBackend::Time::manual)
+        : service_(time) {
         install_midi_backend(&service_);
         EXPECT_EQ(MIDIClientCreate(CFSTR("MIDI Client"), nullptr, nullptr, &client_), 0);
         EXPECT_EQ(MIDIOutputPortCreate(client_, CFSTR("Output port"), &out_), 0);
@@ -35,13 +29,8 @@ protected:
     }
 
 public: // also for callbacks
-    OSStatus send(MIDIEndpointRef destination, const std::vector<Bytes>& packets) {
-        alignas(MIDIPacketList) std::array<std::byte, 1024> room{};
-        auto* list = reinterpret_cast<MIDIPacketList*>(room.data());
-        MIDIPacket* packet = MIDIPacketListInit(list);
-        for (const Bytes& bytes : packets)
-            packet = MIDIPacketListAdd(list, room.size(), packet, 0, bytes.size(), bytes.data());
-        return MIDISend(out_, destination, list);
+    OSStatus send(MIDIEndpointRef to, const std::vector<Bytes>& packets) {
+        return send_packets(out_, to, packets);
     }
 
     void emit(MIDIObjectRef object, const Bytes& bytes, microseconds after = microseconds{0}) {
@@ -51,11 +40,7 @@ public: // also for callbacks
     [[nodiscard]] microseconds service_now() const { return service_.now(); }
 
 protected:
-    static EmbeddedObject named(const char* name) {
-        EmbeddedObject object;
-        object.name = name;
-        return object;
-    }
+    static EmbeddedObject named(const char* name) { return {.name = name}; }
 
     /// Attached, and connected to the input port.
     MIDIObjectRef connected(const char* name) {
@@ -71,7 +56,7 @@ protected:
         return std::exchange(heard_, {});
     }
 
-    EmbeddedBackend service_{EmbeddedBackend::Time::manual};
+    EmbeddedBackend service_;
     MIDIClientRef client_ = 0;
     MIDIPortRef out_ = 0;
     MIDIPortRef in_ = 0;

@@ -10,15 +10,12 @@ TEST_F(EmbeddedService, IsEmptyAtTheStartAndHasNoDeviceOfItsOwn) {
 }
 
 TEST_F(EmbeddedService, ObjectIsInTheListsItIsMeantFor) {
-    EmbeddedObject look = named("source");
-    look.is_destination = look.is_device = false;
-    const MIDIObjectRef source = service_.attach(look);
-    look = named("destination");
-    look.is_source = look.is_device = false;
-    const MIDIObjectRef destination = service_.attach(look);
-    look = named("device");
-    look.is_source = look.is_destination = false;
-    const MIDIObjectRef device = service_.attach(look);
+    const MIDIObjectRef source =
+        service_.attach({.name = "source", .is_destination = false, .is_device = false});
+    const MIDIObjectRef destination =
+        service_.attach({.name = "destination", .is_source = false, .is_device = false});
+    const MIDIObjectRef device =
+        service_.attach({.name = "device", .is_source = false, .is_destination = false});
     const MIDIObjectRef all = service_.attach(named("all"));
 
     ASSERT_EQ(MIDIGetNumberOfSources(), 2U);
@@ -55,65 +52,42 @@ TEST_F(EmbeddedService, EachListMovesWhenItIsCountedItself) {
 }
 
 TEST_F(EmbeddedService, EachTextOfAnObjectIsGivenOrNull) {
-    EmbeddedObject look = named("a name");
-    look.manufacturer = "a maker";
-    look.model = "a model";
-    const MIDIObjectRef full = service_.attach(look);
-    look = {};
-    const MIDIObjectRef bare = service_.attach(look);
+    const MIDIObjectRef full =
+        service_.attach({.name = "a name", .manufacturer = "a maker", .model = "a model"});
+    const MIDIObjectRef bare = service_.attach({});
     for (const auto& [property, expected] :
          {std::pair{kMIDIPropertyName, "a name"}, std::pair{kMIDIPropertyManufacturer, "a maker"},
           std::pair{kMIDIPropertyModel, "a model"}}) {
-        CFStringRef text = nullptr;
-        EXPECT_EQ(MIDIObjectGetStringProperty(full, property, &text), 0);
-        ASSERT_NE(text, nullptr);
-        EXPECT_EQ(view_text(text), expected);
-        CFRelease(text);
-        text = CFSTR("left over");
+        EXPECT_EQ(text_of(full, property), expected);
+        CFStringRef text = CFSTR("left over");
         EXPECT_EQ(MIDIObjectGetStringProperty(bare, property, &text), -ENODATA);
         EXPECT_EQ(text, nullptr);
     }
 }
 
 TEST_F(EmbeddedService, NameMayBeAnyBytes) {
-    for (const char* name : {"", "4AC5F4C4", "\xFF\xFE", "设备"}) {
-        const MIDIObjectRef object = service_.attach(named(name));
-        CFStringRef text = nullptr;
-        EXPECT_EQ(MIDIObjectGetStringProperty(object, kMIDIPropertyName, &text), 0);
-        ASSERT_NE(text, nullptr);
-        EXPECT_EQ(view_text(text), name);
-        CFRelease(text);
-    }
+    for (const char* name : {"", "4AC5F4C4", "\xFF\xFE", "设备"})
+        EXPECT_EQ(text_of(service_.attach(named(name))), name);
 }
 
 TEST_F(EmbeddedService, OfflineIsAnyNumberOrAFailedQuery) {
     for (const std::int32_t offline : {0, 1, 2, -1}) {
-        EmbeddedObject look = named("4AC5F4C4");
-        look.offline = offline;
+        const MIDIObjectRef object = service_.attach({.offline = offline});
         std::int32_t value = 9;
-        EXPECT_EQ(MIDIObjectGetIntegerProperty(service_.attach(look), kMIDIPropertyOffline, &value),
-                  0);
+        EXPECT_EQ(MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &value), 0);
         EXPECT_EQ(value, offline);
     }
-    EmbeddedObject look = named("4AC5F4C4");
-    look.offline.reset();
+    const MIDIObjectRef object = service_.attach({.offline = {}});
     std::int32_t value = 9;
-    EXPECT_EQ(MIDIObjectGetIntegerProperty(service_.attach(look), kMIDIPropertyOffline, &value),
-              -ENODATA);
+    EXPECT_EQ(MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &value), -ENODATA);
     EXPECT_EQ(value, 9);
 }
 
 TEST_F(EmbeddedService, ChangedObjectLooksDifferentUnderTheSameReference) {
     const MIDIObjectRef object = service_.attach(named("4AC5F4C4"));
     ASSERT_EQ(MIDIGetNumberOfSources(), 1U);
-    EmbeddedObject look = named("4ACAF4C4");
-    look.offline = 1;
-    look.is_source = false;
-    service_.update_object(object, look);
-    CFStringRef text = nullptr;
-    EXPECT_EQ(MIDIObjectGetStringProperty(object, kMIDIPropertyName, &text), 0);
-    EXPECT_EQ(view_text(text), "4ACAF4C4");
-    CFRelease(text);
+    service_.update_object(object, {.name = "4ACAF4C4", .offline = 1, .is_source = false});
+    EXPECT_EQ(text_of(object), "4ACAF4C4");
     std::int32_t offline = 0;
     EXPECT_EQ(MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &offline), 0);
     EXPECT_EQ(offline, 1);
@@ -134,10 +108,6 @@ TEST_F(EmbeddedService, ChangeOfAGoneObjectDoesNothing) {
 }
 
 TEST_F(EmbeddedService, ObjectThatIsNoSourceOrNoDestinationIsNotUsedAsOne) {
-    EmbeddedObject look = named("4AC5F4C4");
-    look.is_source = false;
-    EXPECT_NE(MIDIPortConnectSource(in_, service_.attach(look), nullptr), 0);
-    look = named("4AC5F4C4");
-    look.is_destination = false;
-    EXPECT_NE(send(service_.attach(look), {{0xF8}}), 0);
+    EXPECT_NE(MIDIPortConnectSource(in_, service_.attach({.is_source = false}), nullptr), 0);
+    EXPECT_NE(send(service_.attach({.is_destination = false}), {{0xF8}}), 0);
 }

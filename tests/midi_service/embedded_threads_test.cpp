@@ -1,21 +1,15 @@
 // SPDX-License-Identifier: MIT
-#include "midi_service/embedded/embedded_backend.h"
-#include "midi_service/midi_service.h"
+#include "tests/midi_service/embedded_fixture.h"
 #include "tests/support/watchdog.h"
 
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
-#include <vector>
-
-#include <gtest/gtest.h>
 
 using namespace std::chrono_literals;
 
 namespace {
-
-using Bytes = std::vector<std::uint8_t>;
 
 /// Counts messages, and lets a test wait for one.
 class Counter {
@@ -39,38 +33,19 @@ private:
     int count_ = 0;
 };
 
-EmbeddedObject named(const char* name) {
-    EmbeddedObject object;
-    object.name = name;
-    return object;
-}
-
 /// The embedded service in real time.
-class EmbeddedThreads : public testing::Test {
+class EmbeddedThreads : public EmbeddedService {
 protected:
-    EmbeddedThreads() {
-        install_midi_backend(&service_);
-        EXPECT_EQ(MIDIClientCreate(CFSTR("MIDI Client"), nullptr, nullptr, &client_), 0);
-        EXPECT_EQ(MIDIOutputPortCreate(client_, CFSTR("Output port"), &out_), 0);
-        EXPECT_EQ(MIDIInputPortCreate(client_, CFSTR("Input port"), Counter::read, &heard_, &in_),
+    EmbeddedThreads() : EmbeddedService(EmbeddedBackend::Time::real) {
+        EXPECT_EQ(MIDIInputPortCreate(client_, CFSTR("Input port"), Counter::read, &counted_, &in_),
                   0);
     }
     ~EmbeddedThreads() override { install_midi_backend(nullptr); }
 
-    OSStatus send_clock(MIDIEndpointRef destination) {
-        MIDIPacketList list{};
-        const std::uint8_t clock = 0xF8;
-        static_cast<void>(
-            MIDIPacketListAdd(&list, sizeof list, MIDIPacketListInit(&list), 0, 1, &clock));
-        return MIDISend(out_, destination, &list);
-    }
+    OSStatus send_clock(MIDIEndpointRef to) { return send(to, {{0xF8}}); }
 
     Watchdog watchdog_{100s};
-    Counter heard_;
-    EmbeddedBackend service_;
-    MIDIClientRef client_ = 0;
-    MIDIPortRef out_ = 0;
-    MIDIPortRef in_ = 0;
+    Counter counted_;
 };
 
 } // namespace
@@ -84,20 +59,18 @@ TEST_F(EmbeddedThreads, TimePassesByItself) {
 }
 
 TEST_F(EmbeddedThreads, BytesComeByThemselvesAndNeverTooSoon) {
-    const MIDIObjectRef object = service_.attach(named("4AC5F4C4"));
-    ASSERT_EQ(MIDIPortConnectSource(in_, object, nullptr), 0);
+    const MIDIObjectRef object = connected("4AC5F4C4");
     const auto start = std::chrono::steady_clock::now();
     service_.emit(object, Bytes{0xF8}, 20ms);
-    EXPECT_TRUE(heard_.wait_for(1));
+    EXPECT_TRUE(counted_.wait_for(1));
     EXPECT_GE(std::chrono::steady_clock::now() - start, 20ms);
 }
 
 TEST_F(EmbeddedThreads, EarlierEmissionOvertakesALaterOneThatIsWaitedFor) {
-    const MIDIObjectRef object = service_.attach(named("4AC5F4C4"));
-    ASSERT_EQ(MIDIPortConnectSource(in_, object, nullptr), 0);
+    const MIDIObjectRef object = connected("4AC5F4C4");
     service_.emit(object, Bytes{0xF8}, std::chrono::hours{1});
     service_.emit(object, Bytes{0xF8}, 1ms);
-    EXPECT_TRUE(heard_.wait_for(1)) << "the receive thread slept on";
+    EXPECT_TRUE(counted_.wait_for(1)) << "the receive thread slept on";
 }
 
 TEST_F(EmbeddedThreads, ServiceEndsAtOnceWithBytesStillOnTheirWay) {
@@ -215,5 +188,5 @@ TEST_F(EmbeddedThreads, AnswerComesOnTheReceiveThreadWhileTheSenderIsBusy) {
     ASSERT_EQ(MIDIPortConnectSource(in_, object, nullptr), 0);
     for (int i = 0; i < 1000; ++i)
         ASSERT_EQ(send_clock(object), 0);
-    EXPECT_TRUE(heard_.wait_for(1000));
+    EXPECT_TRUE(counted_.wait_for(1000));
 }

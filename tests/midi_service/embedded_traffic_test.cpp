@@ -179,10 +179,7 @@ TEST_F(EmbeddedService, ReceiverMayChangeAndDetachItsObject) {
             service_.detach(object);
     });
     ASSERT_EQ(send(object, {{0xF8}}), 0);
-    CFStringRef text = nullptr;
-    EXPECT_EQ(MIDIObjectGetStringProperty(object, kMIDIPropertyName, &text), 0);
-    EXPECT_EQ(view_text(text), "4ACAF4C4");
-    CFRelease(text);
+    EXPECT_EQ(text_of(object), "4ACAF4C4");
     static_cast<void>(send(object, {{0xF8}}));
     EXPECT_EQ(send(object, {{0xF8}}), -ENODEV);
     EXPECT_EQ(received, 2);

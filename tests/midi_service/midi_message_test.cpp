@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/midi_message.h"
 
-#include <algorithm>
-#include <initializer_list>
-#include <vector>
-
-#include <gtest/gtest.h>
+#include "tests/support/service_use.h"
 
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
 using Messages = std::vector<Bytes>;
 
 /// What a new reader makes of some bytes.
@@ -22,13 +17,6 @@ Messages read(const Bytes& bytes) {
             messages.emplace_back(message.begin(), message.end());
     }
     return messages;
-}
-
-Bytes exclusive(std::size_t length) {
-    Bytes bytes(length, 0x22);
-    bytes.front() = 0xF0;
-    bytes.back() = 0xF7;
-    return bytes;
 }
 
 } // namespace
@@ -136,10 +124,8 @@ TEST(MessageReader, UndefinedRealTimeByteIsDroppedAndDisturbsNothing) {
 TEST(MessageReader, SystemMessageEndsRunningStatus) {
     for (const Bytes& system : {Bytes{0xF1, 0x01}, Bytes{0xF2, 0x01, 0x02}, Bytes{0xF3, 0x01},
                                 Bytes{0xF6}, Bytes{0xF0, 0x01, 0xF7}}) {
-        Bytes bytes{0x90, 0x40, 0x7F};
-        bytes.insert(bytes.end(), system.begin(), system.end());
-        bytes.insert(bytes.end(), {0x41, 0x00, 0x42, 0x00});
-        EXPECT_EQ(read(bytes), (Messages{{0x90, 0x40, 0x7F}, system}));
+        EXPECT_EQ(read(joined({{0x90, 0x40, 0x7F}, system, {0x41, 0x00, 0x42, 0x00}})),
+                  (Messages{{0x90, 0x40, 0x7F}, system}));
     }
     EXPECT_EQ(read({0x90, 0x40, 0x7F, 0xF4, 0x41, 0x00}), (Messages{{0x90, 0x40, 0x7F}}));
     EXPECT_EQ(read({0x90, 0x40, 0x7F, 0xF5, 0x41, 0x00}), (Messages{{0x90, 0x40, 0x7F}}));
@@ -168,12 +154,9 @@ TEST(MessageReader, LongExclusiveDataComeInPiecesOfAtMost256Bytes) {
     for (const std::size_t length : {257U, 511U, 512U, 513U, 1000U, 65536U}) {
         const Messages pieces = read(exclusive(length));
         EXPECT_EQ(pieces.size(), (length + 255) / 256);
-        Bytes all;
-        for (const Bytes& piece : pieces) {
+        for (const Bytes& piece : pieces)
             EXPECT_LE(piece.size(), 256U);
-            all.insert(all.end(), piece.begin(), piece.end());
-        }
-        EXPECT_EQ(all, exclusive(length));
+        EXPECT_EQ(joined(pieces), exclusive(length));
     }
 }
 

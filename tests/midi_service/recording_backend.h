@@ -2,16 +2,11 @@
 #pragma once
 
 #include "midi_service/midi_backend.h"
-#include "midi_service/midi_service.h"
-#include "midi_service/midi_text.h"
+#include "tests/support/service_use.h"
 
 #include <map>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
-
-using Bytes = std::vector<std::uint8_t>;
 
 /// A backend that writes every call down, its arguments included, and answers as it is told.
 class RecordingBackend final : public MidiBackend {

@@ -144,11 +144,7 @@ TEST_F(Service, EachTextPropertyIsAskedForByItsOwnName) {
     for (const auto& [property, expected] :
          {std::pair{kMIDIPropertyName, " 0"}, std::pair{kMIDIPropertyManufacturer, " 1"},
           std::pair{kMIDIPropertyModel, " 2"}}) {
-        CFStringRef value = nullptr;
-        EXPECT_EQ(MIDIObjectGetStringProperty(peer_, property, &value), 0);
-        ASSERT_NE(value, nullptr);
-        EXPECT_EQ(view_text(value), "4AC5F4C4");
-        CFRelease(value);
+        EXPECT_EQ(text_of(peer_, property), "4AC5F4C4");
         EXPECT_THAT(backend_.take_queries(), ElementsAre(text("text", {peer_}, expected)));
     }
 }

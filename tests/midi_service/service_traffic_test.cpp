@@ -164,17 +164,12 @@ TEST_F(Service, LongExclusiveDataAreDeliveredInPiecesOfAtMost256Bytes) {
     ASSERT_EQ(MIDIPortConnectSource(in, peer_, nullptr), 0);
     for (const std::size_t length : {255U, 256U, 257U, 512U, 513U, 1000U}) {
         calls = {};
-        Bytes data(length, 0x33);
-        data.front() = 0xF0;
-        data.back() = 0xF7;
+        const Bytes data = exclusive(length);
         deliver(in, peer_, 7, data);
         EXPECT_EQ(calls.bytes.size(), (length + 255) / 256);
-        Bytes all;
-        for (const Bytes& piece : calls.bytes) {
+        for (const Bytes& piece : calls.bytes)
             EXPECT_LE(piece.size(), 256U);
-            all.insert(all.end(), piece.begin(), piece.end());
-        }
-        EXPECT_EQ(all, data);
+        EXPECT_EQ(joined(calls.bytes), data);
     }
 }
 

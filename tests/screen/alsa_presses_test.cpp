@@ -108,23 +108,20 @@ protected:
         return status;
     }
 
-    /// Presses so often; how many of the presses printed what they should.
-    int press(int times, const std::string& printed) {
-        CapturedOutput output;
-        int same = 0;
-        for (int i = 0; i < times; ++i) {
-            apply_action(screen_);
-            screen_.showAlert = false;
-            same += output.take() == printed ? 1 : 0;
-        }
-        return same;
-    }
-
-    std::string first_press() {
+    /// Presses, and gives what was printed.
+    std::string press() {
         CapturedOutput output;
         apply_action(screen_);
         screen_.showAlert = false;
         return output.take();
+    }
+
+    /// Presses so often; how many of the presses printed what they should.
+    int press(int times, const std::string& printed) {
+        int same = 0;
+        for (int i = 0; i < times; ++i)
+            same += press() == printed ? 1 : 0;
+        return same;
     }
 
     const std::string shown_ = testing::TempDir() + "keyloft-machine-shows";
@@ -136,7 +133,7 @@ protected:
 TEST_F(Presses, AThousandLeaveNothingBehind) {
     const std::string before_all = sequencer();
     appear_hook();
-    const std::string first = first_press();
+    const std::string first = press();
     ASSERT_NE(first.find("设置成功了"), std::string::npos) << first;
     EXPECT_EQ(press(19, first), 19);
     const std::string on_sequencer = sequencer();

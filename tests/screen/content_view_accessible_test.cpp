@@ -7,7 +7,7 @@
 namespace {
 
 /// The whole screen as an assistive technology has it: by roles, names, values and actions.
-class ContentViewAccessible : public ScreenFixture {
+class ContentViewAccessible : public OpenScreen {
 protected:
     static QString name(QAccessibleInterface* of) { return of->text(QAccessible::Name); }
     static QString value(QAccessibleInterface* of) { return of->text(QAccessible::Value); }
@@ -47,10 +47,11 @@ protected:
     QAccessibleInterface* alert_node() {
         return alert() ? QAccessible::queryAccessibleInterface(alert()) : nullptr;
     }
+
+    EmbeddedMachine machine{service, machine_5};
 };
 
 TEST_F(ContentViewAccessible, EveryControlHasItsCaptionAsNameAndItsOwnRole) {
-    open_screen();
     EXPECT_EQ(root()->role(), QAccessible::Window);
     EXPECT_EQ(value(get(QAccessible::ComboBox, u"设备型号(Machine Serial)"_s)), u"4AC0F4C4"_s);
     EXPECT_EQ(value(get(QAccessible::EditableText, u"硬件编号(Hardware Part Code)"_s)), u"0"_s);
@@ -64,7 +65,6 @@ TEST_F(ContentViewAccessible, EveryControlHasItsCaptionAsNameAndItsOwnRole) {
 }
 
 TEST_F(ContentViewAccessible, EveryCaptionIsTheLabelOfItsControl) {
-    open_screen();
     for (const QString& field : {u"machine_type_menu_string"_s, u"message_channel_menu_string"_s}) {
         auto* control = QAccessible::queryAccessibleInterface(find<QWidget>(field));
         const auto labels = control->relations(QAccessible::Label);
@@ -74,7 +74,6 @@ TEST_F(ContentViewAccessible, EveryCaptionIsTheLabelOfItsControl) {
 }
 
 TEST_F(ContentViewAccessible, AMenuHasItsItemsWithoutBeingOpened) {
-    open_screen();
     QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     ASSERT_EQ(menu->childCount(), 4);
     for (int i = 0; i < 4; ++i) {
@@ -93,7 +92,6 @@ TEST_F(ContentViewAccessible, AMenuHasItsItemsWithoutBeingOpened) {
 }
 
 TEST_F(ContentViewAccessible, AMenusChoiceIsItsTextToo) {
-    open_screen();
     QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     choose(u"消息类型(Message Type)："_s, u"Note Off"_s);
     QAccessibleTextInterface* text = menu->textInterface();
@@ -109,7 +107,6 @@ TEST_F(ContentViewAccessible, AMenusChoiceIsItsTextToo) {
 }
 
 TEST_F(ContentViewAccessible, AMenuOpensAndClosesByItsAction) {
-    open_screen();
     QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     const QString show_menu = QAccessibleActionInterface::showMenuAction();
     menu->actionInterface()->doAction(show_menu);
@@ -123,7 +120,6 @@ TEST_F(ContentViewAccessible, AMenuOpensAndClosesByItsAction) {
 }
 
 TEST_F(ContentViewAccessible, AMenusOtherActionsAreAWidgets) {
-    open_screen();
     QAccessibleActionInterface* menu =
         get(QAccessible::ComboBox, u"消息类型(Message Type)："_s)->actionInterface();
     const QString focus = QAccessibleActionInterface::setFocusAction();
@@ -136,7 +132,6 @@ TEST_F(ContentViewAccessible, AMenusOtherActionsAreAWidgets) {
 }
 
 TEST_F(ContentViewAccessible, AMenusTextCanOnlyBeRead) {
-    open_screen();
     QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     QAccessibleTextInterface* text = menu->textInterface();
     text->addSelection(0, 7);
@@ -160,7 +155,6 @@ TEST_F(ContentViewAccessible, AMenusTextCanOnlyBeRead) {
 }
 
 TEST_F(ContentViewAccessible, AnItemIsALeaf) {
-    open_screen();
     QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     QAccessibleInterface* item = menu->child(1);
     EXPECT_EQ(item->childCount(), 0);
@@ -184,7 +178,6 @@ TEST_F(ContentViewAccessible, AnItemIsALeaf) {
 }
 
 TEST_F(ContentViewAccessible, OnlyAPressOnAnEnabledMenusItemChooses) {
-    open_screen();
     QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     menu->child(1)->actionInterface()->doAction(QAccessibleActionInterface::showMenuAction());
     EXPECT_EQ(screen->state().message_type_menu_string, "Control Change");
@@ -197,7 +190,6 @@ TEST_F(ContentViewAccessible, OnlyAPressOnAnEnabledMenusItemChooses) {
 }
 
 TEST_F(ContentViewAccessible, AnItemThatItsMenuHasNoLongerIsInvalid) {
-    open_screen();
     QAccessibleInterface* item =
         get(QAccessible::ComboBox, u"消息类型(Message Type)："_s)->child(3);
     ASSERT_TRUE(item->isValid());
@@ -211,8 +203,6 @@ TEST_F(ContentViewAccessible, AnItemThatItsMenuHasNoLongerIsInvalid) {
 }
 
 TEST_F(ContentViewAccessible, TheWholeJobGoesThroughTheTree) {
-    EmbeddedMachine machine(service, machine_5);
-    open_screen();
     choose(u"设备型号(Machine Serial)"_s, u"4ACAF4C4"_s);
     EXPECT_EQ(screen->state().machine_type_menu_string, "4ACAF4C4");
     choose(u"消息类型(Message Type)："_s, u"Note On"_s);
@@ -244,8 +234,6 @@ TEST_F(ContentViewAccessible, TheWholeJobGoesThroughTheTree) {
 }
 
 TEST_F(ContentViewAccessible, APressWhileTheAlertIsOpenDoesNothing) {
-    EmbeddedMachine machine(service, machine_5);
-    open_screen();
     apply()->click();
     const auto sent = machine.received();
     press(get(QAccessible::Button, u"保存"_s));

@@ -4,7 +4,7 @@
 
 namespace {
 
-class ContentViewAlert : public ScreenFixture {
+class ContentViewAlert : public OpenScreen {
 protected:
     /// Dismisses the alert as a person does, and waits until it has gone.
     void dismiss(const std::function<void(QDialog*)>& how) {
@@ -17,7 +17,6 @@ protected:
 
 TEST_F(ContentViewAlert, AnAppliedMappingIsReportedWithTitleAndText) {
     EmbeddedMachine machine(service, machine_5);
-    open_screen();
     part()->setText(u"12"_s);
     QTest::mouseClick(apply(), Qt::LeftButton);
     ASSERT_NE(alert(), nullptr);
@@ -30,7 +29,6 @@ TEST_F(ContentViewAlert, AnAppliedMappingIsReportedWithTitleAndText) {
 
 TEST_F(ContentViewAlert, TheMenuShowsTheMachineThatAnswered) {
     EmbeddedMachine machine(service, machine_5);
-    open_screen();
     QTest::mouseClick(apply(), Qt::LeftButton);
     EXPECT_EQ(machine_menu()->currentText(), u"4AC5F4C4"_s);
     EXPECT_EQ(screen->state().machine_type_menu_string, "4AC5F4C4");
@@ -39,7 +37,6 @@ TEST_F(ContentViewAlert, TheMenuShowsTheMachineThatAnswered) {
 TEST_F(ContentViewAlert, AFailureListsTheMachinesThatArePresent) {
     EmbeddedMachine two(service, 0x4AC2F4C4);
     EmbeddedMachine eleven(service, 0x4ACBF4C4);
-    open_screen();
     QTest::mouseClick(apply(), Qt::LeftButton);
     ASSERT_NE(alert(), nullptr);
     EXPECT_EQ(alert_title(), u"设置失败!"_s);
@@ -49,7 +46,6 @@ TEST_F(ContentViewAlert, AFailureListsTheMachinesThatArePresent) {
 
 TEST_F(ContentViewAlert, SaveReportsSuccessAndFailureWithTitleAndTextSwapped) {
     EmbeddedMachine machine(service, machine_5);
-    open_screen();
     QTest::mouseClick(apply(), Qt::LeftButton);
     dismiss([&](QDialog*) { alert_button(1)->click(); });
     QTest::mouseClick(save(), Qt::LeftButton);
@@ -68,7 +64,6 @@ TEST_F(ContentViewAlert, SaveReportsSuccessAndFailureWithTitleAndTextSwapped) {
 }
 
 TEST_F(ContentViewAlert, ItHasTwoIdenticalButtonsAndNoOther) {
-    open_screen();
     QTest::mouseClick(save(), Qt::LeftButton);
     ASSERT_NE(alert(), nullptr);
     const auto buttons = alert()->findChildren<QPushButton*>();
@@ -90,7 +85,6 @@ TEST_F(ContentViewAlert, ItHasTwoIdenticalButtonsAndNoOther) {
 
 TEST_F(ContentViewAlert, ASymbolTellsSuccessFromFailure) {
     EmbeddedMachine machine(service, machine_5);
-    open_screen();
     const std::function<void(QPushButton*, QMessageBox::Icon)> press_and_look =
         [this](QPushButton* button, QMessageBox::Icon icon) {
             QTest::mouseClick(button, Qt::LeftButton);
@@ -109,7 +103,6 @@ TEST_F(ContentViewAlert, ASymbolTellsSuccessFromFailure) {
 }
 
 TEST_F(ContentViewAlert, EveryWayOfDismissingItClearsTheFlagAndGoesBackToWhereTheFocusWas) {
-    open_screen();
     const std::function<void(QDialog*)> ways[] = {
         [this](QDialog*) { QTest::mouseClick(alert_button(1), Qt::LeftButton); },
         [this](QDialog*) { QTest::mouseClick(alert_button(2), Qt::LeftButton); },
@@ -134,7 +127,6 @@ TEST_F(ContentViewAlert, EveryWayOfDismissingItClearsTheFlagAndGoesBackToWhereTh
 
 TEST_F(ContentViewAlert, ALaterActionShowsItAgainWithTheNewTexts) {
     EmbeddedMachine machine(service, machine_5);
-    open_screen();
     for (const int number : {3, 4}) {
         part()->setText(QString::number(number));
         QTest::mouseClick(apply(), Qt::LeftButton);
@@ -145,14 +137,12 @@ TEST_F(ContentViewAlert, ALaterActionShowsItAgainWithTheNewTexts) {
 }
 
 TEST_F(ContentViewAlert, TextsAreShownAsTheyAreAndNotAsMarkup) {
-    open_screen();
     QTest::mouseClick(save(), Qt::LeftButton);
     for (const QLabel* label : alert()->findChildren<QLabel*>())
         EXPECT_EQ(label->textFormat(), Qt::PlainText);
 }
 
 TEST_F(ContentViewAlert, ItBlocksItsWindowAndReturnsToTheEventLoop) {
-    open_screen();
     bool finished = false;
     QObject::connect(screen.get(), &ContentView::action_finished, screen.get(),
                      [&] { finished = true; });
@@ -168,7 +158,6 @@ TEST_F(ContentViewAlert, ItBlocksItsWindowAndReturnsToTheEventLoop) {
 
 TEST_F(ContentViewAlert, APressWhileItIsOpenDoesNothing) {
     EmbeddedMachine machine(service, machine_5);
-    open_screen();
     apply()->click();
     const auto sent = machine.received();
     CapturedOutput output;
@@ -182,7 +171,6 @@ TEST_F(ContentViewAlert, APressWhileItIsOpenDoesNothing) {
 
 TEST_F(ContentViewAlert, APressWhileAnActionRunsDoesNothing) {
     EmbeddedMachine machine(service, machine_5);
-    open_screen();
     int presses = 0;
     before_pause = [&](unsigned) {
         ++presses;

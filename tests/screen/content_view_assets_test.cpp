@@ -94,10 +94,9 @@ double share_of_soft_pixels(const QImage& picture) {
     return static_cast<double>(soft) / (picture.width() * picture.height());
 }
 
-class Picture300 : public ScreenFixture {};
+class Picture300 : public OpenScreen {};
 
 TEST_F(Picture300, IsDrawnInOneColourWithCrispEdges) {
-    open_screen();
     const QImage picture = find<QWidget>(u"picture"_s)->grab().toImage();
     // Scaled up from fewer pixels it would be soft along all of its outlines.
     EXPECT_LT(share_of_soft_pixels(picture), 0.05);

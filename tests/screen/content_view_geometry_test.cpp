@@ -7,10 +7,8 @@
 
 namespace {
 
-class ContentViewGeometry : public ScreenFixture {
+class ContentViewGeometry : public OpenScreen {
 protected:
-    void SetUp() override { open_screen(); }
-
     QRect place(const QWidget* widget) const {
         return {widget->mapTo(screen.get(), QPoint()), widget->size()};
     }

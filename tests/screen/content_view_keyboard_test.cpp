@@ -5,7 +5,7 @@
 
 namespace {
 
-class ContentViewKeyboard : public ScreenFixture {
+class ContentViewKeyboard : public OpenScreen {
 protected:
     /// Presses a key where a desktop would deliver it: at the window that has the focus.
     static void key(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
@@ -24,7 +24,6 @@ const QStringList reading_order = {u"machine_type_menu_string"_s,
                                    u"save_button"_s};
 
 TEST_F(ContentViewKeyboard, TabGoesThroughTheControlsInReadingOrderAndBack) {
-    open_screen();
     machine_menu()->setFocus();
     QStringList reached;
     for (int i = 0; i < reading_order.size(); ++i) {
@@ -39,7 +38,6 @@ TEST_F(ContentViewKeyboard, TabGoesThroughTheControlsInReadingOrderAndBack) {
 
 TEST_F(ContentViewKeyboard, TheWholeJobNeedsNoMouse) {
     EmbeddedMachine machine(service, machine_5);
-    open_screen();
     machine_menu()->setFocus();
     key(Qt::Key_Space);
     ASSERT_TRUE(QTest::qWaitFor([this] { return machine_menu()->view()->isVisible(); }));
@@ -81,14 +79,12 @@ TEST_F(ContentViewKeyboard, TheWholeJobNeedsNoMouse) {
 }
 
 TEST_F(ContentViewKeyboard, EnteringAFieldByTabSelectsItsTextForOverwriting) {
-    open_screen();
     machine_menu()->setFocus();
     key(Qt::Key_Tab);
     EXPECT_EQ(part()->selectedText(), u"0"_s);
 }
 
 TEST_F(ContentViewKeyboard, ALetterChoosesTheItemThatStartsWithIt) {
-    open_screen();
     type_menu()->setFocus();
     type(u"b"_s);
     EXPECT_EQ(screen->state().message_type_menu_string, "Bend Change");
@@ -96,7 +92,6 @@ TEST_F(ContentViewKeyboard, ALetterChoosesTheItemThatStartsWithIt) {
 
 TEST_F(ContentViewKeyboard, EnterInAFieldAppliesAndTheNextEntryReplacesTheLast) {
     EmbeddedMachine machine(service, machine_5);
-    open_screen();
     part()->setFocus();
     part()->selectAll();
     MappingTable asked;
@@ -119,7 +114,6 @@ TEST_F(ContentViewKeyboard, EnterInAFieldAppliesAndTheNextEntryReplacesTheLast) 
 }
 
 TEST_F(ContentViewKeyboard, TheControlWithTheFocusIsMarkedFromTheStart) {
-    open_screen();
     ASSERT_TRUE(machine_menu()->hasFocus());
     const QImage with = machine_menu()->grab().toImage();
     save()->setFocus();
@@ -127,7 +121,6 @@ TEST_F(ContentViewKeyboard, TheControlWithTheFocusIsMarkedFromTheStart) {
 }
 
 TEST_F(ContentViewKeyboard, FieldsAskInputMethodsForDigitsAndTakeAnything) {
-    open_screen();
     for (QLineEdit* field : {part(), channel(), controller()}) {
         EXPECT_TRUE(field->inputMethodHints().testFlag(Qt::ImhDigitsOnly));
         EXPECT_EQ(field->validator(), nullptr);

@@ -25,7 +25,7 @@ public:
     mutable QStringList keys{};
 };
 
-class ContentViewLanguage : public ScreenFixture {
+class ContentViewLanguage : public OpenScreen {
 protected:
     ContentViewLanguage() { QApplication::installTranslator(&language); }
     ~ContentViewLanguage() override { QApplication::removeTranslator(&language); }
@@ -34,7 +34,6 @@ protected:
 };
 
 TEST_F(ContentViewLanguage, ExactlyTheKeysOfTheScreenAreAskedFor) {
-    open_screen();
     save()->click();
     language.keys.removeDuplicates();
     language.keys.sort();
@@ -52,7 +51,6 @@ TEST_F(ContentViewLanguage, ExactlyTheKeysOfTheScreenAreAskedFor) {
 }
 
 TEST_F(ContentViewLanguage, TheKeysChange) {
-    open_screen();
     EXPECT_EQ(find<QLabel>(u"machine_type_menu_string_caption"_s)->text(),
               u"[设备型号(Machine Serial)]"_s);
     EXPECT_EQ(machine_menu()->accessibleName(), u"[设备型号(Machine Serial)]"_s);
@@ -66,7 +64,6 @@ TEST_F(ContentViewLanguage, TheKeysChange) {
 
 TEST_F(ContentViewLanguage, MenusAndResultsDoNotChange) {
     EmbeddedMachine machine(service, machine_5);
-    open_screen();
     EXPECT_EQ(machine_menu()->currentText(), u"4AC0F4C4"_s);
     EXPECT_EQ(type_menu()->currentText(), u"Control Change"_s);
     EXPECT_EQ(type_menu()->itemText(0), u"Note On"_s);
@@ -77,7 +74,6 @@ TEST_F(ContentViewLanguage, MenusAndResultsDoNotChange) {
 
 TEST_F(ContentViewLanguage, ALongTranslationIsDrawnSmallerAndWhole) {
     QApplication::removeTranslator(&language);
-    open_screen();
     apply()->setText(u"Einstellungen übertragen"_s);
     QEvent restyled(QEvent::StyleChange);
     QApplication::sendEvent(screen.get(), &restyled);

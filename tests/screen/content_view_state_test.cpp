@@ -5,7 +5,7 @@
 
 namespace {
 
-class ContentViewState : public ScreenFixture {};
+class ContentViewState : public OpenScreen {};
 
 QStringList items(const QComboBox* menu) {
     QStringList texts;
@@ -15,7 +15,6 @@ QStringList items(const QComboBox* menu) {
 }
 
 TEST_F(ContentViewState, StartsWithTheFirstMachineControlChangeAndTheNumbers) {
-    open_screen();
     EXPECT_EQ(machine_menu()->currentText(), u"4AC0F4C4"_s);
     EXPECT_EQ(type_menu()->currentText(), u"Control Change"_s);
     EXPECT_EQ(part()->text(), u"0"_s);
@@ -43,7 +42,6 @@ TEST_F(ContentViewState, TheCreatorSetsEmailFieldIsFocusedAndNothingElse) {
 }
 
 TEST_F(ContentViewState, TheMachineMenuListsTheSixteenMachinesInOrder) {
-    open_screen();
     EXPECT_EQ(items(machine_menu()),
               (QStringList{u"4AC0F4C4"_s, u"4AC1F4C4"_s, u"4AC2F4C4"_s, u"4AC3F4C4"_s,
                            u"4AC4F4C4"_s, u"4AC5F4C4"_s, u"4AC6F4C4"_s, u"4AC7F4C4"_s,
@@ -52,13 +50,11 @@ TEST_F(ContentViewState, TheMachineMenuListsTheSixteenMachinesInOrder) {
 }
 
 TEST_F(ContentViewState, TheTypeMenuListsFourTypesAndNotSystemChange) {
-    open_screen();
     EXPECT_EQ(items(type_menu()),
               (QStringList{u"Note On"_s, u"Note Off"_s, u"Control Change"_s, u"Bend Change"_s}));
 }
 
 TEST_F(ContentViewState, TheTextsOfTheScreenStandAsTheyAre) {
-    open_screen();
     const auto caption = [this](const QString& field) {
         return find<QLabel>(field + u"_caption"_s)->text();
     };
@@ -75,7 +71,6 @@ TEST_F(ContentViewState, TheTextsOfTheScreenStandAsTheyAre) {
 }
 
 TEST_F(ContentViewState, EveryEditReachesTheStateUnchanged) {
-    open_screen();
     const struct {
         QLineEdit* field;
         std::string ScreenState::*text;
@@ -94,7 +89,6 @@ TEST_F(ContentViewState, EveryEditReachesTheStateUnchanged) {
 }
 
 TEST_F(ContentViewState, EachKeyOfATypedTextReachesTheStateAtOnce) {
-    open_screen();
     part()->clear();
     QTest::keyClick(part(), Qt::Key_1);
     EXPECT_EQ(screen->state().hardware_part_number_code_string, "1");
@@ -105,7 +99,6 @@ TEST_F(ContentViewState, EachKeyOfATypedTextReachesTheStateAtOnce) {
 }
 
 TEST_F(ContentViewState, AnInputMethodTypesIntoTheFields) {
-    open_screen();
     EXPECT_TRUE(part()->testAttribute(Qt::WA_InputMethodEnabled));
     part()->clear();
     part()->setFocus();
@@ -116,7 +109,6 @@ TEST_F(ContentViewState, AnInputMethodTypesIntoTheFields) {
 }
 
 TEST_F(ContentViewState, AnEditChangesItsOwnFieldAlone) {
-    open_screen();
     channel()->setText(u"16"_s);
     EXPECT_EQ(screen->state().message_channel_menu_string, "16");
     EXPECT_EQ(screen->state().hardware_part_number_code_string, "0");
@@ -126,7 +118,6 @@ TEST_F(ContentViewState, AnEditChangesItsOwnFieldAlone) {
 }
 
 TEST_F(ContentViewState, EachScreenHasItsOwnState) {
-    open_screen();
     const ContentView other;
     part()->setText(u"7"_s);
     EXPECT_EQ(other.state().hardware_part_number_code_string, "0");

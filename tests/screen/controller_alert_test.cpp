@@ -6,9 +6,7 @@
 TEST_F(ScreenActions, SuccessSaysWhichPartWasSet) {
     screen_.hardware_part_number_code_string = "12";
     static_cast<void>(apply());
-    EXPECT_EQ(screen_.showmessage, "旋钮12--设置成功!");
-    EXPECT_EQ(screen_.showmessage_title, "设置成功!");
-    EXPECT_TRUE(screen_.showAlert);
+    expect_alert("设置成功!", "旋钮12--设置成功!");
     EXPECT_EQ(command_setup_succeed_flag, 0);
 }
 
@@ -17,10 +15,8 @@ TEST_F(ScreenActions, FailureListsThePresentMachinesInOrder) {
     fake_device.answers[2] = 1;
     fake_device.answers[11] = 1;
     static_cast<void>(apply());
-    EXPECT_EQ(screen_.showmessage, "设置失败,检查连接状态\n[当前可选-选项-连接列表]\n"
-                                   "4AC2F4C4\n4ACBF4C4");
-    EXPECT_EQ(screen_.showmessage_title, "设置失败!");
-    EXPECT_TRUE(screen_.showAlert);
+    expect_alert("设置失败!", "设置失败,检查连接状态\n[当前可选-选项-连接列表]\n"
+                              "4AC2F4C4\n4ACBF4C4");
     EXPECT_EQ(command_setup_succeed_flag, 1);
 }
 
@@ -106,10 +102,7 @@ TEST_F(ScreenActions, NothingIsRepeatedOrRolledBackAfterAFailure) {
     screen_.message_controller_number_code_string = "34";
     static_cast<void>(apply());
     EXPECT_EQ(fake_device.calls.size(), 18U) << "one command";
-    EXPECT_EQ(c_arg_transfer_UInt8_1, 12);
-    EXPECT_EQ(c_arg_transfer_UInt8_2, 0xB0);
-    EXPECT_EQ(c_arg_transfer_UInt8_3, 34);
-    EXPECT_EQ(c_arg_transfer_UInt8_4, 34);
+    EXPECT_EQ(command_bytes(), (CommandBytes{12, 0xB0, 34, 34}));
 }
 
 TEST_F(ScreenActions, PressLeavesTheFieldsAsTheyAre) {

@@ -82,16 +82,25 @@ std::string printed(const std::string& call) {
     return '<' + call + ">\n";
 }
 
+CommandBytes command_bytes() {
+    return {c_arg_transfer_UInt8_1, c_arg_transfer_UInt8_2, c_arg_transfer_UInt8_3,
+            c_arg_transfer_UInt8_4};
+}
+
+void set_command_bytes(const CommandBytes& bytes) {
+    c_arg_transfer_UInt8_1 = static_cast<std::uint8_t>(bytes[0]);
+    c_arg_transfer_UInt8_2 = static_cast<std::uint8_t>(bytes[1]);
+    c_arg_transfer_UInt8_3 = static_cast<std::uint8_t>(bytes[2]);
+    c_arg_transfer_UInt8_4 = static_cast<std::uint8_t>(bytes[3]);
+}
+
 ScreenActions::ScreenActions() {
     fake_device = {};
     ShellCommandPath = "  ";
     device_connect_state_retval = {};
     command_setup_succeed_flag = 0;
     c_arg_transfer_Uint32 = 0;
-    c_arg_transfer_UInt8_1 = 0;
-    c_arg_transfer_UInt8_2 = 0;
-    c_arg_transfer_UInt8_3 = 0;
-    c_arg_transfer_UInt8_4 = 0;
+    set_command_bytes({});
 }
 
 ScreenActions::~ScreenActions() {
@@ -102,4 +111,10 @@ std::string ScreenActions::apply() {
     CapturedOutput output;
     apply_action(screen_);
     return output.take();
+}
+
+void ScreenActions::expect_alert(const std::string& title, const std::string& message) const {
+    EXPECT_EQ(screen_.showmessage_title, title);
+    EXPECT_EQ(screen_.showmessage, message);
+    EXPECT_TRUE(screen_.showAlert);
 }

@@ -32,6 +32,11 @@ extern FakeDevice fake_device;
 /// A journal line as it is printed.
 [[nodiscard]] std::string printed(const std::string& call);
 
+/// The command's bytes, from the first variable to the fourth.
+using CommandBytes = std::array<unsigned, 4>;
+[[nodiscard]] CommandBytes command_bytes();
+void set_command_bytes(const CommandBytes& bytes);
+
 /// A fresh screen over a fresh fake device, the shared variables at their initial values.
 class ScreenActions : public testing::Test {
 protected:
@@ -40,6 +45,9 @@ protected:
 
     /// Presses apply and gives what was printed.
     [[nodiscard]] std::string apply();
+
+    /// The alert is up, with these texts.
+    void expect_alert(const std::string& title, const std::string& message) const;
 
     ScreenState screen_;
 };

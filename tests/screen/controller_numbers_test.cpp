@@ -116,8 +116,7 @@ TEST_F(Numbers, ControllerIsReadAsWrittenWithSignAndZeros) {
                                                        {"255", 255}}) {
         static_cast<void>(apply_with(controller, text));
         EXPECT_EQ(fake_device.calls.back(), command_call(0, 0xB0, value)) << text;
-        EXPECT_EQ(c_arg_transfer_UInt8_3, value) << text;
-        EXPECT_EQ(c_arg_transfer_UInt8_4, value) << text;
+        EXPECT_EQ(command_bytes(), (CommandBytes{0, 0xB0, value, value})) << text;
     }
 }
 
@@ -168,10 +167,7 @@ TEST_F(Numbers, MappingOfAllFourFieldsGoesOutAsFourBytes) {
     screen_.message_type_menu_string = "Note On";
     screen_.message_controller_number_code_string = "7";
     static_cast<void>(apply());
-    EXPECT_EQ(c_arg_transfer_UInt8_1, 0x05);
-    EXPECT_EQ(c_arg_transfer_UInt8_2, 0x90);
-    EXPECT_EQ(c_arg_transfer_UInt8_3, 0x07);
-    EXPECT_EQ(c_arg_transfer_UInt8_4, 0x07);
+    EXPECT_EQ(command_bytes(), (CommandBytes{0x05, 0x90, 0x07, 0x07}));
     EXPECT_EQ(fake_device.calls.back(), command_call(0x05, 0x90, 0x07));
     EXPECT_EQ(screen_.showmessage, "旋钮5--设置成功!");
 }

@@ -10,10 +10,7 @@ protected:
     StoppedPress() {
         ShellCommandPath = "before";
         device_connect_state_retval.fill(7);
-        c_arg_transfer_UInt8_1 = 0x11;
-        c_arg_transfer_UInt8_2 = 0x22;
-        c_arg_transfer_UInt8_3 = 0x33;
-        c_arg_transfer_UInt8_4 = 0x44;
+        set_command_bytes({0x11, 0x22, 0x33, 0x44});
         command_setup_succeed_flag = 55;
         screen_.hardware_part_number_code_string = "1";
         screen_.message_channel_menu_string = "2";
@@ -28,11 +25,6 @@ protected:
         EXPECT_EQ(screen_.showmessage, "");
         EXPECT_EQ(screen_.showmessage_title, "");
     }
-
-    static std::array<unsigned, 4> bytes() {
-        return {c_arg_transfer_UInt8_1, c_arg_transfer_UInt8_2, c_arg_transfer_UInt8_3,
-                c_arg_transfer_UInt8_4};
-    }
 };
 
 TEST_F(StoppedPress, FieldThatIsNoNumberLeavesTheOldProbeResultsAndTheNewPath) {
@@ -46,7 +38,7 @@ TEST_F(StoppedPress, FieldThatIsNoNumberLeavesTheOldProbeResultsAndTheNewPath) {
         EXPECT_NE(ShellCommandPath, "before") << "the path is written first of all";
         EXPECT_EQ(device_connect_state_retval[0], 7);
         EXPECT_EQ(device_connect_state_retval[15], 7);
-        EXPECT_EQ(bytes(), (std::array<unsigned, 4>{0x11, 0x22, 0x33, 0x44}));
+        EXPECT_EQ(command_bytes(), (CommandBytes{0x11, 0x22, 0x33, 0x44}));
         EXPECT_TRUE(fake_device.calls.empty());
     }
 }
@@ -54,7 +46,7 @@ TEST_F(StoppedPress, FieldThatIsNoNumberLeavesTheOldProbeResultsAndTheNewPath) {
 TEST_F(StoppedPress, PartOutOfRangeLeavesAllFourBytes) {
     screen_.hardware_part_number_code_string = "256";
     stop();
-    EXPECT_EQ(bytes(), (std::array<unsigned, 4>{0x11, 0x22, 0x33, 0x44}));
+    EXPECT_EQ(command_bytes(), (CommandBytes{0x11, 0x22, 0x33, 0x44}));
     EXPECT_EQ(device_connect_state_retval, (std::array<std::uint8_t, 16>{}));
     EXPECT_EQ(fake_device.calls.size(), 17U) << "sixteen probes and the naming";
 }
@@ -62,14 +54,14 @@ TEST_F(StoppedPress, PartOutOfRangeLeavesAllFourBytes) {
 TEST_F(StoppedPress, ChannelOutOfRangeComesAfterThePart) {
     screen_.message_channel_menu_string = "17";
     stop();
-    EXPECT_EQ(bytes(), (std::array<unsigned, 4>{1, 0x22, 0x33, 0x44}));
+    EXPECT_EQ(command_bytes(), (CommandBytes{1, 0x22, 0x33, 0x44}));
     EXPECT_EQ(fake_device.calls.size(), 17U);
 }
 
 TEST_F(StoppedPress, ControllerOutOfRangeComesAfterTheStatus) {
     screen_.message_controller_number_code_string = "256";
     stop();
-    EXPECT_EQ(bytes(), (std::array<unsigned, 4>{1, 0xB1, 0x33, 0x44}));
+    EXPECT_EQ(command_bytes(), (CommandBytes{1, 0xB1, 0x33, 0x44}));
     EXPECT_EQ(fake_device.calls.size(), 17U);
 }
 
@@ -77,7 +69,7 @@ TEST_F(StoppedPress, ControllerOutOfRangeKeepsTheStatusOfChannelZero) {
     screen_.message_channel_menu_string = "0";
     screen_.message_controller_number_code_string = "-1";
     stop();
-    EXPECT_EQ(bytes(), (std::array<unsigned, 4>{1, 0x22, 0x33, 0x44}));
+    EXPECT_EQ(command_bytes(), (CommandBytes{1, 0x22, 0x33, 0x44}));
 }
 
 TEST_F(StoppedPress, SumOfAnswersAbove255StopsBehindTheProbe) {
@@ -87,7 +79,7 @@ TEST_F(StoppedPress, SumOfAnswersAbove255StopsBehindTheProbe) {
     EXPECT_THROW(apply_action(screen_), FatalStop);
     EXPECT_EQ(output.take(), "CONTROL_CHANGE\n" + probe_transcript());
     EXPECT_EQ(fake_device.calls.size(), 16U);
-    EXPECT_EQ(bytes(), (std::array<unsigned, 4>{0x11, 0x22, 0x33, 0x44}));
+    EXPECT_EQ(command_bytes(), (CommandBytes{0x11, 0x22, 0x33, 0x44}));
 }
 
 TEST_F(StoppedPress, SumThatWouldWrapToOneStopsToo) {

@@ -13,18 +13,14 @@ protected:
 
 TEST_F(SaveAction, SuccessHasTheProductAsItsTitle) {
     EXPECT_EQ(save(), "<usb_midi_main 7F AF 7F 7F>\n0\n");
-    EXPECT_EQ(screen_.showmessage_title, "hardware");
-    EXPECT_EQ(screen_.showmessage, "保存成功!");
-    EXPECT_TRUE(screen_.showAlert);
+    expect_alert("hardware", "保存成功!");
     EXPECT_EQ(command_setup_succeed_flag, 0);
 }
 
 TEST_F(SaveAction, FailureHasTheProductAsItsText) {
     fake_device.main_result = 1;
     EXPECT_EQ(save(), "<usb_midi_main 7F AF 7F 7F>\n1\n");
-    EXPECT_EQ(screen_.showmessage_title, "保存失败!");
-    EXPECT_EQ(screen_.showmessage, "hardware");
-    EXPECT_TRUE(screen_.showAlert);
+    expect_alert("保存失败!", "hardware");
     EXPECT_EQ(command_setup_succeed_flag, 1);
 }
 
@@ -62,19 +58,13 @@ TEST_F(SaveAction, NoFieldIsRead) {
 TEST_F(SaveAction, OnlyTheResultChangesAmongTheSharedVariables) {
     ShellCommandPath = "before";
     device_connect_state_retval.fill(1);
-    c_arg_transfer_UInt8_1 = 1;
-    c_arg_transfer_UInt8_2 = 2;
-    c_arg_transfer_UInt8_3 = 3;
-    c_arg_transfer_UInt8_4 = 4;
+    set_command_bytes({1, 2, 3, 4});
     fake_device.main_result = 6;
     static_cast<void>(save());
     EXPECT_EQ(ShellCommandPath, "before");
     EXPECT_EQ(device_connect_state_retval[0], 1);
     EXPECT_EQ(device_connect_state_retval[15], 1);
-    EXPECT_EQ(c_arg_transfer_UInt8_1, 1);
-    EXPECT_EQ(c_arg_transfer_UInt8_2, 2);
-    EXPECT_EQ(c_arg_transfer_UInt8_3, 3);
-    EXPECT_EQ(c_arg_transfer_UInt8_4, 4);
+    EXPECT_EQ(command_bytes(), (CommandBytes{1, 2, 3, 4}));
     EXPECT_EQ(command_setup_succeed_flag, 6);
 }
 

@@ -11,10 +11,7 @@ TEST(ScreenVariables, HaveTheirInitialValuesBeforeAnyAction) {
     EXPECT_EQ(device_connect_state_retval, (std::array<std::uint8_t, 16>{}));
     EXPECT_EQ(command_setup_succeed_flag, 0);
     EXPECT_EQ(c_arg_transfer_Uint32, 0U);
-    EXPECT_EQ(c_arg_transfer_UInt8_1, 0);
-    EXPECT_EQ(c_arg_transfer_UInt8_2, 0);
-    EXPECT_EQ(c_arg_transfer_UInt8_3, 0);
-    EXPECT_EQ(c_arg_transfer_UInt8_4, 0);
+    EXPECT_EQ(command_bytes(), CommandBytes{});
 }
 
 TEST(ScreenVariables, HaveTheirWidthsAndSigns) {
@@ -89,10 +86,7 @@ TEST_F(ScreenActions, VariablesKeepTheirValuesWhenTheScreenGoes) {
     EXPECT_EQ(device_connect_state_retval, probed);
     EXPECT_EQ(ShellCommandPath, path);
     EXPECT_EQ(command_setup_succeed_flag, 3);
-    EXPECT_EQ(c_arg_transfer_UInt8_1, 12);
-    EXPECT_EQ(c_arg_transfer_UInt8_2, 0xB0);
-    EXPECT_EQ(c_arg_transfer_UInt8_3, 34);
-    EXPECT_EQ(c_arg_transfer_UInt8_4, 34);
+    EXPECT_EQ(command_bytes(), (CommandBytes{12, 0xB0, 34, 34}));
     appear_hook();
     EXPECT_EQ(device_connect_state_retval, probed);
     EXPECT_EQ(c_arg_transfer_UInt8_2, 0xB0);

@@ -8,7 +8,7 @@
 
 namespace {
 
-class Menu : public ScreenFixture {
+class Menu : public OpenScreen {
 protected:
     void click_item(QComboBox* menu, const QString& item) {
         QTest::mouseClick(menu, Qt::LeftButton);
@@ -34,7 +34,6 @@ protected:
 };
 
 TEST_F(Menu, ChoosingAnItemSetsItsFieldAndTheTitleAtOnce) {
-    open_screen();
     click_item(machine_menu(), u"4ACBF4C4"_s);
     EXPECT_EQ(machine_menu()->currentText(), u"4ACBF4C4"_s);
     EXPECT_EQ(screen->state().machine_type_menu_string, "4ACBF4C4");
@@ -48,7 +47,6 @@ TEST_F(Menu, ChoosingAnItemSetsItsFieldAndTheTitleAtOnce) {
 
 TEST_F(Menu, ChoosingCausesNoDeviceTrafficAndPrintsNothing) {
     EmbeddedMachine machine(service, machine_5);
-    open_screen();
     CapturedOutput output;
     recorded_pauses.clear();
     for (const QString& item : {u"Note On"_s, u"Note Off"_s, u"Bend Change"_s})
@@ -60,7 +58,6 @@ TEST_F(Menu, ChoosingCausesNoDeviceTrafficAndPrintsNothing) {
 }
 
 TEST_F(Menu, TheWheelChangesNothing) {
-    open_screen();
     type_menu()->setFocus();
     turn_wheel(type_menu());
     turn_wheel(machine_menu());
@@ -71,7 +68,6 @@ TEST_F(Menu, TheWheelChangesNothing) {
 }
 
 TEST_F(Menu, KeysOpenItChooseAndLeaveItAsItWas) {
-    open_screen();
     type_menu()->setFocus();
     QAbstractItemView* list = type_menu()->view();
     QTest::keyClick(type_menu(), Qt::Key_Space);
@@ -98,7 +94,6 @@ bool is_drawn(const QImage& item, const QString& text, const QAbstractItemView* 
 }
 
 TEST_F(Menu, TheOpenListShowsEveryItemWhole) {
-    open_screen();
     for (const int points : {8, 9, 13, 18}) {
         QFont font = screen->font();
         font.setPointSize(points);

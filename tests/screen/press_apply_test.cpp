@@ -8,12 +8,6 @@ namespace {
 class ApplyPress : public Press {
 protected:
     ApplyPress() { static_cast<void>(appear()); }
-
-    void expect_alert(const std::string& title, const std::string& message) {
-        EXPECT_EQ(screen_.showmessage_title, title);
-        EXPECT_EQ(screen_.showmessage, message);
-        EXPECT_TRUE(screen_.showAlert);
-    }
 };
 
 } // namespace
@@ -56,10 +50,7 @@ TEST_F(ApplyPress, SilentMachineGetsTheSequenceTwiceAndItIsASuccessAllTheSame) {
     const EmbeddedMachine machine(service_, 0x4AC5F4C4, {.silent = MachineFaults::always});
     EXPECT_EQ(apply(), press_lines(5, failure_line));
     expect_alert("设置成功!", "旋钮0--设置成功!");
-    Bytes twice = sequence(0xB0, 0, 0);
-    const Bytes again = twice;
-    twice.insert(twice.end(), again.begin(), again.end());
-    EXPECT_EQ(machine.received(), twice);
+    EXPECT_EQ(machine.received(), joined({sequence(0xB0, 0, 0), sequence(0xB0, 0, 0)}));
     EXPECT_EQ(recorded_pauses, command_pauses(true));
 }
 
@@ -91,11 +82,8 @@ TEST_F(ApplyPress, NoMachineAndNoDeviceReadsAsASuccess) {
 }
 
 TEST_F(ApplyPress, NoMachineAmongOtherDevicesIsAFailure) {
-    EmbeddedObject look;
-    look.name = "Sequencer";
-    look.model = "Sequencer";
-    look.is_source = look.is_destination = false;
-    static_cast<void>(service_.attach(look));
+    static_cast<void>(service_.attach(
+        {.name = "Sequencer", .model = "Sequencer", .is_source = false, .is_destination = false}));
     screen_.machine_type_menu_string = "4AC5F4C4";
     const std::string scan = "send_midi_out_data\r\n MIDIGetNumberOfDevices  1\r\n";
     EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_lines({}) + manual_lines(5, {}) + scan +

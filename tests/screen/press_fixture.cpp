@@ -56,6 +56,12 @@ std::string Press::save() {
     return captured(save_action, screen_);
 }
 
+void Press::expect_alert(const std::string& title, const std::string& message) const {
+    EXPECT_EQ(screen_.showmessage_title, title);
+    EXPECT_EQ(screen_.showmessage, message);
+    EXPECT_TRUE(screen_.showAlert);
+}
+
 std::string probe_lines(const Plugged& plugged) {
     std::string text;
     for (unsigned i = 0; i < 16; ++i)

@@ -2,13 +2,10 @@
 #pragma once
 
 #include "keyloft/screen_controller.h"
-#include "midi_service/midi_service.h"
 #include "simulation/embedded_connection.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/press_lines.h"
-#include "tests/support/sequence.h"
-
-#include <gtest/gtest.h>
+#include "tests/support/service_use.h"
 
 /// A screen over the real device layer and the embedded service, in manual time: a press takes no
 /// time, and what a machine answers comes in the pause in which it is due.
@@ -22,6 +19,9 @@ protected:
     [[nodiscard]] std::string disappear();
     [[nodiscard]] std::string apply();
     [[nodiscard]] std::string save();
+
+    /// The alert is up, with these texts.
+    void expect_alert(const std::string& title, const std::string& message) const;
 
     EmbeddedBackend service_{EmbeddedBackend::Time::manual};
     ScreenState screen_;

@@ -18,9 +18,7 @@ TEST_F(SavePress, StartMachineSavesWithoutAnApplyPress) {
     const EmbeddedMachine machine(service_, 0x4ACCF4C4);
     static_cast<void>(appear());
     EXPECT_EQ(save(), command_lines(12, {12}, echo_lines(0xAF, 0x7F, 0x7F) + success_line) + "0\n");
-    EXPECT_EQ(screen_.showmessage_title, "hardware");
-    EXPECT_EQ(screen_.showmessage, "保存成功!");
-    EXPECT_TRUE(screen_.showAlert);
+    expect_alert("hardware", "保存成功!");
     EXPECT_EQ(machine.received(), sequence(0xAF, 0x7F, 0x7F));
     EXPECT_EQ(recorded_pauses, command_pauses(false));
 }
@@ -44,37 +42,27 @@ TEST_F(SavePress, CurrentMachineIsGoneAmongOtherDevices) {
     const EmbeddedMachine six(service_, 0x4AC6F4C4);
     five.unplug();
     EXPECT_EQ(save(), command_to_nobody_lines({6}) + "1\n");
-    EXPECT_EQ(screen_.showmessage_title, "保存失败!");
-    EXPECT_EQ(screen_.showmessage, "hardware");
-    EXPECT_TRUE(screen_.showAlert);
+    expect_alert("保存失败!", "hardware");
     EXPECT_EQ(six.received(), Bytes{});
     EXPECT_EQ(recorded_pauses, std::vector<unsigned>{});
 }
 
 TEST_F(SavePress, WithoutAnyDeviceItReadsAsASuccess) {
     EXPECT_EQ(save(), command_to_nobody_lines({}) + "0\n");
-    EXPECT_EQ(screen_.showmessage_title, "hardware");
-    EXPECT_EQ(screen_.showmessage, "保存成功!");
+    expect_alert("hardware", "保存成功!");
 }
 
 TEST_F(SavePress, FailedSendsAreAFailure) {
-    EmbeddedObject look;
-    look.name = "4ACCF4C4 MIDI 1";
-    look.model = "4ACCF4C4";
-    look.send_status = -EIO;
-    static_cast<void>(service_.attach(look));
+    static_cast<void>(
+        service_.attach({.name = "4ACCF4C4 MIDI 1", .model = "4ACCF4C4", .send_status = -EIO}));
     static_cast<void>(appear());
     EXPECT_EQ(save(), command_lines(12, {12}, failure_line) + "1\n");
-    EXPECT_EQ(screen_.showmessage_title, "保存失败!");
-    EXPECT_EQ(screen_.showmessage, "hardware");
+    expect_alert("保存失败!", "hardware");
 }
 
 TEST_F(SavePress, OfflineMachineIsAFailure) {
-    EmbeddedObject look;
-    look.name = "4ACCF4C4 MIDI 1";
-    look.model = "4ACCF4C4";
-    look.offline = 1;
-    static_cast<void>(service_.attach(look));
+    static_cast<void>(
+        service_.attach({.name = "4ACCF4C4 MIDI 1", .model = "4ACCF4C4", .offline = 1}));
     static_cast<void>(appear());
     const std::string text = save();
     EXPECT_TRUE(text.ends_with("midi_get_destination 0 \r\noffline \r\n1\n"));

@@ -23,10 +23,7 @@ TEST_F(Press, StartWithTheStartMachineOnline) {
 }
 
 TEST_F(Press, StartWithTheStartMachineOffline) {
-    EmbeddedObject look;
-    look.name = "4ACCF4C4 MIDI 1";
-    look.offline = 1;
-    static_cast<void>(service_.attach(look));
+    static_cast<void>(service_.attach({.name = "4ACCF4C4 MIDI 1", .offline = 1}));
     EXPECT_EQ(appear(), start_naming + "MIDIGetNumberOfSources 1 \r\n"
                                        "midi init success ,number code 0 \r\n"
                                        "4ACCF4C4 MIDI 1 is offline\r\n");

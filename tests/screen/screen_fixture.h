@@ -74,4 +74,10 @@ protected:
     std::unique_ptr<ContentView> screen;
 };
 
+/// The same, with the screen open from the start.
+class OpenScreen : public ScreenFixture {
+protected:
+    void SetUp() override { open_screen(); }
+};
+
 static constexpr std::uint32_t machine_5 = 0x4AC5F4C4;

@@ -206,13 +206,6 @@ TEST_F(Shell, TheScenePhaseIsTheEnvironments) {
     });
 }
 
-/// The program that ends starts anew: in a fork the service has no receive thread, but the locks
-/// that this one held.
-class ShellDeathTest : public Shell {
-protected:
-    ShellDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
-};
-
 /// When the last dialog has come, reads it out on standard error and presses its button.
 void press_the_last_dialog() {
     QTimer::singleShot(0, qApp, [] {
@@ -224,19 +217,22 @@ void press_the_last_dialog() {
     });
 }
 
-/// Runs the application and makes an entry that ends it.
-void enter_and_end(const char* field, const QString& entry) {
-    char name[] = "keyloft";
-    char* arguments[] = {name, nullptr};
-    keyloftApp().run(1, arguments, [&](ContentView& screen) {
-        QTimer::singleShot(0, &screen, [&] {
+/// The program that ends starts anew: in a fork the service has no receive thread, but the locks
+/// that this one held.
+class ShellDeathTest : public Shell {
+protected:
+    ShellDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+    /// Runs the application and makes an entry that ends it.
+    static void enter_and_end(const char* field, const QString& entry) {
+        run([&](ContentView& screen) {
             screen.findChild<QLineEdit*>(QString::fromLatin1(field))->setText(entry);
             press_the_last_dialog();
             screen.findChild<QPushButton*>(u"apply_button"_s)->click();
             std::fprintf(stderr, "it went on\n");
         });
-    });
-}
+    }
+};
 
 /// What standard error has then, beside the toolkit's own lines.
 auto because_of(const std::string& reason) {
@@ -280,13 +276,9 @@ TEST_F(ShellDeathTest, WithoutAWindowTheProgramEndsAtOnce) {
     EXPECT_EXIT(fatal_stop("no luck", FatalReason::part), testing::KilledBySignal(SIGABRT),
                 "^no luck\n$");
     const auto while_hidden = [] {
-        char name[] = "keyloft";
-        char* arguments[] = {name, nullptr};
-        keyloftApp().run(1, arguments, [](ContentView& screen) {
-            QTimer::singleShot(0, &screen, [&screen] {
-                screen.hide();
-                fatal_stop("no luck", FatalReason::no_entry);
-            });
+        run([](ContentView& screen) {
+            screen.hide();
+            fatal_stop("no luck", FatalReason::no_entry);
         });
     };
     EXPECT_EXIT(while_hidden(), testing::KilledBySignal(SIGABRT), "no luck\n$");

@@ -7,22 +7,19 @@
 
 namespace {
 
-class Tour : public ScreenFixture {
+class Tour : public OpenScreen {
 protected:
+    EmbeddedMachine machine{service, machine_5};
     QTemporaryDir folder;
     QDir pictures{folder.path() + u"/pictures"_s};
 };
 
 TEST_F(Tour, SucceedsWhenTheMachineHoldsAndHasSavedWhatWasAskedFor) {
-    EmbeddedMachine machine(service, machine_5);
-    open_screen();
     EXPECT_TRUE(run_tour(*screen, machine, pictures));
     EXPECT_EQ(machine.saved_table(), (MappingTable{{12, protocol::MessageType::note_on, 3, 64}}));
 }
 
 TEST_F(Tour, LeavesAPictureOfEachState) {
-    EmbeddedMachine machine(service, machine_5);
-    open_screen();
     std::ignore = run_tour(*screen, machine, pictures);
     EXPECT_EQ(pictures.entryList(QDir::Files, QDir::Name),
               (QStringList{u"1-start.png"_s, u"2-menu.png"_s, u"3-filled-in.png"_s,
@@ -32,23 +29,17 @@ TEST_F(Tour, LeavesAPictureOfEachState) {
 }
 
 TEST_F(Tour, FailsWhenTheMachineIsAway) {
-    EmbeddedMachine machine(service, machine_5);
     machine.unplug();
-    open_screen();
     EXPECT_FALSE(run_tour(*screen, machine, pictures));
 }
 
 TEST_F(Tour, FailsWhenTheMachineHoldsAnotherMappingToo) {
-    EmbeddedMachine machine(service, machine_5);
-    open_screen();
     apply()->click();
     alert_button(1)->click();
     EXPECT_FALSE(run_tour(*screen, machine, pictures));
 }
 
 TEST_F(Tour, FailsWhenItCannotLeaveItsPictures) {
-    EmbeddedMachine machine(service, machine_5);
-    open_screen();
     EXPECT_FALSE(run_tour(*screen, machine, QDir(u"/proc/no/such/folder"_s)));
 }
 

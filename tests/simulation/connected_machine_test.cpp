@@ -47,9 +47,7 @@ TEST(ConnectedMachine, TellsItsWatcherWhatCameAndWentAndHappened) {
     give(machine, command);
     machine.send_due(machine.next_due().value());
     give(machine, save);
-    Bytes all = command;
-    all.insert(all.end(), save.begin(), save.end());
-    EXPECT_EQ(record.input, all);
+    EXPECT_EQ(record.input, joined({command, save}));
     EXPECT_EQ(record.output, std::vector<Bytes>{echo});
     EXPECT_EQ(record.events,
               (std::vector<std::string>{"part 5: Control Change, channel 1, controller 7",

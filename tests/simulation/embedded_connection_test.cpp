@@ -1,80 +1,34 @@
 // SPDX-License-Identifier: MIT
-#include "midi_service/midi_service.h"
 #include "simulation/embedded_connection.h"
 
-#include "midi_service/midi_text.h"
-#include "tests/support/sequence.h"
+#include "tests/midi_service/embedded_fixture.h"
 
-#include <gtest/gtest.h>
-
-#include <mutex>
 #include <thread>
 
 namespace {
-
-using std::chrono::milliseconds;
 
 constexpr std::uint32_t code = 0x4AC5F4C4;
 const MappingTable mapped = {{5, protocol::MessageType::control_change, 1, 7}};
 const Bytes echo = {0xB0, 0x07, 0x05};
 
-/// An embedded service with one client, its output port and its input port.
-class EmbeddedMachineTest : public testing::Test {
+class EmbeddedMachineTest : public EmbeddedService {
 protected:
-    void SetUp() override {
-        install_midi_backend(&service_);
-        ASSERT_EQ(MIDIClientCreate(CFSTR("client"), nullptr, nullptr, &client_), 0);
-        ASSERT_EQ(MIDIOutputPortCreate(client_, CFSTR("out"), &out_), 0);
-        ASSERT_EQ(MIDIInputPortCreate(client_, CFSTR("in"), &note_down, this, &in_), 0);
-    }
-
-    void TearDown() override { install_midi_backend(nullptr); }
-
     void connect() {
         ASSERT_EQ(MIDIGetNumberOfSources(), 1U);
         listen_to(MIDIGetSource(0));
     }
 
-    void listen_to(MIDIEndpointRef source) {
-        ASSERT_EQ(MIDIPortConnectSource(in_, source, nullptr), 0);
+    void listen_to(MIDIEndpointRef from) {
+        ASSERT_EQ(MIDIPortConnectSource(in_, from, nullptr), 0);
     }
 
     /// Sends bytes to the machine in one packet.
-    OSStatus send(EmbeddedMachine& machine, const Bytes& bytes) {
-        alignas(MIDIPacketList) std::array<std::uint8_t, 1024> buffer{};
-        auto* list = reinterpret_cast<MIDIPacketList*>(buffer.data());
-        MIDIPacket* packet = MIDIPacketListInit(list);
-        MIDIPacketListAdd(list, buffer.size(), packet, 0, bytes.size(), bytes.data());
-        return MIDISend(out_, machine.reference(), list);
+    OSStatus send(const EmbeddedMachine& machine, const Bytes& bytes) {
+        return send_packets(out_, machine.reference(), {bytes});
     }
 
     /// What the input port has received since the last call.
-    Bytes take() {
-        const std::lock_guard lock(mutex_);
-        return std::exchange(heard_, {});
-    }
-
-    std::string text(MIDIObjectRef object, CFStringRef property) {
-        CFStringRef value = nullptr;
-        EXPECT_EQ(MIDIObjectGetStringProperty(object, property, &value), 0);
-        return std::string(view_text(TextHandle(value).get()));
-    }
-
-    EmbeddedBackend service_{EmbeddedBackend::Time::manual};
-
-private:
-    static void note_down(const MIDIPacketList* list, void* context, void*) {
-        auto* test = static_cast<EmbeddedMachineTest*>(context);
-        const std::lock_guard lock(test->mutex_);
-        const MIDIPacket& packet = list->packet[0];
-        test->heard_.insert(test->heard_.end(), packet.data, packet.data + packet.length);
-    }
-
-    MIDIClientRef client_ = 0;
-    MIDIPortRef out_ = 0;
-    MIDIPortRef in_ = 0;
-    std::mutex mutex_;
-    Bytes heard_;
+    Bytes take() { return joined(std::exchange(heard_, {})); }
 };
 
 TEST_F(EmbeddedMachineTest, IsASourceADestinationAndADeviceUnderItsName) {
@@ -84,9 +38,9 @@ TEST_F(EmbeddedMachineTest, IsASourceADestinationAndADeviceUnderItsName) {
     ASSERT_EQ(MIDIGetNumberOfDevices(), 1U);
     for (const MIDIObjectRef object : {MIDIGetSource(0), MIDIGetDestination(0), MIDIGetDevice(0)}) {
         EXPECT_EQ(object, machine.reference());
-        EXPECT_EQ(text(object, kMIDIPropertyName), "4AC5F4C4 MIDI 1");
-        EXPECT_EQ(text(object, kMIDIPropertyModel), "4AC5F4C4");
-        EXPECT_EQ(text(object, kMIDIPropertyManufacturer), "keyloft");
+        EXPECT_EQ(text_of(object, kMIDIPropertyName), "4AC5F4C4 MIDI 1");
+        EXPECT_EQ(text_of(object, kMIDIPropertyModel), "4AC5F4C4");
+        EXPECT_EQ(text_of(object, kMIDIPropertyManufacturer), "keyloft");
         std::int32_t offline = -1;
         EXPECT_EQ(MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &offline), 0);
         EXPECT_EQ(offline, 0);
@@ -155,9 +109,7 @@ TEST_F(EmbeddedMachineTest, KeepsEveryByteThatReachedIt) {
     const Bytes second = sequence(0xAF, 0x7F, 0x7F);
     ASSERT_EQ(send(machine, first), 0);
     ASSERT_EQ(send(machine, second), 0);
-    Bytes all = first;
-    all.insert(all.end(), second.begin(), second.end());
-    EXPECT_EQ(machine.received(), all);
+    EXPECT_EQ(machine.received(), joined({first, second}));
 }
 
 TEST_F(EmbeddedMachineTest, LosesWhatItHadNotSavedWhenThePlugIsPulled) {
@@ -203,12 +155,12 @@ TEST_F(EmbeddedMachineTest, StandsAtTheEndOfTheListsWhenPluggedInAgain) {
 TEST_F(EmbeddedMachineTest, VanishesInTheMiddleOfASequence) {
     EmbeddedMachine machine(service_, code, {.vanish_after = 7});
     connect();
-    const MIDIEndpointRef destination = machine.reference();
+    const MIDIEndpointRef before = machine.reference();
     EXPECT_EQ(send(machine, sequence(0xB0, 0x07, 0x05)), 0);
     EXPECT_EQ(machine.reference(), 0U);
     EXPECT_EQ(MIDIGetNumberOfSources(), 0U);
     std::int32_t offline = 0;
-    EXPECT_NE(MIDIObjectGetIntegerProperty(destination, kMIDIPropertyOffline, &offline), 0);
+    EXPECT_NE(MIDIObjectGetIntegerProperty(before, kMIDIPropertyOffline, &offline), 0);
     EXPECT_EQ(offline, 1);
     service_.advance(milliseconds(10));
     EXPECT_EQ(take(), Bytes{});

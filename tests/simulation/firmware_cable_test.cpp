@@ -60,11 +60,8 @@ TEST(FirmwareCable, EndsTheRunningStatusWithASystemMessage) {
     for (const Bytes& system : {Bytes{0xF6}, Bytes{0xF1, 0x01}, Bytes{0xF2, 0x01, 0x01},
                                 Bytes{0xF0, 0x01, 0xF7}, Bytes{0xF4}}) {
         Firmware machine;
-        Bytes bytes = {0x92, 0x01, 0x01};
-        bytes.insert(bytes.end(), system.begin(), system.end());
-        const Bytes rest = {0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0xF8, 0x07,
-                            0x05, 0x82, 0x07, 0x05, 0xB2, 0x07, 0x05};
-        bytes.insert(bytes.end(), rest.begin(), rest.end());
+        const Bytes rest = {0x07, 0x05, 0x82, 0x07, 0x05, 0xB2, 0x07, 0x05};
+        const Bytes bytes = joined({{0x92, 0x01, 0x01}, system, Bytes(6, 0xF8), rest});
         EXPECT_TRUE(machine.receive(bytes).replies.empty()) << int{system[0]};
     }
 }
@@ -86,9 +83,7 @@ TEST(FirmwareCable, SkipsSystemExclusiveData) {
 TEST(FirmwareCable, DropsWhatBelongsToNoMessage) {
     // Data without a status, an unfinished message, and an F7 without F0.
     Firmware machine;
-    Bytes bytes = {0x01, 0x02, 0x92, 0x01, 0xF7};
-    const Bytes whole = sequence(0xB2, 0x07, 0x05);
-    bytes.insert(bytes.end(), whole.begin(), whole.end());
+    const Bytes bytes = joined({{0x01, 0x02, 0x92, 0x01, 0xF7}, sequence(0xB2, 0x07, 0x05)});
     EXPECT_EQ(machine.receive(bytes).replies.size(), 1U);
     EXPECT_EQ(machine.table(), mapped);
 }

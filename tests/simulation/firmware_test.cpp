@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <initializer_list>
 
 namespace {
 
@@ -24,13 +23,6 @@ std::vector<Bytes> messages(const MachineAnswer& answer) {
 /// What a new machine replies to these bytes.
 std::vector<Bytes> echoes_of(const Bytes& bytes) {
     return messages(Firmware().receive(bytes));
-}
-
-Bytes joined(std::initializer_list<Bytes> parts) {
-    Bytes all;
-    for (const Bytes& part : parts)
-        all.insert(all.end(), part.begin(), part.end());
-    return all;
 }
 
 const std::vector<Bytes> echo_b0_07_05 = {{0xB0, 0x07, 0x05}};

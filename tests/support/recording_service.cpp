@@ -12,10 +12,6 @@
 
 RecordingService recording;
 
-namespace {
-
-constexpr std::size_t list_bytes = 1024; // the size of every list of the device layer
-
 std::string hexadecimal(std::span<const std::uint8_t> bytes) {
     std::string text;
     for (const std::uint8_t byte : bytes) {
@@ -25,6 +21,10 @@ std::string hexadecimal(std::span<const std::uint8_t> bytes) {
     }
     return text;
 }
+
+namespace {
+
+constexpr std::size_t list_bytes = 1024; // the size of every list of the device layer
 
 std::string label_of(MIDIObjectRef reference) {
     switch (reference) {

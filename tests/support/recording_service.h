@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -93,6 +94,9 @@ public:
 
 /// The one that the operations use.
 extern RecordingService recording;
+
+/// The bytes as the journal has them: " 90 40 7F".
+[[nodiscard]] std::string hexadecimal(std::span<const std::uint8_t> bytes);
 
 /// A new, empty world and an empty journal.
 void reset_recording();

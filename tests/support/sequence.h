@@ -8,6 +8,14 @@
 
 using Bytes = std::vector<std::uint8_t>;
 
+/// The bytes of several messages, one behind the other.
+inline Bytes joined(const std::vector<Bytes>& messages) {
+    Bytes all;
+    for (const Bytes& message : messages)
+        all.insert(all.end(), message.begin(), message.end());
+    return all;
+}
+
 /// The ten events that carry one message, in order.
 inline std::vector<Bytes> sequence_events(std::uint8_t status, std::uint8_t data1,
                                           std::uint8_t data2) {
@@ -27,10 +35,7 @@ inline std::vector<Bytes> sequence_events(std::uint8_t status, std::uint8_t data
 
 /// The same as the bytes on the cable.
 inline Bytes sequence(std::uint8_t status, std::uint8_t data1, std::uint8_t data2) {
-    Bytes bytes;
-    for (const Bytes& event : sequence_events(status, data1, data2))
-        bytes.insert(bytes.end(), event.begin(), event.end());
-    return bytes;
+    return joined(sequence_events(status, data1, data2));
 }
 
 /// The pauses in microseconds: before the burst, before each of the other four events, and after
