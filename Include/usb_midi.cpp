@@ -44,6 +44,7 @@ using protocol::code_digits;
 constexpr std::uint64_t not_found = 0xFFFFFFFF; // 32 bits of ones, in a 64-bit index
 constexpr std::uint32_t mac_roman = 0;
 constexpr std::uint8_t confirmed = 185;
+constexpr auto relaxed = std::memory_order_relaxed;
 constexpr std::uint8_t presence_probe = 0xFF; // a type that only looks for the machine
 
 /// A count or an index as "%x" prints it: its low 32 bits.
@@ -253,12 +254,6 @@ std::uint8_t judge_device_connect_state_with_id(std::uint32_t code) {
 }
 
 // --- echo reader: receive thread ---
-
-namespace {
-
-constexpr auto relaxed = std::memory_order_relaxed;
-
-} // namespace
 
 const MIDIPacket* MIDIPacketNext(const MIDIPacket* packet) {
     const auto data = reinterpret_cast<std::uintptr_t>(packet) + offsetof(MIDIPacket, data);

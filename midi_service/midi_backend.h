@@ -24,11 +24,17 @@ public:
     virtual ~MidiBackend() = default;
 
     /// Opens and closes what belongs to a client or a port under the reference the service chose.
-    /// A port is closed before its client. After a failed open nothing is left to close.
-    [[nodiscard]] virtual OSStatus open_client(MIDIClientRef client, std::string_view name) = 0;
-    virtual void close_client(MIDIClientRef client) = 0;
-    [[nodiscard]] virtual OSStatus open_port(MIDIPortRef port, MIDIClientRef client,
-                                             std::string_view name, bool is_input) = 0;
+    /// A port is closed before its client, and asked for nothing any more. After a failed open
+    /// nothing is left to close. By default there is nothing to open.
+    [[nodiscard]] virtual OSStatus open_client(MIDIClientRef /*client*/,
+                                               std::string_view /*name*/) {
+        return 0;
+    }
+    virtual void close_client(MIDIClientRef /*client*/) {}
+    [[nodiscard]] virtual OSStatus open_port(MIDIPortRef /*port*/, MIDIClientRef /*client*/,
+                                             std::string_view /*name*/, bool /*is_input*/) {
+        return 0;
+    }
     virtual void close_port(MIDIPortRef port) = 0;
 
     /// Starts and ends the flow from a source to an input port. connect() comes only for a pair

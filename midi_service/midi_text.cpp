@@ -9,9 +9,15 @@
 #include <iconv.h>
 #include <string>
 
+struct CFString {
+    char mark = '#'; // not a constant's; has to be the first member: a constant has its mark there
+    mutable std::atomic<std::uint32_t> users{1};
+    std::string utf8;
+    std::size_t ascii; // length of the ASCII part in front, found once: names are read often
+};
+
 namespace {
 constexpr char constant_mark = '='; // as CFSTR puts it in front
-constexpr char owned_mark = '#';
 constexpr std::uint32_t mac_roman = 0;
 constexpr std::uint32_t utf_8 = 0x08000100;
 
@@ -22,17 +28,6 @@ std::size_t ascii_length(std::string_view text) {
         ++length;
     return length;
 }
-
-} // namespace
-
-struct CFString {
-    char mark = owned_mark; // has to be the first member: a constant has its mark there
-    mutable std::atomic<std::uint32_t> users{1};
-    std::string utf8;
-    std::size_t ascii; // length of the ASCII part in front, found once: names are read often
-};
-
-namespace {
 
 bool is_constant(CFStringRef text) {
     return *reinterpret_cast<const char*>(text) == constant_mark;

@@ -37,7 +37,7 @@ struct AlsaBackend::State {
     void refresh_names();
     void refresh_devices();
     void refresh(Address address);
-    [[nodiscard]] MidiClient* owner(MIDIPortRef port);
+    [[nodiscard]] MidiClient& owner(MIDIPortRef port);
 
     const Clock clock;
     /// For the announcements of ports that start, change and go, and for questions; null while
@@ -180,11 +180,10 @@ void AlsaBackend::State::refresh_devices() {
     }
 }
 
-/// Null when the port's client is closed.
-MidiClient* AlsaBackend::State::owner(MIDIPortRef port) {
-    const auto client = std::ranges::find_if(
-        clients, [port](const auto& candidate) { return candidate->owns(port); });
-    return client == clients.end() ? nullptr : client->get();
+/// The client of a port, which is open: the service asks for no others.
+MidiClient& AlsaBackend::State::owner(MIDIPortRef port) {
+    return **std::ranges::find_if(clients,
+                                  [port](const auto& client) { return client->owns(port); });
 }
 
 OSStatus AlsaBackend::open_client(MIDIClientRef reference, std::string_view name) {
@@ -202,13 +201,11 @@ void AlsaBackend::close_client(MIDIClientRef reference) {
 OSStatus AlsaBackend::open_port(MIDIPortRef port, MIDIClientRef reference, std::string_view name,
                                 bool is_input) {
     const auto client = std::ranges::find(state_->clients, reference, &MidiClient::reference);
-    return client == state_->clients.end() ? -ENXIO
-                                           : (*client)->add_port(port, std::string(name), is_input);
+    return (*client)->add_port(port, std::string(name), is_input);
 }
 
 void AlsaBackend::close_port(MIDIPortRef port) {
-    if (MidiClient* client = state_->owner(port))
-        client->remove_port(port);
+    state_->owner(port).remove_port(port);
 }
 
 OSStatus AlsaBackend::connect(MIDIPortRef port, MIDIEndpointRef source) {
@@ -217,13 +214,11 @@ OSStatus AlsaBackend::connect(MIDIPortRef port, MIDIEndpointRef source) {
     const Object* object = state_->endpoints.find(source);
     if (!object || !object->is_source)
         return -ENODEV;
-    MidiClient* client = state_->owner(port);
-    return client ? client->connect(port, source, object->address) : -ENXIO;
+    return state_->owner(port).connect(port, source, object->address);
 }
 
 OSStatus AlsaBackend::disconnect(MIDIPortRef port, MIDIEndpointRef source) {
-    MidiClient* client = state_->owner(port);
-    return client ? client->disconnect(port, source) : -ENXIO;
+    return state_->owner(port).disconnect(port, source);
 }
 
 std::span<const MIDIObjectRef> AlsaBackend::update(ObjectList list) {
@@ -263,17 +258,15 @@ OSStatus AlsaBackend::offline(MIDIObjectRef reference, std::int32_t& value) {
 
 OSStatus AlsaBackend::send(MIDIPortRef port, MIDIEndpointRef destination,
                            std::span<const std::uint8_t> messages) {
-    MidiClient* client = state_->owner(port);
-    if (!client)
-        return -ENXIO;
+    MidiClient& client = state_->owner(port);
     // Before the first message to it: another port may own the destination's address by now. Later
     // the lost subscription shows that.
-    if (!client->is_set_to(port, destination))
+    if (!client.is_set_to(port, destination))
         state_->follow_announcements();
     const Object* object = state_->endpoints.find(destination);
     if (!object || !object->is_destination)
         return -ENODEV;
-    return client->send(port, destination, object->address, messages);
+    return client.send(port, destination, object->address, messages);
 }
 
 int AlsaBackend::changes() const {

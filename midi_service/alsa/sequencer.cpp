@@ -6,10 +6,6 @@
 
 namespace {
 
-struct FreeConfiguration {
-    void operator()(snd_config_t* configuration) const { snd_config_delete(configuration); }
-};
-
 Address address_of(const snd_seq_port_info_t* info) {
     return {static_cast<std::uint8_t>(snd_seq_port_info_get_client(info)),
             static_cast<std::uint8_t>(snd_seq_port_info_get_port(info))};
@@ -61,7 +57,8 @@ int open_sequencer(const std::string& name, Sequencer& opened) {
     int result = snd_config_load_string(&read, text.data(), text.size());
     if (result < 0)
         return result;
-    const std::unique_ptr<snd_config_t, FreeConfiguration> configuration(read);
+    const std::unique_ptr<snd_config_t, decltype(&snd_config_delete)> configuration(
+        read, &snd_config_delete);
     snd_seq_t* raw = nullptr;
     result = snd_seq_open_lconf(&raw, "kernel", SND_SEQ_OPEN_DUPLEX, SND_SEQ_NONBLOCK,
                                 configuration.get());

@@ -240,16 +240,6 @@ void EmbeddedBackend::advance(microseconds by) {
     state_->manual_now = until;
 }
 
-OSStatus EmbeddedBackend::open_client(MIDIClientRef, std::string_view) {
-    return 0;
-}
-
-void EmbeddedBackend::close_client(MIDIClientRef) {}
-
-OSStatus EmbeddedBackend::open_port(MIDIPortRef, MIDIClientRef, std::string_view, bool) {
-    return 0;
-}
-
 void EmbeddedBackend::close_port(MIDIPortRef port) {
     const Lock lock{state_->guard};
     std::erase_if(state_->connections, [port](const auto& entry) { return entry.first == port; });

@@ -54,10 +54,6 @@ public:
     /// With manual time: lets time pass, and returns when everything due by then is delivered.
     void advance(std::chrono::microseconds by);
 
-    [[nodiscard]] OSStatus open_client(MIDIClientRef client, std::string_view name) override;
-    void close_client(MIDIClientRef client) override;
-    [[nodiscard]] OSStatus open_port(MIDIPortRef port, MIDIClientRef client, std::string_view name,
-                                     bool is_input) override;
     void close_port(MIDIPortRef port) override;
     [[nodiscard]] OSStatus connect(MIDIPortRef port, MIDIEndpointRef source) override;
     [[nodiscard]] OSStatus disconnect(MIDIPortRef port, MIDIEndpointRef source) override;
