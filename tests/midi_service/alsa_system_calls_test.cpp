@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <deque>
-#include <memory>
 
 #include <gtest/gtest.h>
 
@@ -27,8 +26,12 @@ std::uint64_t calls_of(const std::function<void()>& action) {
 /// The application's link over the sequencer, and a crowd of other ports.
 class AlsaSystemCalls : public testing::Test {
 protected:
-    AlsaSystemCalls() { join_anew(); }
-    ~AlsaSystemCalls() override { install_midi_backend(nullptr); }
+    AlsaSystemCalls() { install_midi_backend(&backend_); }
+    ~AlsaSystemCalls() override {
+        const CapturedOutput unread;
+        midi_exit();
+        install_midi_backend(nullptr);
+    }
 
     /// Adds peers until they have so many ports together.
     void crowd(int ports) {
@@ -40,20 +43,8 @@ protected:
         }
     }
 
-    /// The program is started (again).
-    void join_anew() {
-        auto next = std::make_unique<AlsaBackend>([] { return now; });
-        install_midi_backend(next.get());
-        backend_ = std::move(next);
-    }
-
     /// Makes the names that were read so far too old to rely on.
     static void let_names_age() { now += std::chrono::milliseconds{100}; }
-
-    static void stop() {
-        const CapturedOutput unread;
-        midi_exit();
-    }
 
     /// The sixteen probes of an apply press.
     static void sweep() {
@@ -63,7 +54,7 @@ protected:
     }
 
     static inline std::chrono::milliseconds now{0};
-    std::unique_ptr<AlsaBackend> backend_;
+    AlsaBackend backend_{[] { return now; }};
     std::deque<AlsaPeer> peers_;
     int ports_ = 0;
 };
@@ -80,7 +71,6 @@ TEST_F(AlsaSystemCalls, SweepCostsTheSameForEveryNumberOfPorts) {
     }
     EXPECT_EQ(calls, (std::vector<std::uint64_t>{17, 17, 17}))
         << "one for each probe, and one for all the names";
-    stop();
 }
 
 TEST_F(AlsaSystemCalls, FirstSweepReliesOnTheNamesThatWereJustRead) {
@@ -88,7 +78,6 @@ TEST_F(AlsaSystemCalls, FirstSweepReliesOnTheNamesThatWereJustRead) {
     midi_init();
     EXPECT_EQ(calls_of(sweep), 18U)
         << "one for each probe, and one for each port of our own, which is news";
-    stop();
 }
 
 TEST_F(AlsaSystemCalls, NamesAreReadAgainEveryHundredMilliseconds) {
@@ -103,7 +92,6 @@ TEST_F(AlsaSystemCalls, NamesAreReadAgainEveryHundredMilliseconds) {
                   }
               }),
               3U * 17);
-    stop();
 }
 
 TEST_F(AlsaSystemCalls, MatchCostsAFewCallsMore) {
@@ -112,7 +100,6 @@ TEST_F(AlsaSystemCalls, MatchCostsAFewCallsMore) {
     sweep();
     let_names_age();
     EXPECT_LE(calls_of(sweep), 17U + 7U);
-    stop();
 }
 
 TEST_F(AlsaSystemCalls, PortThatStartsOrGoesCostsAtMostThree) {
@@ -123,7 +110,6 @@ TEST_F(AlsaSystemCalls, PortThatStartsOrGoesCostsAtMostThree) {
     EXPECT_LE(calls_of([] { static_cast<void>(MIDIGetNumberOfSources()); }), 3U);
     peers_.front().remove_port(port);
     EXPECT_LE(calls_of([] { static_cast<void>(MIDIGetNumberOfSources()); }), 3U);
-    stop();
 }
 
 TEST_F(AlsaSystemCalls, WhatIsNotConnectedCostsNothingToDisconnect) {
@@ -138,7 +124,6 @@ TEST_F(AlsaSystemCalls, WhatIsNotConnectedCostsNothingToDisconnect) {
                   EXPECT_NE(MIDIPortConnectSource(gOutPort, MIDIGetSource(0), nullptr), 0);
               }),
               0U);
-    stop();
 }
 
 TEST_F(AlsaSystemCalls, MissingSequencerIsCheapToLookFor) {
@@ -148,7 +133,6 @@ TEST_F(AlsaSystemCalls, MissingSequencerIsCheapToLookFor) {
     EXPECT_LE(calls_of([] { static_cast<void>(MIDIGetNumberOfSources()); }), 3U)
         << "the library tries the node, an old system's way to load it, and the node";
     sequencer_open_error = 0;
-    stop();
 }
 
 } // namespace

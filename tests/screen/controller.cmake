@@ -19,8 +19,7 @@ keyloft_test(controller_stop_test
 
 # Whole presses over the real device layer, the embedded service and simulated machines.
 keyloft_test(press_test
-  press_apply_test.cpp press_fixture.cpp press_save_test.cpp press_start_test.cpp
-  press_threads_test.cpp
+  press_fixture.cpp press_test.cpp press_threads_test.cpp
   THREADS LINK screen_controller device_layer midi_service midi_embedded simulation_firmware
     simulation_embedded test_captured_output test_press_lines test_virtual_pauses test_watchdog)
 
