@@ -5,6 +5,7 @@
 #include "simulation/command_line_parser.h"
 
 #include <array>
+#include <limits>
 #include <string_view>
 
 namespace {
@@ -13,15 +14,21 @@ struct NamedCommand {
     std::string_view name;
     Command command;
     std::string_view arguments; ///< as the help shows them
-    std::size_t count;          ///< of arguments
+    std::size_t least;          ///< number of arguments
+    std::size_t most;
 };
 
-constexpr std::array<NamedCommand, 5> commands = {{
-    {"list", Command::list, "no arguments", 0},
-    {"set", Command::set, "four arguments: PART TYPE CHANNEL NUMBER", 4},
-    {"save", Command::save, "no arguments", 0},
-    {"watch", Command::watch, "no arguments", 0},
-    {"doctor", Command::doctor, "no arguments", 0},
+constexpr std::size_t any_number = std::numeric_limits<std::size_t>::max();
+constexpr std::string_view some_files = "one or more layout files, or - for standard input";
+
+constexpr std::array<NamedCommand, 7> commands = {{
+    {"list", Command::list, "no arguments", 0, 0},
+    {"set", Command::set, "four arguments: PART TYPE CHANNEL NUMBER", 4, 4},
+    {"save", Command::save, "no arguments", 0, 0},
+    {"check", Command::check, some_files, 1, any_number},
+    {"apply", Command::apply, some_files, 1, any_number},
+    {"watch", Command::watch, "no arguments", 0, 0},
+    {"doctor", Command::doctor, "no arguments", 0, 0},
 }};
 
 /// The options as they stand on the command line.
@@ -30,6 +37,7 @@ struct Options {
     std::string demo;
     bool json = false;
     bool save = false;
+    bool available = false;
     bool gentle = false;
     bool help = false;
     bool version = false;
@@ -45,6 +53,7 @@ void add_options(CLI::App& app, Options& options) {
     app.add_flag("--demo{4AC5F4C4}", options.demo);
     flag("--json", options.json);
     flag("--save", options.save);
+    flag("--available", options.available);
     flag("--gentle", options.gentle);
     flag("-h,--help", options.help);
     flag("--version", options.version);
@@ -57,7 +66,7 @@ const NamedCommand& command_of(const std::vector<std::string>& words) {
     for (const NamedCommand& known : commands) {
         if (known.name != words[0])
             continue;
-        if (words.size() != known.count + 1)
+        if (words.size() - 1 < known.least || words.size() - 1 > known.most)
             throw WrongArguments(words[0] + " takes " + std::string(known.arguments));
         return known;
     }
@@ -75,10 +84,13 @@ protocol::KeyMapping mapping_argument(const std::vector<std::string>& words) {
 }
 
 void refuse_what_does_not_fit(const CLI::App& app, const Options& options, Command command) {
-    if (options.save && command != Command::set)
-        throw WrongArguments("--save belongs to set");
-    if (options.gentle && command != Command::set && command != Command::save)
-        throw WrongArguments("--gentle belongs to set and save");
+    const bool is_apply = command == Command::apply;
+    if (options.save && command != Command::set && !is_apply)
+        throw WrongArguments("--save belongs to set and apply");
+    if (options.available && !is_apply)
+        throw WrongArguments("--available belongs to apply");
+    if (options.gentle && command != Command::set && command != Command::save && !is_apply)
+        throw WrongArguments("--gentle belongs to set, save and apply");
     for (const CLI::Option* const option : app.get_options()) {
         if (option->get_group() == "Faults" && option->count() != 0 && options.demo.empty())
             throw WrongArguments(option->get_name() + " needs --demo: a real machine has its own "
@@ -92,6 +104,7 @@ Request request_of(const CLI::App& app, const Options& options,
     refuse_what_does_not_fit(app, options, command.command);
     Request request{.command = command.command,
                     .save = options.save,
+                    .available = options.available,
                     .gentle = options.gentle,
                     .json = options.json,
                     .faults = faults_of(options.faults)};
@@ -99,6 +112,8 @@ Request request_of(const CLI::App& app, const Options& options,
         request.machine = machine_argument(options.machine);
     if (command.command == Command::set)
         request.mapping = mapping_argument(words);
+    if (command.command == Command::check || command.command == Command::apply)
+        request.files.assign(words.begin() + 1, words.end());
     if (!options.demo.empty())
         request.demo = demo_argument(options.demo);
     return request;

@@ -6,6 +6,7 @@
 #include "ctl/output.h"
 #include "ctl/report.h"
 #include "ctl/stop_signals.h"
+#include "setup/layout.h"
 
 #include <optional>
 #include <string>
@@ -14,8 +15,8 @@
 enum class ExitStatus : std::uint8_t {
     done = 0,
     unconfirmed = 1, ///< something was not confirmed, not sent, or not printed
-    arguments = 2,
-    no_machine = 3, ///< or several, or it is in use
+    arguments = 2,   ///< or a layout, is wrong
+    no_machine = 3,  ///< or several, or it is in use
     no_sequencer = 4
 };
 
@@ -23,9 +24,10 @@ enum class ExitStatus : std::uint8_t {
 struct Workplace {
     MidiSystem& system;
     Report& report;
-    Output& output;                  ///< that the report goes to
-    Output& errors;                  ///< standard error
-    StopSignals* signals;            ///< held back for set, save and watch; null for the others
+    Output& output;         ///< that the report goes to
+    Output& errors;         ///< standard error
+    StopSignals* signals;   ///< held back for set, save, apply and watch; null for the others
+    setup::Layout layout{}; ///< what the files of the request say; without files empty
     std::optional<int> stopped_by{}; ///< a signal that has come
 
     /// Says something on standard error, with the program's name in front.
@@ -38,5 +40,7 @@ struct Workplace {
 
 [[nodiscard]] ExitStatus run_list(const Request& request, Workplace& place);
 [[nodiscard]] ExitStatus run_set_or_save(const Request& request, Workplace& place);
+[[nodiscard]] ExitStatus run_check(const Request& request, Workplace& place);
+[[nodiscard]] ExitStatus run_apply(const Request& request, Workplace& place);
 [[nodiscard]] ExitStatus run_watch(const Request& request, Workplace& place);
 [[nodiscard]] ExitStatus run_doctor(const Request& request, Workplace& place);

@@ -63,6 +63,13 @@ Json echo_time_of(const setup::Outcome& outcome) {
     return nullptr;
 }
 
+void add_mapping(Json& json, const protocol::KeyMapping& mapping) {
+    json["part"] = mapping.part;
+    json["type"] = protocol::type_name(mapping.type);
+    json["channel"] = mapping.channel;
+    json["controller"] = mapping.controller;
+}
+
 /// In UTC: "2026-11-22T14:03:22.123Z"
 std::string time_text(WallTime at) {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(at);
@@ -98,12 +105,8 @@ public:
         Json json{{"kind", report.mapping ? "mapping" : "save"},
                   {"machine", protocol::code_text(report.code)},
                   {"port", report.port}};
-        if (report.mapping) {
-            json["part"] = report.mapping->part;
-            json["type"] = protocol::type_name(report.mapping->type);
-            json["channel"] = report.mapping->channel;
-            json["controller"] = report.mapping->controller;
-        }
+        if (report.mapping)
+            add_mapping(json, *report.mapping);
         json["result"] = results.at(static_cast<std::size_t>(report.outcome.result));
         json["reason"] = text_or_null(reason_key(report));
         json["error"] = -report.outcome.status;
@@ -112,6 +115,37 @@ public:
         json["message"] = hex_text(report.message);
         json["echo"] = echo_of(report);
         json["echo_milliseconds"] = echo_time_of(report.outcome);
+        line(json);
+    }
+
+    void layout(const setup::MachineLayout& layout) override {
+        Json mappings = Json::array();
+        for (const setup::LayoutEntry& entry : layout.entries)
+            add_mapping(mappings.emplace_back(Json::object()), entry.mapping);
+        line({{"kind", "layout"},
+              {"machine", protocol::code_text(layout.code)},
+              {"least_milliseconds",
+               exact_milliseconds(layout.entries.size() * setup::least_duration)},
+              {"mappings", std::move(mappings)}});
+    }
+
+    void sum(const SumReport& report) override {
+        Json json{{"kind", "sum"},
+                  {"machine", protocol::code_text(report.code)},
+                  {"port", text_or_null(report.port)},
+                  {"mappings", report.sum.mappings},
+                  {"confirmed", report.sum.confirmed},
+                  {"unconfirmed", report.sum.unconfirmed},
+                  {"not_sent", report.sum.not_sent},
+                  {"saved", nullptr},
+                  {"milliseconds", exact_milliseconds(report.sum.took)},
+                  {"left_out", nullptr}};
+        if (report.is_in_use)
+            json["left_out"] = "in_use";
+        else if (report.obstacle != setup::Obstacle::none)
+            json["left_out"] = obstacle_key(report.obstacle);
+        if (report.saves)
+            json["saved"] = report.sum.save == setup::Result::confirmed;
         line(json);
     }
 

@@ -56,13 +56,18 @@ void MachineJobs::run(Workplace& place, const std::function<void(setup::Time unt
     while (const auto until = step()) {
         if (before_wait)
             before_wait(*until);
-        std::array<pollfd, 2> polled = {{
+        std::array<pollfd, 3> polled = {{
             {.fd = inbox().descriptor(), .events = POLLIN, .revents = 0},
             {.fd = place.signals != nullptr ? place.signals->descriptor() : -1,
              .events = POLLIN,
              .revents = 0},
+            {.fd = place.output.has_kept() ? place.output.descriptor() : -1,
+             .events = POLLOUT,
+             .revents = 0},
         }};
         setup::wait_readable(polled, until);
+        if (place.output.has_kept())
+            place.output.write_kept();
         if (place.is_stopped())
             stop();
     }

@@ -2,31 +2,15 @@
 #pragma once
 
 #include "ctl/commands.h"
+#include "ctl/job_sum.h"
 #include "protocol/mapping.h"
 #include "setup/runner.h"
 #include "setup/waiting.h"
 
-#include <cstddef>
 #include <functional>
 #include <list>
 #include <optional>
 #include <span>
-
-/// What has become of the mappings of one machine so far.
-struct JobSum {
-    std::size_t mappings = 0; ///< that were asked for
-    std::size_t confirmed = 0;
-    std::size_t unconfirmed = 0;
-    std::size_t not_sent = 0;
-    /// Of the save command; nothing when none has come to its end. It is only sent when all
-    /// mappings are confirmed.
-    std::optional<setup::Result> save{};
-    setup::Duration took{}; ///< from add() to the end of the last message so far
-
-    [[nodiscard]] std::size_t ended() const { return confirmed + unconfirmed + not_sent; }
-    [[nodiscard]] bool all_confirmed() const { return confirmed == mappings; }
-    bool operator==(const JobSum&) const = default;
-};
 
 /// The work on one machine: mappings, one after the other, and perhaps the save command behind
 /// them.
@@ -37,6 +21,8 @@ public:
 
     [[nodiscard]] const setup::Target& target() const { return line_.target(); }
     [[nodiscard]] const JobSum& sum() const { return sum_; }
+    /// Whether the mappings are to be saved once they are all confirmed.
+    [[nodiscard]] bool saves() const { return saves_; }
     /// Whether nothing more is going to be sent.
     [[nodiscard]] bool is_over() const;
     /// Whether all that was asked for is confirmed.
@@ -85,8 +71,9 @@ public:
     /// What the machines send arrives here; step() takes it out.
     [[nodiscard]] setup::Inbox& inbox() { return client_.inbox(); }
 
-    /// Returns when all jobs are over. A signal stops them. `before_wait` is called with the time
-    /// that the next step is due at.
+    /// Returns when all jobs are over. A signal stops them. Meanwhile what is kept for a slow
+    /// reader of standard output is written. `before_wait` is called with the time that the next
+    /// step is due at.
     void run(Workplace& place, const std::function<void(setup::Time until)>& before_wait = {});
 
 private:

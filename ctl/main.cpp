@@ -2,12 +2,14 @@
 #include "ctl/alsa_system.h"
 #include "ctl/commands.h"
 #include "ctl/demo_system.h"
+#include "ctl/layout_files.h"
 
 #include <cerrno>
 #include <csignal>
 #include <exception>
 #include <fcntl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -24,6 +26,10 @@ ExitStatus carry_out(const Request& request, Workplace& place) {
     case Command::set:
     case Command::save:
         return run_set_or_save(request, place);
+    case Command::check:
+        return run_check(request, place);
+    case Command::apply:
+        return run_apply(request, place);
     case Command::watch:
         return run_watch(request, place);
     case Command::doctor:
@@ -32,8 +38,8 @@ ExitStatus carry_out(const Request& request, Workplace& place) {
     return run_doctor(request, place);
 }
 
-/// The status behind what could not be printed. A reader that has gone wants no more of list, watch
-/// and doctor; what set and save did, they did.
+/// The status behind what could not be printed. A reader that has gone wants no more of list,
+/// check, watch and doctor; what set, save and apply did, they did.
 ExitStatus after_output(ExitStatus status, Workplace& place) {
     const int error = place.output.error();
     if (error == 0 || error == EPIPE)
@@ -61,10 +67,12 @@ public:
 };
 
 int run(const Request& request, Output& output, Output& errors) {
+    // While signals are not held back: what comes through a pipe may take its time.
+    setup::Layout layout = read_layout_files(request.files);
     std::optional<StopSignals> signals;
-    const bool finishes_first = request.command == Command::set ||
-                                request.command == Command::save ||
-                                request.command == Command::watch;
+    const bool finishes_first =
+        request.command == Command::set || request.command == Command::save ||
+        request.command == Command::apply || request.command == Command::watch;
     if (finishes_first)
         signals.emplace(); // before the backend, which may start a thread
     const auto system = system_for(request);
@@ -74,7 +82,8 @@ int run(const Request& request, Output& output, Output& errors) {
                     .report = *report,
                     .output = output,
                     .errors = errors,
-                    .signals = signals ? &*signals : nullptr};
+                    .signals = signals ? &*signals : nullptr,
+                    .layout = std::move(layout)};
     ExitStatus status = ExitStatus::done;
     {
         const InstalledBackend installed(system->backend());

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "ctl/job_sum.h"
 #include "ctl/message_text.h"
 #include "ctl/output.h"
 #include "protocol/mapping.h"
 #include "setup/exchange.h"
+#include "setup/layout.h"
 #include "setup/machine_list.h"
 
 #include <chrono>
@@ -33,6 +35,17 @@ struct ResultReport {
     protocol::Message message{};
     std::optional<protocol::KeyMapping> mapping{}; ///< nothing: it was the save command
     setup::Outcome outcome{};
+};
+
+/// What became of all that a layout says about a machine.
+struct SumReport {
+    std::uint32_t code = 0;
+    std::string port{}; ///< empty: the machine was left out
+    JobSum sum{};
+    bool saves = false; ///< the mappings were to be saved, too
+    /// Why the machine was left out: what stands in the way, or another keyloftctl.
+    setup::Obstacle obstacle = setup::Obstacle::none;
+    bool is_in_use = false;
 };
 
 using WallTime = std::chrono::system_clock::time_point;
@@ -72,6 +85,9 @@ public:
     virtual ~Report() = default;
     virtual void machine(const MachineReport& report) = 0;
     virtual void result(const ResultReport& report) = 0;
+    /// What a layout says about a machine.
+    virtual void layout(const setup::MachineLayout& layout) = 0;
+    virtual void sum(const SumReport& report) = 0;
     virtual void message(const MessageReport& report) = 0;
     virtual void presence(const PresenceReport& report) = 0;
     virtual void finding(const Finding& finding) = 0;

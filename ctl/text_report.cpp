@@ -58,6 +58,26 @@ public:
                      became.substr(end));
     }
 
+    void layout(const setup::MachineLayout& layout) override {
+        const setup::Duration least = layout.entries.size() * setup::least_duration;
+        output_.line(name(layout.code) + "  " + count_text(layout.entries.size(), "mapping") +
+                     "  " + parts_text(layout.entries) + " (" + seconds_text(least) +
+                     " at the least)");
+    }
+
+    void sum(const SumReport& report) override {
+        if (report.port.empty())
+            return; // why it was left out has been said
+        const std::string text = sum_text(report.sum, report.saves);
+        const std::size_t start = text.find("  ") + 2;
+        const std::size_t end = text.rfind(" (");
+        const bool good = report.sum.all_confirmed() &&
+                          (!report.saves || report.sum.save == setup::Result::confirmed);
+        output_.line(name(report.code) + "  " + text.substr(0, start) +
+                     coloured(text.substr(start, end - start), good ? colour::good : colour::bad) +
+                     text.substr(end));
+    }
+
     void message(const MessageReport& report) override {
         output_.line(time_text(report.at) + "  " + name(report.code) + "  " +
                      report.reading.text());

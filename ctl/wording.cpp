@@ -110,3 +110,46 @@ std::string joined(const std::vector<std::string>& texts) {
 std::int64_t milliseconds(setup::Duration duration) {
     return std::chrono::round<std::chrono::milliseconds>(duration).count();
 }
+
+std::string count_text(std::size_t count, std::string_view what) {
+    return std::to_string(count) + " " + std::string(what) + (count == 1 ? "" : "s");
+}
+
+std::string parts_text(const std::vector<setup::LayoutEntry>& entries) {
+    std::vector<std::string> runs;
+    for (auto first = entries.begin(); first != entries.end();) {
+        auto last = first;
+        while (last + 1 != entries.end() && last[1].mapping.part == last->mapping.part + 1)
+            ++last;
+        runs.push_back(std::to_string(first->mapping.part));
+        if (last != first)
+            runs.back() += "-" + std::to_string(last->mapping.part);
+        first = last + 1;
+    }
+    return (entries.size() == 1 ? "part " : "parts ") + joined(runs);
+}
+
+std::string sum_text(const JobSum& sum, bool saves) {
+    std::vector<std::string> ends;
+    const auto add = [&](std::size_t count, const char* what) {
+        if (count == sum.mappings)
+            ends.emplace_back(what);
+        else if (count != 0)
+            ends.push_back(std::to_string(count) + " " + what);
+    };
+    add(sum.confirmed, "confirmed");
+    add(sum.unconfirmed, "unconfirmed");
+    add(sum.not_sent, "not sent");
+    const bool is_saved = sum.save == setup::Result::confirmed;
+    return count_text(sum.mappings, "mapping") + "  " + joined(ends) +
+           (is_saved ? " and saved"
+            : saves  ? "; not saved"
+                     : "") +
+           " (" + seconds_text(sum.took) + ")";
+}
+
+std::string seconds_text(setup::Duration duration) {
+    const auto hundredths = (milliseconds(duration) + 5) / 10;
+    const std::string digits = std::to_string(100 + hundredths % 100);
+    return std::to_string(hundredths / 100) + "." + digits.substr(1) + " s";
+}

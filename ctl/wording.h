@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "ctl/job_sum.h"
 #include "setup/exchange.h"
+#include "setup/layout.h"
 #include "setup/machine_list.h"
 #include "setup/plain_text.h"
 
@@ -27,6 +29,19 @@
 
 /// The texts with commas between them.
 [[nodiscard]] std::string joined(const std::vector<std::string>& texts);
+
+/// "1 mapping", "128 mappings".
+[[nodiscard]] std::string count_text(std::size_t count, std::string_view what);
+
+/// The parts of a layout: "part 12", "parts 0-11, 36".
+[[nodiscard]] std::string parts_text(const std::vector<setup::LayoutEntry>& entries);
+
+/// What became of a machine's mappings: "128 mappings  confirmed and saved (1.42 s)",
+/// "3 mappings  2 confirmed, 1 unconfirmed; not saved (0.65 s)".
+[[nodiscard]] std::string sum_text(const JobSum& sum, bool saves);
+
+/// "1.42 s"
+[[nodiscard]] std::string seconds_text(setup::Duration duration);
 
 using setup::printable;
 

@@ -61,6 +61,14 @@ using Sequence = std::array<SequenceEvent, clocks_in_front + 4>;
     return sequence;
 }
 
+/// Least time from the start of a sequence to the end of the pause behind it.
+inline constexpr unsigned least_time = [] {
+    unsigned time = pause_behind;
+    for (const SequenceEvent& event : confirmed_sequence({}))
+        time += event.pause_before;
+    return time;
+}();
+
 /// The window's rule for an echo: the status has to agree and, except for a bend, the first data
 /// byte. It never looks at the second. Deliberate; confirms() is the strict rule.
 [[nodiscard]] constexpr bool confirms_loosely(std::uint8_t status, std::uint8_t data1,

@@ -20,6 +20,9 @@ enum class Pace : std::uint8_t {
     gentle ///< when the whole wait for the echo is over, as in the window
 };
 
+/// Least time that an exchange takes.
+inline constexpr Duration least_duration = std::chrono::microseconds(protocol::least_time);
+
 enum class Result : std::uint8_t {
     confirmed,   ///< the machine sent all three bytes back, in time
     unconfirmed, ///< the message was sent, and nothing proves that the machine took it

@@ -48,9 +48,22 @@ TEST(Arguments, OfEachCommand) {
                   .part = 12, .type = MessageType::note_on, .channel = 16, .controller = 127}));
 }
 
+TEST(Arguments, OfCommandsWithFiles) {
+    const Request check = request({"check", "-"});
+    EXPECT_EQ(check.command, Command::check);
+    EXPECT_THAT(check.files, ElementsAre("-"));
+    const Request apply = request({"apply", "--available", "desk.toml", "--save", "--gentle", "-m",
+                                   "4AC5F4C4@24:0", "--", "--pads.toml"});
+    EXPECT_EQ(apply.command, Command::apply);
+    EXPECT_THAT(apply.files, ElementsAre("desk.toml", "--pads.toml"));
+    EXPECT_TRUE(apply.available && apply.save && apply.gentle);
+    EXPECT_EQ(apply.machine, (MachineChoice{0x4AC5F4C4, setup::PortAddress{24, 0}}));
+}
+
 TEST(Arguments, OptionsAreOffUnlessTheyAreGiven) {
     const Request request_ = request({"set", "0", "cc", "1", "0"});
-    EXPECT_FALSE(request_.json || request_.save || request_.gentle);
+    EXPECT_FALSE(request_.json || request_.save || request_.gentle || request_.available);
+    EXPECT_TRUE(request_.files.empty());
     EXPECT_FALSE(request_.machine.has_value());
     EXPECT_FALSE(request_.demo.has_value());
 }
@@ -142,10 +155,16 @@ TEST(Arguments, MistakesAreNamedInOurOwnWords) {
         {{"list", "--json=no"}, "--json takes no value"},
         {{"list", "--demo", "--delay", "x"},
          "--delay is \"x\": it has to be a whole number from 0 to 60000"},
-        {{"list", "--save"}, "--save belongs to set"},
-        {{"--save", "save"}, "--save belongs to set"},
-        {{"list", "--gentle"}, "--gentle belongs to set and save"},
-        {{"watch", "--gentle"}, "--gentle belongs to set and save"},
+        {{"check"}, "check takes one or more layout files, or - for standard input"},
+        {{"apply"}, "apply takes one or more layout files, or - for standard input"},
+        {{"list", "--save"}, "--save belongs to set and apply"},
+        {{"--save", "save"}, "--save belongs to set and apply"},
+        {{"check", "desk.toml", "--save"}, "--save belongs to set and apply"},
+        {{"list", "--gentle"}, "--gentle belongs to set, save and apply"},
+        {{"watch", "--gentle"}, "--gentle belongs to set, save and apply"},
+        {{"check", "desk.toml", "--gentle"}, "--gentle belongs to set, save and apply"},
+        {{"check", "desk.toml", "--available"}, "--available belongs to apply"},
+        {{"set", "1", "cc", "1", "1", "--available"}, "--available belongs to apply"},
         {{"list", "-m", "4AC5"},
          "-m names \"4AC5\", which is no device code: that has eight hexadecimal digits, such as "
          "4AC5F4C4"},

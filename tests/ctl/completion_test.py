@@ -3,9 +3,11 @@
 """What bash offers behind the beginning of a command line of keyloftctl's."""
 
 import os
+import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 import unittest
 
 PROGRAM = os.environ["KEYLOFTCTL"]
@@ -22,17 +24,17 @@ FAULTS = ["--silent", "--delay", "--wrong", "--wrong-byte", "--chatter", "--vani
           "--times"]
 
 
-def offered(*words):
+def offered(*words, apart=None):
     """What is offered for the last of these words, which the shell has taken apart."""
     done = subprocess.run(["bash", "-c", SCRIPT, "bash", PROGRAM, *words], capture_output=True,
                           text=True, check=True, env={**os.environ, "COMPLETION": COMPLETION})
     assert done.stderr == "", done.stderr
-    return done.stdout.split()
+    return [word for word in done.stdout.split(apart) if word]
 
 
 class Completion(unittest.TestCase):
     def test_offers_commands(self):
-        self.assertEqual(offered(""), ["list", "set", "save", "watch", "doctor"])
+        self.assertEqual(offered(""), ["list", "set", "save", "check", "apply", "watch", "doctor"])
         self.assertEqual(offered("s"), ["set", "save"])
         self.assertEqual(offered("--json", "-m", "4AC5F4C4", "@", "24", ":", "0", "wa"), ["watch"])
         self.assertEqual(offered("list", ""), [])
@@ -42,6 +44,8 @@ class Completion(unittest.TestCase):
         self.assertEqual(offered("list", "--"), OPTIONS)
         self.assertEqual(offered("set", "1", "--"), [*OPTIONS, "--save", "--gentle"])
         self.assertEqual(offered("save", "--"), [*OPTIONS, "--gentle"])
+        self.assertEqual(offered("check", "a.toml", "--"), OPTIONS)
+        self.assertEqual(offered("apply", "--"), [*OPTIONS, "--save", "--available", "--gentle"])
         self.assertEqual(offered("--demo", "--"), [*OPTIONS, *FAULTS])
         self.assertEqual(offered("save", "--g"), ["--gentle"])
 
@@ -54,6 +58,17 @@ class Completion(unittest.TestCase):
         self.assertEqual(offered("set", "12", "--demo", "=", "all", "note-on", "1", "12"),
                          ["12", "120", "121", "122", "123", "124", "125", "126", "127"])
         self.assertEqual(offered("set", "12", "note-on", "1", "7", ""), [])
+
+    def test_offers_layout_files_and_folders(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for name in ("desk.toml", "de sk.toml", "notes.txt"):
+                (pathlib.Path(folder) / name).touch()
+            (pathlib.Path(folder) / "desks").mkdir()
+            for command in ("check", "apply"):
+                for words in ([command], [command, "other.toml"], ["--json", command]):
+                    found = offered(*words, folder + "/de", apart="\n")
+                    self.assertEqual(sorted(found), [f"{folder}/{name}" for name in
+                                                     ("de sk.toml", "desk.toml", "desks")])
 
     def test_offers_the_machines_that_are_there(self):
         for option in (["-m"], ["--machine"], ["--machine", "="]):
@@ -71,9 +86,10 @@ class Completion(unittest.TestCase):
         helped = subprocess.run([PROGRAM, "--help"], capture_output=True, text=True,
                                 check=True).stdout
         options = set(re.findall(r"^  (?:-\w, )?(--[a-z-]+)", helped, re.MULTILINE))
-        self.assertEqual(set(offered("--demo", "set", "--")), options)
         commands = re.findall(r"^  ([a-z]+) ", helped, re.MULTILINE)
         self.assertEqual(offered(""), commands)
+        self.assertEqual({option for command in commands
+                          for option in offered("--demo", command, "--")}, options)
 
 
 if __name__ == "__main__":

@@ -48,7 +48,8 @@ class KeyloftCtl(unittest.TestCase):
     def test_explains_every_command_option_and_status(self):
         done = run("--help")
         self.assertEqual((done.returncode, done.stderr), (0, ""))
-        for text in ("list ", "set PART TYPE CHANNEL NUMBER", "save ", "watch ", "doctor ",
+        for text in ("list ", "set PART TYPE CHANNEL NUMBER", "save ", "check FILE...",
+                     "apply FILE...", "watch ", "doctor ", "--available",
                      "-m, --machine MACHINE", "CODE@CLIENT:PORT", "--save", "--gentle", "--json",
                      "--demo[=CODES]", "--silent", "--delay MS", "--wrong", "--wrong-byte N",
                      "--chatter", "--vanish-after N", "--times N", "--version",

@@ -6,9 +6,11 @@
 
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <fcntl.h>
 #include <string>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
@@ -93,6 +95,68 @@ TEST_F(OutputTest, WaitsForRoomInANonBlockingPipe) {
     reader.join();
     EXPECT_EQ(output.error(), 0);
     EXPECT_TRUE(read_back == wide + "\n");
+}
+
+TEST_F(OutputTest, KeepsForASlowReaderWhatDoesNotFitIntoThePipe) {
+    Output output(ends_[1]);
+    output.keep_for_slow_reader();
+    std::string all;
+    for (int i = 0; i < 3'000; ++i) {
+        const std::string line = std::to_string(i) + std::string(60, '.');
+        output.line(line);
+        all += line + "\n";
+    }
+    EXPECT_TRUE(output.has_kept());
+    std::string read_back;
+    while (output.has_kept()) {
+        read_back += read_some();
+        output.write_kept();
+    }
+    close_end(1);
+    for (std::string some = read_some(); !some.empty(); some = read_some())
+        read_back += some;
+    EXPECT_TRUE(read_back == all);
+    EXPECT_EQ(output.error(), 0);
+}
+
+TEST_F(OutputTest, WritesAtOnceToAReaderThatIsNotSlow) {
+    Output output(ends_[1]);
+    output.keep_for_slow_reader();
+    output.line("one");
+    EXPECT_FALSE(output.has_kept());
+    EXPECT_EQ(read_some(), "one\n");
+}
+
+TEST_F(OutputTest, CutsNoLineForASlowReader) {
+    Output output(ends_[1]);
+    output.keep_for_slow_reader();
+    const std::string line(999, 'x');
+    while (!output.has_kept())
+        output.line(line);
+    for (int i = 0; i < 40; ++i)
+        output.line(line);
+    std::array<char, PIPE_BUF> room{};
+    while (output.has_kept()) {
+        // Whatever was written until now ends a line.
+        int length = 0;
+        ASSERT_EQ(ioctl(ends_[0], FIONREAD, &length), 0);
+        EXPECT_EQ(length % 1000, 0);
+        ASSERT_EQ(read(ends_[0], room.data(), 4000), 4000);
+        output.write_kept();
+    }
+}
+
+TEST_F(OutputTest, KeepsNothingForAReaderThatHasGone) {
+    Output output(ends_[1]);
+    output.keep_for_slow_reader();
+    while (!output.has_kept())
+        output.line(std::string(1000, 'x'));
+    close_end(0);
+    output.write_kept();
+    EXPECT_FALSE(output.has_kept());
+    EXPECT_EQ(output.error(), EPIPE);
+    output.line("more");
+    EXPECT_FALSE(output.has_kept());
 }
 
 TEST(Colour, IsNotForPipesAndFiles) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tests/ctl/workplace.h"
 
+#include "ctl/layout_files.h"
 #include "ctl/port_lock.h"
 
 #include <array>
@@ -11,6 +12,7 @@
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -35,8 +37,10 @@ public:
             text.append(room.data(), static_cast<std::size_t>(length));
         // Reading a pattern takes longer than most commands.
         static const std::regex milliseconds("[0-9]+ ms");
+        static const std::regex seconds("[0-9]+[.][0-9]{2} s");
         static const std::regex time("[0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{3}");
         text = std::regex_replace(text, milliseconds, "N ms");
+        text = std::regex_replace(text, seconds, "N s");
         return std::regex_replace(text, time, "TIME");
     }
 
@@ -77,7 +81,7 @@ LockHolder::LockHolder(const std::string& folder, const std::string& address) {
     if (process_ == 0) {
         const PortLock lock(folder, address);
         const char answer = lock.is_held() ? 'y' : 'n';
-        if (write(ends[1], &answer, 1) == 1)
+        if (write(ends[1], &answer, 1) == 1 && lock.is_held())
             pause();
         _exit(0);
     }
@@ -85,8 +89,10 @@ LockHolder::LockHolder(const std::string& folder, const std::string& address) {
     char answer = 'n';
     const bool answered = process_ > 0 && read(ends[0], &answer, 1) == 1;
     close(ends[0]);
-    if (!answered || answer != 'y')
+    if (!answered || answer != 'y') {
+        (void)waitpid(process_, nullptr, 0);
         throw std::runtime_error("another process did not get the lock");
+    }
 }
 
 LockHolder::~LockHolder() {
@@ -100,11 +106,13 @@ CommandResult run_command(const Request& request, MidiSystem& system, StopSignal
     Output output(printed.descriptor());
     Output errors(said.descriptor());
     const auto report = request.json ? json_report(output) : text_report(output, false);
+    setup::Layout layout = read_layout_files(request.files);
     Workplace place{.system = system,
                     .report = *report,
                     .output = output,
                     .errors = errors,
-                    .signals = signals};
+                    .signals = signals,
+                    .layout = std::move(layout)};
     ExitStatus status = ExitStatus::done;
     switch (request.command) {
     case Command::list:
@@ -113,6 +121,12 @@ CommandResult run_command(const Request& request, MidiSystem& system, StopSignal
     case Command::set:
     case Command::save:
         status = run_set_or_save(request, place);
+        break;
+    case Command::check:
+        status = run_check(request, place);
+        break;
+    case Command::apply:
+        status = run_apply(request, place);
         break;
     case Command::watch:
         status = run_watch(request, place);

@@ -68,6 +68,6 @@ struct CommandResult {
 };
 
 /// Runs a command on a system; in text unless the request says JSON. Times of confirmations are
-/// replaced by "N ms", and times of day by "TIME".
+/// replaced by "N ms", times of sums by "N s", and times of day by "TIME".
 [[nodiscard]] CommandResult run_command(const Request& request, MidiSystem& system,
                                         StopSignals* signals = nullptr);
