@@ -13,6 +13,7 @@ COUNTED = [
      "judge_device_connect_state_with_id*", 32),
     ("sweep", "host embedded/ours/1000", "sweep_bench", "embedded/ours/1000$",
      "judge_device_connect_state_with_id*", 32),
+    ("reading", "host reading/1000", "reading_bench", "reading/1000$", "setup::read_layout*", 1),
     ("command", "host command/send", "command_bench", "command/send", "MIDISend*", 1),
     ("command", "host command/receive", "command_bench", "command/receive", "MyReadProc*", 2),
 ]

@@ -86,6 +86,11 @@ std::string twice_text(const std::string& name, const std::string& other) {
 setup::Layout read_layout_files(const std::vector<std::string>& names, int standard_input) {
     std::vector<setup::LayoutFile> files;
     std::vector<setup::LayoutMistake> mistakes;
+    const auto complain = [&mistakes](const std::string& name, std::string text) {
+        setup::LayoutMistake& mistake = mistakes.emplace_back();
+        mistake.place.file = name;
+        mistake.text = std::move(text);
+    };
     // All stay open: a number of a file that is gone may soon be another one's.
     std::deque<Source> sources;
     std::map<Source::Identity, std::string> seen;
@@ -94,15 +99,15 @@ setup::Layout read_layout_files(const std::vector<std::string>& names, int stand
         if (source.error() == 0) {
             const auto [other, is_new] = seen.emplace(source.identity(), name);
             if (!is_new) {
-                mistakes.push_back({{name}, twice_text(name, other->second)});
+                complain(name, twice_text(name, other->second));
                 continue;
             }
         }
         std::string content = source.read_all();
         if (source.error() != 0)
-            mistakes.push_back({{name}, error_text(source.error())});
+            complain(name, error_text(source.error()));
         else if (content.size() > most_layout_bytes)
-            mistakes.push_back({{name}, "it has more than 1 MiB, which is too much for a layout"});
+            complain(name, "it has more than 1 MiB, which is too much for a layout");
         else
             files.push_back({name, std::move(content)});
     }

@@ -241,7 +241,7 @@ std::string wrong_number_text(std::string_view name, std::string_view found, int
 std::string place_text(const Place& place) {
     std::string text = printable(place.file);
     if (place.line != 0)
-        text += ":" + std::to_string(place.line) + ":" + std::to_string(place.column);
+        text.append(1, ':').append(std::to_string(place.line) + ':' + std::to_string(place.column));
     return text;
 }
 
