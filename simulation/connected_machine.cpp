@@ -25,6 +25,12 @@ void ConnectedMachine::send_due(Clock::time_point now) {
     }
 }
 
+void ConnectedMachine::play(int part, int value) {
+    if (const auto message = firmware_.play(part, value))
+        pending_.emplace(Clock::now(),
+                         MachineReply{.after_ms = 0, .bytes = *message, .length = message->size()});
+}
+
 void ConnectedMachine::power_cycle() {
     pending_.clear();
     pull();

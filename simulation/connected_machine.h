@@ -54,6 +54,10 @@ public:
     /// Sends what is due at `now`.
     void send_due(Clock::time_point now);
 
+    /// Moves a part as its owner would: what that sends is due at once. A part without a mapping
+    /// sends nothing.
+    void play(int part, int value);
+
     /// Switches the machine off and on: it leaves, forgets what was not saved, and joins again. One
     /// that was gone comes back. MachineError: it cannot.
     void power_cycle();

@@ -10,6 +10,13 @@
 
 namespace {
 
+/// Moves every part of a machine to the same place, one after the other.
+void play(ConnectedMachine& machine) {
+    constexpr int value = 64;
+    for (const protocol::KeyMapping& mapping : machine.firmware().table())
+        machine.play(mapping.part, value);
+}
+
 /// Serves the machines until a signal ends the program, then prints what they hold.
 void serve(const RawArguments& arguments) {
     MachineLoop loop(-1);
@@ -18,15 +25,22 @@ void serve(const RawArguments& arguments) {
     for (const RawPlace& place : arguments.places)
         machines.push_back(std::make_unique<RawMachine>(place.code, place.device, place.gadget,
                                                         arguments.faults, journal));
-    const auto report = [&machines] {
+    const auto print = [&machines] {
         for (const auto& machine : machines)
             std::puts(tables_json(*machine).c_str());
         std::fflush(stdout);
     };
+    const auto report = [&] {
+        print();
+        if (!arguments.plays)
+            return;
+        for (const auto& machine : machines)
+            play(*machine);
+    };
     std::puts("{\"ready\":true}");
     std::fflush(stdout);
     loop.run(machines, report);
-    report();
+    print();
 }
 
 } // namespace

@@ -35,7 +35,8 @@ class KeyloftRawMachine(unittest.TestCase):
     def test_explains_its_arguments(self):
         code, output, errors = run("--help")
         self.assertEqual((code, errors), (0, ""))
-        for text in ("DEVICE=CODE[@GADGET]", "--journal FILE", "--silent", "SIGUSR1", "Exit codes"):
+        for text in ("DEVICE=CODE[@GADGET]", "--journal FILE", "--play", "--silent", "SIGUSR1",
+                     "Exit codes"):
             self.assertIn(text, output)
 
     def test_says_which_port_cannot_be_opened(self):

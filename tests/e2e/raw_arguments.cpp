@@ -11,6 +11,7 @@ Simulated machines on raw MIDI ports, such as those of USB gadgets.
 
   DEVICE=CODE[@GADGET]...       Such as hw:1,0=4AC5F4C4
   --journal FILE                Append what happens to this file, not standard output
+  --play                        On SIGUSR2 each part that has a mapping is moved, too
   -h, --help                    Print this and exit
 
 Faults:
@@ -47,6 +48,7 @@ RawArguments read_raw_arguments(const std::vector<std::string>& arguments) {
     app.set_help_flag("");
     app.add_flag("-h,--help", asked.help)->disable_flag_override();
     app.add_option("--journal", asked.journal);
+    app.add_flag("--play", asked.plays)->disable_flag_override();
     add_fault_options(app, faults);
     const std::vector<std::string> places = read_options(app, arguments);
     if (asked.help)

@@ -18,6 +18,7 @@ struct RawArguments {
     bool help = false;              ///< print the help, and nothing else
     std::vector<RawPlace> places{}; ///< at least one
     std::string journal{};          ///< empty: standard output
+    bool plays = false;             ///< parts are moved on SIGUSR2
     MachineFaults faults{};
 };
 

@@ -91,6 +91,25 @@ TEST(ConnectedMachine, KeepsTheGapBetweenItsMessages) {
     EXPECT_EQ(machine.next_due(), std::nullopt);
 }
 
+TEST(ConnectedMachine, SendsWhatItsPartsAreMappedToWhenTheyArePlayed) {
+    WatcherRecord record;
+    SocketMachine machine({}, record, milliseconds(1));
+    give(machine, command);
+    machine.send_due(machine.next_due().value());
+    EXPECT_EQ(taken(machine), echo);
+    const auto before = Clock::now();
+    machine.play(4, 64);
+    EXPECT_EQ(machine.next_due(), std::nullopt);
+    machine.play(5, 64);
+    machine.play(5, 65);
+    EXPECT_GE(machine.next_due().value(), before);
+    for (const Bytes& message : {Bytes{0xB0, 0x07, 0x40}, Bytes{0xB0, 0x07, 0x41}}) {
+        machine.send_due(machine.next_due().value());
+        EXPECT_EQ(taken(machine), message);
+    }
+    EXPECT_EQ(machine.next_due(), std::nullopt);
+}
+
 TEST(ConnectedMachine, LeavesWhenItVanishesAndSendsNothingMore) {
     WatcherRecord record;
     SocketMachine machine({.vanish_after = 15}, record);
