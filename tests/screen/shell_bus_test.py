@@ -18,7 +18,7 @@ except (ImportError, ValueError) as error:
     print(f"skipped: {error} (packages python3-gi and gir1.2-atspi-2.0)")
     sys.exit(77)
 
-DEADLINE = 20
+DEADLINE = 60  # seconds; only a wait in vain takes so long
 # Its compositor without a screen has no keyboard either, so that no window gets the focus.
 WAYLAND = os.environ.get("QT_QPA_PLATFORM") == "wayland"
 
