@@ -106,7 +106,8 @@ TEST_F(AlsaHotPlug, FiftyPlugsLeaveNothingBehind) {
     }
     EXPECT_EQ(MIDIGetNumberOfSources(), sources);
     EXPECT_EQ(entries("/proc/self/fd"), files);
-    EXPECT_EQ(entries("/proc/self/task"), threads);
+    // At first the system may still have listed a thread of the test before.
+    EXPECT_LE(entries("/proc/self/task"), threads);
 }
 
 TEST_F(AlsaHotPlug, LostAnnouncementsAreMadeUpFor) {
