@@ -29,7 +29,7 @@ std::string bar_text(const Progress& progress, std::size_t width) {
     const std::size_t room = width - 2;
     const std::size_t full =
         progress.mappings == 0 ? room : room * progress.mappings_over / progress.mappings;
-    return "[" + std::string(full, '#') + std::string(room - full, '.') + "]";
+    return std::string("[").append(full, '#').append(room - full, '.') + "]";
 }
 
 } // namespace
@@ -68,7 +68,9 @@ void ProgressLine::draw(const Progress& progress, setup::Time now) {
     if (poll(&room, 1, 0) <= 0)
         return;
     // The last column stays free: many terminals start a new line behind it.
-    output_.text("\r" + progress_text(progress, width_of(output_.descriptor()) - 1) + "\x1b[K");
+    output_.text(
+        std::string("\r").append(progress_text(progress, width_of(output_.descriptor()) - 1)) +
+        "\x1b[K");
     is_drawn_ = true;
 }
 

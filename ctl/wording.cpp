@@ -123,7 +123,7 @@ std::string parts_text(const std::vector<setup::LayoutEntry>& entries) {
             ++last;
         runs.push_back(std::to_string(first->mapping.part));
         if (last != first)
-            runs.back() += "-" + std::to_string(last->mapping.part);
+            runs.back().append("-").append(std::to_string(last->mapping.part));
         first = last + 1;
     }
     return (entries.size() == 1 ? "part " : "parts ") + joined(runs);
