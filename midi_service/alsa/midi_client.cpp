@@ -67,46 +67,44 @@ OSStatus MidiClient::add_port(MIDIPortRef reference, std::string name, bool is_i
 }
 
 void MidiClient::remove_port(MIDIPortRef reference) {
-    const Port* port = find(reference);
     if (is_open()) {
         receive_thread_->remove_port(reference);
         // This ends the port's subscriptions, too.
-        snd_seq_delete_simple_port(sequencer_.get(), port->number);
+        snd_seq_delete_simple_port(sequencer_.get(), find(reference).number);
     }
     std::erase_if(ports_, [reference](const Port& old) { return old.reference == reference; });
 }
 
 OSStatus MidiClient::connect(MIDIPortRef reference, MIDIEndpointRef source, Address address) {
-    const Port* port = find(reference);
     if (!is_open())
         return -ENODEV;
+    const Port& port = find(reference);
     // The route comes first: the source may be sending already.
-    receive_thread_->add({port->number, address, reference, source});
-    const int result = subscribe(sequencer_.get(), address, own_address(*port));
+    receive_thread_->add({port.number, address, reference, source});
+    const int result = subscribe(sequencer_.get(), address, own_address(port));
     if (result < 0)
         receive_thread_->remove(reference, source);
     return to_status(result);
 }
 
 OSStatus MidiClient::disconnect(MIDIPortRef reference, MIDIEndpointRef source) {
-    const Port* port = find(reference);
     const auto route = is_open() ? receive_thread_->remove(reference, source) : std::nullopt;
     if (!route)
         return -ENODEV;
-    return to_status(unsubscribe(sequencer_.get(), route->source, own_address(*port)));
+    return to_status(unsubscribe(sequencer_.get(), route->source, own_address(find(reference))));
 }
 
 bool MidiClient::is_set_to(MIDIPortRef reference, MIDIEndpointRef destination) const {
-    return find(reference)->destination == destination;
+    return find(reference).destination == destination;
 }
 
 OSStatus MidiClient::send(MIDIPortRef reference, MIDIEndpointRef destination, Address address,
                           std::span<const std::uint8_t> messages) {
-    Port* port = find(reference);
     if (!is_open())
         return -ENODEV;
-    if (port->destination != destination) {
-        if (const int result = switch_to(*port, destination, address); result < 0)
+    Port& port = *std::ranges::find(ports_, reference, &Port::reference);
+    if (port.destination != destination) {
+        if (const int result = switch_to(port, destination, address); result < 0)
             return to_status(result);
     }
     while (!messages.empty()) {
@@ -114,14 +112,14 @@ OSStatus MidiClient::send(MIDIPortRef reference, MIDIEndpointRef destination, Ad
         messages = messages.subspan(message.size());
         while (!message.empty()) {
             const auto piece = message.first(std::min(message.size(), longest_piece));
-            if (const int result = output(*port, piece); result < 0)
+            if (const int result = output(port, piece); result < 0)
                 return to_status(result);
             message = message.subspan(piece.size());
         }
     }
     // If the destination is gone, so is the subscription, and nobody got the message. Checked after
     // sending, so as not to delay it.
-    return is_subscribed(sequencer_.get(), own_address(*port), address) ? 0 : -ENODEV;
+    return is_subscribed(sequencer_.get(), own_address(port), address) ? 0 : -ENODEV;
 }
 
 std::vector<Address> MidiClient::lost_endpoints() const {
@@ -129,7 +127,7 @@ std::vector<Address> MidiClient::lost_endpoints() const {
     if (!is_open())
         return lost;
     for (const Route& route : receive_thread_->routes()) {
-        if (!is_subscribed(sequencer_.get(), route.source, own_address(*find(route.port))))
+        if (!is_subscribed(sequencer_.get(), route.source, own_address(find(route.port))))
             lost.push_back(route.source);
     }
     for (const Port& port : ports_) {
@@ -140,12 +138,8 @@ std::vector<Address> MidiClient::lost_endpoints() const {
     return lost;
 }
 
-MidiClient::Port* MidiClient::find(MIDIPortRef reference) {
-    return &*std::ranges::find(ports_, reference, &Port::reference);
-}
-
-const MidiClient::Port* MidiClient::find(MIDIPortRef reference) const {
-    return &*std::ranges::find(ports_, reference, &Port::reference);
+const MidiClient::Port& MidiClient::find(MIDIPortRef reference) const {
+    return *std::ranges::find(ports_, reference, &Port::reference);
 }
 
 int MidiClient::create(snd_seq_t* sequencer, Port& port) const {

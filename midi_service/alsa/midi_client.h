@@ -53,8 +53,7 @@ private:
         Address destination_address{};
     };
 
-    [[nodiscard]] Port* find(MIDIPortRef port);
-    [[nodiscard]] const Port* find(MIDIPortRef port) const;
+    [[nodiscard]] const Port& find(MIDIPortRef port) const;
     [[nodiscard]] int create(snd_seq_t* sequencer, Port& port) const;
     [[nodiscard]] Address own_address(const Port& port) const;
     [[nodiscard]] int switch_to(Port& port, MIDIEndpointRef destination, Address address);
