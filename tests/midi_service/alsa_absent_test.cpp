@@ -48,9 +48,7 @@ TEST_F(AlsaAbsent, OneDeviceIsAllThereIs) {
     CFStringRef text = CFSTR("left over");
     EXPECT_EQ(MIDIObjectGetStringProperty(only, kMIDIPropertyManufacturer, &text), -ENODATA);
     EXPECT_EQ(text, nullptr);
-    std::int32_t offline = 7;
-    EXPECT_EQ(MIDIObjectGetIntegerProperty(only, kMIDIPropertyOffline, &offline), 0);
-    EXPECT_EQ(offline, 0);
+    EXPECT_EQ(offline_of(only), (std::pair{0, 0}));
 }
 
 TEST_F(AlsaAbsent, TroubleIsTheOneOfTheLastCall) {

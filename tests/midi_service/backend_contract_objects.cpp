@@ -84,9 +84,7 @@ TEST_P(BackendContract, OfflineSeesThatAPeerWasReplaced) {
     const MIDIEndpointRef from = source("4AC5F4C4");
     world_->detach(before);
     static_cast<void>(world_->attach("4AC5F4C4")); // where the other one was
-    std::int32_t offline = 7;
-    EXPECT_EQ(MIDIObjectGetIntegerProperty(from, kMIDIPropertyOffline, &offline), -ENODEV);
-    EXPECT_EQ(offline, 1);
+    EXPECT_EQ(offline_of(from), (std::pair{-ENODEV, 1}));
 }
 
 TEST_P(BackendContract, SendSeesThatAPeerWasReplaced) {
@@ -112,9 +110,7 @@ TEST_P(BackendContract, GonePeerIsNullAndOffline) {
     const auto peer = world_->attach("4AC5F4C4");
     for (const MIDIEndpointRef endpoint : {source("4AC5F4C4"), destination("4AC5F4C4")}) {
         ASSERT_NE(endpoint, 0U);
-        std::int32_t offline = 7;
-        EXPECT_EQ(MIDIObjectGetIntegerProperty(endpoint, kMIDIPropertyOffline, &offline), 0);
-        EXPECT_EQ(offline, 0);
+        EXPECT_EQ(offline_of(endpoint), (std::pair{0, 0}));
     }
     const std::vector<MIDIEndpointRef> endpoints{source("4AC5F4C4"), destination("4AC5F4C4")};
     world_->detach(peer);
@@ -124,9 +120,7 @@ TEST_P(BackendContract, GonePeerIsNullAndOffline) {
         CFStringRef text = CFSTR("left over");
         EXPECT_EQ(MIDIObjectGetStringProperty(endpoint, kMIDIPropertyName, &text), -ENODEV);
         EXPECT_EQ(text, nullptr);
-        std::int32_t offline = 7;
-        EXPECT_EQ(MIDIObjectGetIntegerProperty(endpoint, kMIDIPropertyOffline, &offline), -ENODEV);
-        EXPECT_EQ(offline, 1);
+        EXPECT_EQ(offline_of(endpoint), (std::pair{-ENODEV, 1}));
     }
 }
 
@@ -155,9 +149,7 @@ TEST_P(BackendContract, QueryOnNoObjectFailsAndWritesNothing) {
             EXPECT_EQ(MIDIObjectGetStringProperty(object, property, &text), -ENXIO);
             EXPECT_EQ(text, before);
         }
-        std::int32_t offline = 7;
-        EXPECT_EQ(MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &offline), -ENXIO);
-        EXPECT_EQ(offline, 7);
+        EXPECT_EQ(offline_of(object), (std::pair{-ENXIO, 7}));
     }
 }
 

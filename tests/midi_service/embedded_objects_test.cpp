@@ -73,14 +73,10 @@ TEST_F(EmbeddedService, NameMayBeAnyBytes) {
 TEST_F(EmbeddedService, OfflineIsAnyNumberOrAFailedQuery) {
     for (const std::int32_t offline : {0, 1, 2, -1}) {
         const MIDIObjectRef object = service_.attach({.offline = offline});
-        std::int32_t value = 9;
-        EXPECT_EQ(MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &value), 0);
-        EXPECT_EQ(value, offline);
+        EXPECT_EQ(offline_of(object), (std::pair{0, offline}));
     }
     const MIDIObjectRef object = service_.attach({.offline = {}});
-    std::int32_t value = 9;
-    EXPECT_EQ(MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &value), -ENODATA);
-    EXPECT_EQ(value, 9);
+    EXPECT_EQ(offline_of(object), (std::pair{-ENODATA, 7}));
 }
 
 TEST_F(EmbeddedService, ChangedObjectLooksDifferentUnderTheSameReference) {
@@ -88,9 +84,7 @@ TEST_F(EmbeddedService, ChangedObjectLooksDifferentUnderTheSameReference) {
     ASSERT_EQ(MIDIGetNumberOfSources(), 1U);
     service_.update_object(object, {.name = "4ACAF4C4", .offline = 1, .is_source = false});
     EXPECT_EQ(text_of(object), "4ACAF4C4");
-    std::int32_t offline = 0;
-    EXPECT_EQ(MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &offline), 0);
-    EXPECT_EQ(offline, 1);
+    EXPECT_EQ(offline_of(object), (std::pair{0, 1}));
     EXPECT_EQ(MIDIGetSource(0), object) << "the list was not counted yet";
     EXPECT_EQ(MIDIGetNumberOfSources(), 0U);
     EXPECT_EQ(MIDIGetNumberOfDestinations(), 1U);

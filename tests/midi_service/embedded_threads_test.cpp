@@ -145,11 +145,8 @@ TEST_F(EmbeddedThreads, ObjectsComeAndGoOnOneThreadWhileAnotherLooks) {
         EXPECT_LE(count, 1U);
         for (ItemCount i = 0; i < count; ++i) {
             const MIDIObjectRef object = MIDIGetSource(i);
-            CFStringRef text = nullptr;
-            if (MIDIObjectGetStringProperty(object, kMIDIPropertyName, &text) == 0)
-                CFRelease(text);
-            std::int32_t offline = 0;
-            static_cast<void>(MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &offline));
+            static_cast<void>(text_of(object));
+            static_cast<void>(offline_of(object));
             if (MIDIPortConnectSource(in_, object, nullptr) == 0)
                 static_cast<void>(MIDIPortDisconnectSource(in_, object));
             static_cast<void>(send_clock(object));

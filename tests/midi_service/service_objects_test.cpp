@@ -152,9 +152,7 @@ TEST_F(Service, EachTextPropertyIsAskedForByItsOwnName) {
 TEST_F(Service, OfflineIsWhatTheBackendSays) {
     for (const std::int32_t given : {0, 1, 2, -1}) {
         backend_.given_offline = given;
-        std::int32_t value = 9;
-        EXPECT_EQ(MIDIObjectGetIntegerProperty(peer_, kMIDIPropertyOffline, &value), 0);
-        EXPECT_EQ(value, given);
+        EXPECT_EQ(offline_of(peer_), (std::pair{0, given}));
     }
     EXPECT_EQ(backend_.take_queries().front(), text("offline", {peer_}));
 }

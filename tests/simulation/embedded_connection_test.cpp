@@ -3,6 +3,7 @@
 
 #include "tests/midi_service/embedded_fixture.h"
 
+#include <cerrno>
 #include <thread>
 
 namespace {
@@ -41,9 +42,7 @@ TEST_F(EmbeddedMachineTest, IsASourceADestinationAndADeviceUnderItsName) {
         EXPECT_EQ(text_of(object, kMIDIPropertyName), "4AC5F4C4 MIDI 1");
         EXPECT_EQ(text_of(object, kMIDIPropertyModel), "4AC5F4C4");
         EXPECT_EQ(text_of(object, kMIDIPropertyManufacturer), "keyloft");
-        std::int32_t offline = -1;
-        EXPECT_EQ(MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &offline), 0);
-        EXPECT_EQ(offline, 0);
+        EXPECT_EQ(offline_of(object), (std::pair{0, 0}));
     }
 }
 
@@ -159,9 +158,7 @@ TEST_F(EmbeddedMachineTest, VanishesInTheMiddleOfASequence) {
     EXPECT_EQ(send(machine, sequence(0xB0, 0x07, 0x05)), 0);
     EXPECT_EQ(machine.reference(), 0U);
     EXPECT_EQ(MIDIGetNumberOfSources(), 0U);
-    std::int32_t offline = 0;
-    EXPECT_NE(MIDIObjectGetIntegerProperty(before, kMIDIPropertyOffline, &offline), 0);
-    EXPECT_EQ(offline, 1);
+    EXPECT_EQ(offline_of(before), (std::pair{-ENODEV, 1}));
     service_.advance(milliseconds(10));
     EXPECT_EQ(take(), Bytes{});
     EXPECT_TRUE(machine.table().empty());

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -48,6 +49,13 @@ inline std::optional<std::string> text_of(MIDIObjectRef object,
     if (MIDIObjectGetStringProperty(object, property, &text) != 0)
         return std::nullopt;
     return std::string(view_text(TextHandle(text).get()));
+}
+
+/// The status of the question whether an object is offline, and the answer; 7: it was not written.
+inline std::pair<OSStatus, std::int32_t> offline_of(MIDIObjectRef object) {
+    std::int32_t value = 7;
+    const OSStatus status = MIDIObjectGetIntegerProperty(object, kMIDIPropertyOffline, &value);
+    return {status, value};
 }
 
 /// The object of this name among so many, or 0.
