@@ -30,6 +30,8 @@ endforeach()
 if(TARGET keyloftctl)
   install(FILES packaging/completion/keyloftctl
     DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions)
+  # Not CMAKE_INSTALL_LIBDIR: systemd looks below lib on every system.
+  install(FILES packaging/keyloft-keep@.service DESTINATION lib/systemd/user)
 endif()
 
 # The menu's entry is for the program that needs both.

@@ -4,6 +4,7 @@
 #include "ctl/help_text.h"
 #include "simulation/command_line_parser.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
 #include <string_view>
@@ -21,12 +22,13 @@ struct NamedCommand {
 constexpr std::size_t any_number = std::numeric_limits<std::size_t>::max();
 constexpr std::string_view some_files = "one or more layout files, or - for standard input";
 
-constexpr std::array<NamedCommand, 7> commands = {{
+constexpr std::array<NamedCommand, 8> commands = {{
     {"list", Command::list, "no arguments", 0, 0},
     {"set", Command::set, "four arguments: PART TYPE CHANNEL NUMBER", 4, 4},
     {"save", Command::save, "no arguments", 0, 0},
     {"check", Command::check, some_files, 1, any_number},
     {"apply", Command::apply, some_files, 1, any_number},
+    {"keep", Command::keep, "one or more layout files", 1, any_number},
     {"watch", Command::watch, "no arguments", 0, 0},
     {"doctor", Command::doctor, "no arguments", 0, 0},
 }};
@@ -91,6 +93,8 @@ void refuse_what_does_not_fit(const CLI::App& app, const Options& options, Comma
         throw WrongArguments("--available belongs to apply");
     if (options.gentle && command != Command::set && command != Command::save && !is_apply)
         throw WrongArguments("--gentle belongs to set, save and apply");
+    if (app.count("-m") != 0 && command == Command::keep)
+        throw WrongArguments("keep takes no -m: its layouts name the machines");
     for (const CLI::Option* const option : app.get_options()) {
         if (option->get_group() == "Faults" && option->count() != 0 && options.demo.empty())
             throw WrongArguments(option->get_name() + " needs --demo: a real machine has its own "
@@ -112,8 +116,12 @@ Request request_of(const CLI::App& app, const Options& options,
         request.machine = machine_argument(options.machine);
     if (command.command == Command::set)
         request.mapping = mapping_argument(words);
-    if (command.command == Command::check || command.command == Command::apply)
+    if (command.command == Command::check || command.command == Command::apply ||
+        command.command == Command::keep)
         request.files.assign(words.begin() + 1, words.end());
+    if (command.command == Command::keep &&
+        std::ranges::find(request.files, "-") != request.files.end())
+        throw WrongArguments("keep reads its files again when they change, which - cannot");
     if (!options.demo.empty())
         request.demo = demo_argument(options.demo);
     return request;

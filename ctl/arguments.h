@@ -10,14 +10,14 @@
 #include <variant>
 #include <vector>
 
-enum class Command : std::uint8_t { list, set, save, check, apply, watch, doctor };
+enum class Command : std::uint8_t { list, set, save, check, apply, keep, watch, doctor };
 
 /// What keyloftctl is asked to do. All numbers are in their ranges.
 struct Request {
     Command command = Command::list;
     std::optional<MachineChoice> machine{};
     protocol::KeyMapping mapping{};   ///< of set
-    std::vector<std::string> files{}; ///< of check and apply, at least one
+    std::vector<std::string> files{}; ///< of check, apply and keep, at least one
     bool save = false;                ///< set, apply: save afterwards
     bool available = false;           ///< apply: leave out the machines that cannot be set up
     bool gentle = false;              ///< set, save, apply: wait the full time behind each command

@@ -40,6 +40,10 @@ std::vector<setup::Machine> machines_of(const MidiSystem& system) {
     return setup::list_machines(address_function(system));
 }
 
+std::vector<setup::Machine> settled_machines_of(const MidiSystem& system) {
+    return setup::list_settled_machines(address_function(system));
+}
+
 setup::Choice choose(const MidiSystem& system, const std::vector<setup::Machine>& machines,
                      const std::optional<MachineChoice>& wanted) {
     if (!wanted)

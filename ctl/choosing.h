@@ -12,6 +12,9 @@
 /// All machines that are there.
 [[nodiscard]] std::vector<setup::Machine> machines_of(const MidiSystem& system);
 
+/// The same for a program that then waits for changes: see list_settled_machines().
+[[nodiscard]] std::vector<setup::Machine> settled_machines_of(const MidiSystem& system);
+
 /// The machine that a command is for; without `wanted` the only one of the family.
 [[nodiscard]] setup::Choice choose(const MidiSystem& system,
                                    const std::vector<setup::Machine>& machines,

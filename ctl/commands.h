@@ -42,5 +42,6 @@ struct Workplace {
 [[nodiscard]] ExitStatus run_set_or_save(const Request& request, Workplace& place);
 [[nodiscard]] ExitStatus run_check(const Request& request, Workplace& place);
 [[nodiscard]] ExitStatus run_apply(const Request& request, Workplace& place);
+[[nodiscard]] ExitStatus run_keep(const Request& request, Workplace& place);
 [[nodiscard]] ExitStatus run_watch(const Request& request, Workplace& place);
 [[nodiscard]] ExitStatus run_doctor(const Request& request, Workplace& place);

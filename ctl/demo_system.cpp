@@ -40,10 +40,12 @@ constexpr std::array<Move, 16> moves = {{{0, 0},
                                          {127, 64},
                                          {127, 65}}};
 constexpr auto pace = std::chrono::milliseconds(250);
+constexpr auto plug_pace = std::chrono::milliseconds(1500);
 
 } // namespace
 
-DemoSystem::DemoSystem(const std::vector<std::uint32_t>& codes, MachineFaults faults) {
+DemoSystem::DemoSystem(const std::vector<std::uint32_t>& codes, MachineFaults faults, Show show)
+    : show_(show) {
     for (const std::uint32_t code : codes)
         machines_.push_back(std::make_unique<EmbeddedMachine>(backend_, code, faults, parts));
 }
@@ -59,6 +61,15 @@ std::optional<setup::PortAddress> DemoSystem::address(MIDIEndpointRef endpoint) 
 std::optional<setup::Time> DemoSystem::play(setup::Time now) {
     if (now < next_move_)
         return next_move_;
+    if (show_ == Show::parts)
+        move_part();
+    else
+        move_plug();
+    next_move_ = now + (show_ == Show::parts ? pace : plug_pace);
+    return next_move_;
+}
+
+void DemoSystem::move_part() {
     // Where a part sends nothing, or a machine has gone, the next move is made at once.
     for (std::size_t tried = 0; tried < moves.size() * machines_.size(); ++tried) {
         const Move& move = moves[moves_made_ % moves.size()];
@@ -67,6 +78,18 @@ std::optional<setup::Time> DemoSystem::play(setup::Time now) {
         if (machine.play(move.part, move.value))
             break;
     }
-    next_move_ = now + pace;
-    return next_move_;
+}
+
+/// All are there for a while; then one goes, and comes back.
+void DemoSystem::move_plug() {
+    constexpr std::size_t steps = 3;
+    EmbeddedMachine& machine = *machines_[moves_made_ / steps % machines_.size()];
+    switch (moves_made_++ % steps) {
+    case 1:
+        return machine.unplug();
+    case 2:
+        return machine.plug();
+    default:
+        return;
+    }
 }

@@ -13,8 +13,15 @@
 /// other programs.
 class DemoSystem final : public MidiSystem {
 public:
+    /// What happens by itself.
+    enum class Show : std::uint8_t {
+        parts, ///< a fader, a pad, a wheel and further parts that are set to send something move
+        plugs  ///< machines drop out and come back
+    };
+
     /// `codes`: at least one; a code may be there twice.
-    DemoSystem(const std::vector<std::uint32_t>& codes, MachineFaults faults);
+    DemoSystem(const std::vector<std::uint32_t>& codes, MachineFaults faults,
+               Show show = Show::parts);
 
     [[nodiscard]] MidiBackend& backend() override { return backend_; }
     [[nodiscard]] bool is_demo() const override { return true; }
@@ -24,11 +31,14 @@ public:
     [[nodiscard]] Connections connections(MIDIEndpointRef) const override { return {}; }
     [[nodiscard]] std::vector<OtherClient> other_clients() const override { return {}; }
     [[nodiscard]] std::optional<int> places_left() const override { return std::nullopt; }
-    /// Moves a fader, a pad and a wheel, and further parts that are set to send something, on one
-    /// machine after the other.
+    /// Goes on with the show, on one machine after the other.
     [[nodiscard]] std::optional<setup::Time> play(setup::Time now) override;
 
 private:
+    void move_part();
+    void move_plug();
+
+    const Show show_;
     EmbeddedBackend backend_;
     std::vector<std::unique_ptr<EmbeddedMachine>> machines_{};
     std::size_t moves_made_ = 0;

@@ -18,10 +18,13 @@ Commands:
   check FILE...                 Read layouts, and say what apply would do
   apply FILE...                 Set all that layouts say, on all their machines at once; nothing
                                 is sent while one of them cannot be set up
+  keep FILE...                  Stay, and set the machines of layouts whenever they appear, until
+                                Ctrl-C
   watch                         Show what the machines send, until Ctrl-C
   doctor                        Find out why a machine cannot be set up, and what to do
 
-FILE is a layout: a table for each machine, a line for each part; - is standard input.
+FILE is a layout: a table for each machine, a line for each part; - is standard input, but
+not for keep, which reads its files again when they change.
 
 Options, before or behind the command:
   -m, --machine MACHINE         The machine: CODE, eight hexadecimal digits, or CODE@CLIENT:PORT

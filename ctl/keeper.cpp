@@ -107,15 +107,12 @@ bool Keeper::begin_jobs() {
 }
 
 bool Keeper::begin(Kept& kept) {
-    const bool is_new_wait = !kept.right;
-    if (is_new_wait) {
+    if (!kept.right) {
         kept.right = host_.right_to(*kept.there);
         kept.claimed = *kept.there;
     }
     if (!kept.right->take()) {
         kept.due = now_() + patience;
-        if (is_new_wait)
-            host_.waits_for(*kept.there);
         return false;
     }
     kept.status = 0;

@@ -20,7 +20,7 @@ public:
     SendingRight(const SendingRight&) = delete;
     SendingRight& operator=(const SendingRight&) = delete;
     virtual ~SendingRight() = default;
-    /// Tries to get it, without waiting. False: another program has it.
+    /// Tries to get it, without waiting. False: another program has it, and it is tried again.
     [[nodiscard]] virtual bool take() = 0;
 };
 
@@ -37,8 +37,6 @@ public:
     /// The right to send to a machine's port, not taken yet. Never two for one port at a time.
     [[nodiscard]] virtual std::unique_ptr<SendingRight> right_to(const setup::Target& target) = 0;
 
-    /// Another program has the right to a machine that has to be set; once for each wait.
-    virtual void waits_for(const setup::Target& target) = 0;
     /// A machine that mappings are for is there and cannot be set up; when that begins or changes.
     virtual void cannot_set(const setup::Choice& choice) = 0;
     /// A mapping came to its end, confirmed or not.

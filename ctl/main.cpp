@@ -15,7 +15,9 @@ namespace {
 
 std::unique_ptr<MidiSystem> system_for(const Request& request) {
     if (request.demo)
-        return std::make_unique<DemoSystem>(*request.demo, request.faults);
+        return std::make_unique<DemoSystem>(
+            *request.demo, request.faults,
+            request.command == Command::keep ? DemoSystem::Show::plugs : DemoSystem::Show::parts);
     return std::make_unique<AlsaSystem>();
 }
 
@@ -30,6 +32,8 @@ ExitStatus carry_out(const Request& request, Workplace& place) {
         return run_check(request, place);
     case Command::apply:
         return run_apply(request, place);
+    case Command::keep:
+        return run_keep(request, place);
     case Command::watch:
         return run_watch(request, place);
     case Command::doctor:
@@ -72,7 +76,8 @@ int run(const Request& request, Output& output, Output& errors) {
     std::optional<StopSignals> signals;
     const bool finishes_first =
         request.command == Command::set || request.command == Command::save ||
-        request.command == Command::apply || request.command == Command::watch;
+        request.command == Command::apply || request.command == Command::keep ||
+        request.command == Command::watch;
     if (finishes_first)
         signals.emplace(); // before the backend, which may start a thread
     const auto system = system_for(request);
@@ -89,7 +94,9 @@ int run(const Request& request, Output& output, Output& errors) {
         const InstalledBackend installed(system->backend());
         status = after_output(carry_out(request, place), place);
     }
-    if (place.stopped_by && request.command != Command::watch)
+    const bool runs_until_stopped =
+        request.command == Command::watch || request.command == Command::keep;
+    if (place.stopped_by && !runs_until_stopped)
         StopSignals::end_by(*place.stopped_by);
     return static_cast<int>(status);
 }

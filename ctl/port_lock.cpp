@@ -7,8 +7,8 @@
 #include <unistd.h>
 
 PortLock::PortLock(const std::string& folder, const std::string& address) {
-    const std::string path = folder + "/keyloftctl-" + address + ".lock";
-    descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    descriptor_ =
+        open(lock_path(folder, address).c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (descriptor_ < 0)
         error_ = errno;
     else
@@ -20,7 +20,13 @@ PortLock::~PortLock() {
         close(descriptor_);
 }
 
+void PortLock::try_again() {
+    if (holder_)
+        take();
+}
+
 void PortLock::take() {
+    holder_.reset();
     // A record lock, because the kernel tells who has it.
     for (;;) {
         struct flock whole {};
@@ -40,6 +46,10 @@ void PortLock::take() {
         }
         // It was given up in between.
     }
+}
+
+std::string lock_path(const std::string& folder, const std::string& address) {
+    return folder + "/keyloftctl-" + address + ".lock";
 }
 
 std::optional<std::string> lock_folder() {

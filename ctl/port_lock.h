@@ -17,6 +17,10 @@ public:
     PortLock(const PortLock&) = delete;
     PortLock& operator=(const PortLock&) = delete;
 
+    /// Tries once more if another program had it. Who waits keeps the object: trying with a new one
+    /// would look to others who wait as if somebody had given the lock up.
+    void try_again();
+
     /// Whether it was taken.
     [[nodiscard]] bool is_held() const { return held_; }
     /// Who has it when it was not taken: 0 for a program that this one cannot see, in another
@@ -33,6 +37,9 @@ private:
     std::optional<pid_t> holder_{};
     int error_ = 0;
 };
+
+/// The file for an address: it is closed when a program gives the lock up.
+[[nodiscard]] std::string lock_path(const std::string& folder, const std::string& address);
 
 /// The folder for such files, $XDG_RUNTIME_DIR; nothing when it is not set or no absolute path.
 [[nodiscard]] std::optional<std::string> lock_folder();

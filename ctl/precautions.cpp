@@ -46,7 +46,6 @@ LockTry try_lock(const MidiSystem& system, const std::string& address) {
         result.refusal = address + " is in use by another keyloftctl" +
                          (*holder > 0 ? " (process " + std::to_string(*holder) + ")"
                                       : std::string(" in another container"));
-        result.lock.reset();
     } else if (!result.lock->is_held()) {
         result.risk = "no lock can be made in " + *folder + " (" +
                       std::generic_category().message(result.lock->error()) + ")" + risk;

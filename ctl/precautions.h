@@ -16,8 +16,9 @@
 
 /// What came of trying to lock a machine's port, so that no second keyloftctl sends to it.
 struct LockTry {
-    std::unique_ptr<PortLock>
-        lock{};            ///< keep it while sending; null where there is nothing to keep
+    /// To be kept while sending; null where there is nothing to keep. With a refusal it is not
+    /// held, and can be tried again.
+    std::unique_ptr<PortLock> lock{};
     std::string refusal{}; ///< who has it, as a sentence; empty: nobody else
     std::string risk{};    ///< why there can be no lock, as a sentence; no hindrance
 };

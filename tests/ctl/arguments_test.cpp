@@ -52,6 +52,9 @@ TEST(Arguments, OfCommandsWithFiles) {
     const Request check = request({"check", "-"});
     EXPECT_EQ(check.command, Command::check);
     EXPECT_THAT(check.files, ElementsAre("-"));
+    const Request keep = request({"--json", "keep", "desk.toml", "pads.toml"});
+    EXPECT_EQ(keep.command, Command::keep);
+    EXPECT_THAT(keep.files, ElementsAre("desk.toml", "pads.toml"));
     const Request apply = request({"apply", "--available", "desk.toml", "--save", "--gentle", "-m",
                                    "4AC5F4C4@24:0", "--", "--pads.toml"});
     EXPECT_EQ(apply.command, Command::apply);
@@ -157,6 +160,11 @@ TEST(Arguments, MistakesAreNamedInOurOwnWords) {
          "--delay is \"x\": it has to be a whole number from 0 to 60000"},
         {{"check"}, "check takes one or more layout files, or - for standard input"},
         {{"apply"}, "apply takes one or more layout files, or - for standard input"},
+        {{"keep"}, "keep takes one or more layout files"},
+        {{"keep", "desk.toml", "-"}, "keep reads its files again when they change, which - cannot"},
+        {{"keep", "desk.toml", "-m", "4AC5F4C4"},
+         "keep takes no -m: its layouts name the machines"},
+        {{"keep", "desk.toml", "--save"}, "--save belongs to set and apply"},
         {{"list", "--save"}, "--save belongs to set and apply"},
         {{"--save", "save"}, "--save belongs to set and apply"},
         {{"check", "desk.toml", "--save"}, "--save belongs to set and apply"},

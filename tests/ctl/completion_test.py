@@ -34,7 +34,8 @@ def offered(*words, apart=None):
 
 class Completion(unittest.TestCase):
     def test_offers_commands(self):
-        self.assertEqual(offered(""), ["list", "set", "save", "check", "apply", "watch", "doctor"])
+        self.assertEqual(offered(""), ["list", "set", "save", "check", "apply", "keep", "watch",
+                                       "doctor"])
         self.assertEqual(offered("s"), ["set", "save"])
         self.assertEqual(offered("--json", "-m", "4AC5F4C4", "@", "24", ":", "0", "wa"), ["watch"])
         self.assertEqual(offered("list", ""), [])
@@ -46,6 +47,7 @@ class Completion(unittest.TestCase):
         self.assertEqual(offered("save", "--"), [*OPTIONS, "--gentle"])
         self.assertEqual(offered("check", "a.toml", "--"), OPTIONS)
         self.assertEqual(offered("apply", "--"), [*OPTIONS, "--save", "--available", "--gentle"])
+        self.assertEqual(offered("keep", "a.toml", "--"), OPTIONS)
         self.assertEqual(offered("--demo", "--"), [*OPTIONS, *FAULTS])
         self.assertEqual(offered("save", "--g"), ["--gentle"])
 
@@ -64,7 +66,7 @@ class Completion(unittest.TestCase):
             for name in ("desk.toml", "de sk.toml", "notes.txt"):
                 (pathlib.Path(folder) / name).touch()
             (pathlib.Path(folder) / "desks").mkdir()
-            for command in ("check", "apply"):
+            for command in ("check", "apply", "keep"):
                 for words in ([command], [command, "other.toml"], ["--json", command]):
                     found = offered(*words, folder + "/de", apart="\n")
                     self.assertEqual(sorted(found), [f"{folder}/{name}" for name in

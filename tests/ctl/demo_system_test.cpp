@@ -109,6 +109,26 @@ TEST(DemoSystem, PlaysWhatItsPartsAreMappedTo) {
         EXPECT_EQ(listener.next(), Sent(0x92, 0)) << "part 0 sends something else";
 }
 
+TEST(DemoSystem, PullsThePlugOfOneMachineAfterTheOther) {
+    DemoSystem system({0x4AC5F4C4, 0x4AC0F4C4}, {}, DemoSystem::Show::plugs);
+    install_midi_backend(&system.backend());
+    setup::Time now{};
+    std::vector<std::string> seen;
+    for (int i = 0; i < 9; ++i) {
+        const auto next = system.play(now);
+        std::string there;
+        const ItemCount count = MIDIGetNumberOfSources();
+        for (ItemCount source = 0; source < count; ++source)
+            there += setup::address_text(system.address(MIDIGetSource(source)).value()) + " ";
+        seen.push_back(there);
+        now = next.value();
+    }
+    EXPECT_EQ(seen, (std::vector<std::string>{"128:0 129:0 ", "129:0 ", "129:0 128:0 ",
+                                              "129:0 128:0 ", "128:0 ", "128:0 129:0 ",
+                                              "128:0 129:0 ", "129:0 ", "129:0 128:0 "}));
+    install_midi_backend(nullptr);
+}
+
 TEST(DemoSystem, IsNotPlayedBeforeItsTime) {
     DemoSystem system({0x4AC5F4C4}, {});
     const auto next = system.play({});

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <poll.h>
 #include <stdexcept>
+#include <utility>
 
 using setup::Time;
 using std::chrono::milliseconds;
@@ -80,7 +81,8 @@ OSStatus ForgetfulBackend::send(MIDIPortRef port, MIDIEndpointRef destination,
 /// it up.
 class KeeperWorld::Right final : public SendingRight {
 public:
-    Right(KeeperWorld& world, int port) : world_(world), port_(port) {
+    Right(KeeperWorld& world, int port, std::string name)
+        : world_(world), port_(port), name_(std::move(name)) {
         if (!world_.own_.emplace(port_, this).second)
             throw std::logic_error("two rights for one port");
     }
@@ -90,6 +92,8 @@ public:
 
     [[nodiscard]] bool take() override {
         is_taken = !world_.foreign.contains(port_);
+        if (!is_taken && !std::exchange(has_told_, true))
+            world_.tell("waits for " + name_);
         return is_taken;
     }
 
@@ -98,6 +102,8 @@ public:
 private:
     KeeperWorld& world_;
     const int port_;
+    const std::string name_;
+    bool has_told_ = false;
 };
 
 KeeperWorld::KeeperWorld() {
@@ -227,20 +233,14 @@ std::vector<setup::Machine> KeeperWorld::machines() {
 
 std::unique_ptr<SendingRight> KeeperWorld::right_to(const setup::Target& target) {
     // One that has gone since it was listed has no number.
-    return std::make_unique<Right>(
-        *this,
-        target.destination.address
-            .value_or(setup::PortAddress{-1 - static_cast<int>(target.destination.reference)})
-            .client);
+    const setup::PortAddress none{-static_cast<int>(target.destination.reference), 0};
+    return std::make_unique<Right>(*this, target.destination.address.value_or(none).client,
+                                   protocol::code_text(target.code));
 }
 
 void KeeperWorld::tell(const std::string& text) {
     const auto at = std::chrono::duration_cast<milliseconds>(now().time_since_epoch());
     told.push_back(std::to_string(at.count()) + " ms: " + text);
-}
-
-void KeeperWorld::waits_for(const setup::Target& target) {
-    tell("waits for " + protocol::code_text(target.code));
 }
 
 void KeeperWorld::cannot_set(const setup::Choice& choice) {

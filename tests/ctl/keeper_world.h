@@ -102,7 +102,6 @@ private:
 
     [[nodiscard]] std::vector<setup::Machine> machines() override;
     [[nodiscard]] std::unique_ptr<SendingRight> right_to(const setup::Target& target) override;
-    void waits_for(const setup::Target& target) override;
     void cannot_set(const setup::Choice& choice) override;
     void result(const ResultReport& result) override;
     void finished(const setup::Target& target, const JobSum& sum, std::int32_t status) override;

@@ -41,6 +41,20 @@ TEST_F(PortLockTest, IsRefusedWhileAnotherProcessHasItAndNamesThatProcess) {
     EXPECT_EQ(lock.error(), 0);
 }
 
+TEST_F(PortLockTest, IsTriedAgain) {
+    std::optional<LockHolder> other(std::in_place, folder_, "24:0");
+    PortLock lock(folder_, "24:0");
+    lock.try_again();
+    EXPECT_FALSE(lock.is_held());
+    EXPECT_EQ(lock.holder(), other->process());
+    other.reset();
+    lock.try_again();
+    EXPECT_TRUE(lock.is_held());
+    EXPECT_FALSE(lock.holder().has_value());
+    lock.try_again();
+    EXPECT_TRUE(lock.is_held());
+}
+
 TEST_F(PortLockTest, IsForOnePortOnly) {
     const LockHolder other(folder_, "24:0");
     EXPECT_TRUE(PortLock(folder_, "24:1").is_held());

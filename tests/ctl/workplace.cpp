@@ -128,6 +128,9 @@ CommandResult run_command(const Request& request, MidiSystem& system, StopSignal
     case Command::apply:
         status = run_apply(request, place);
         break;
+    case Command::keep:
+        status = run_keep(request, place);
+        break;
     case Command::watch:
         status = run_watch(request, place);
         break;

@@ -18,6 +18,7 @@ TREE = {
     f"share/applications/{ID}.desktop",
     f"share/metainfo/{ID}.metainfo.xml",
     "share/bash-completion/completions/keyloftctl",
+    "lib/systemd/user/keyloft-keep@.service",
     *(f"share/doc/keyloft/{document}" for document in DOCUMENTS),
 }
 
