@@ -50,8 +50,8 @@ if(TARGET keyloft)
 endif()
 
 # What users read: the guides with their pictures, and what they link to.
-foreach(document IN ITEMS user-guide.md user-guide.zh_CN.md protocol.md keyloftctl.schema.json
-    keyloft-layout.schema.json)
+foreach(document IN ITEMS user-guide.md user-guide.zh_CN.md layouts.md layouts.zh_CN.md protocol.md
+    keyloftctl.schema.json keyloft-layout.schema.json)
   install(FILES docs/${document} DESTINATION ${CMAKE_INSTALL_DOCDIR})
 endforeach()
 foreach(picture IN ITEMS start filled-in applied)

@@ -6,9 +6,9 @@ import support
 from support import BUILD, ID, PROGRAMS, files_below, run
 
 ICON_SIZES = [16, 22, 24, 32, 48, 64, 128, 256, 512]
-DOCUMENTS = ["user-guide.md", "user-guide.zh_CN.md", "protocol.md", "keyloftctl.schema.json",
-             "keyloft-layout.schema.json", "images/start.png", "images/filled-in.png",
-             "images/applied.png"]
+DOCUMENTS = ["user-guide.md", "user-guide.zh_CN.md", "layouts.md", "layouts.zh_CN.md", "protocol.md",
+             "keyloftctl.schema.json", "keyloft-layout.schema.json", "images/start.png",
+             "images/filled-in.png", "images/applied.png"]
 TREE = {
     *(f"bin/{program}" for program in PROGRAMS),
     *(f"share/man/{language}man1/{program}.1" for program in PROGRAMS
