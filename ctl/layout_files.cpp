@@ -55,8 +55,7 @@ public:
     using Identity = std::pair<dev_t, ino_t>;
     [[nodiscard]] Identity identity() const {
         struct stat found {};
-        if (fstat(descriptor_, &found) != 0)
-            return {};
+        (void)fstat(descriptor_, &found); // it is open
         return {found.st_dev, found.st_ino};
     }
 

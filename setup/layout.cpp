@@ -2,6 +2,7 @@
 #include "setup/layout.h"
 
 #include "protocol/device_code.h"
+#include "setup/layout_characters.h"
 #include "setup/layout_text.h"
 #include "setup/plain_text.h"
 

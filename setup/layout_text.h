@@ -4,22 +4,16 @@
 #include "setup/layout.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
-// What the reader of layouts says, and what it looks at before it reads. Part of setup/layout.h.
+// The sentences about layouts. Part of setup/layout.h.
 
 namespace setup {
 
 /// Other people's words in a sentence: without control characters, with quotation marks around
 /// them, and cut short where they are long.
 [[nodiscard]] std::string quoted(std::string_view words);
-
-/// Why the library cannot be asked to read this: it is empty, or no text in UTF-8, or has
-/// characters outside of ASCII outside of comments, some of which the library gets wrong, or has
-/// so many dots in a line that the tables in each other would overflow the stack. Else nothing.
-[[nodiscard]] std::optional<LayoutMistake> unreadable(const LayoutFile& file);
 
 // Names of machines and parts.
 [[nodiscard]] std::string outside_text(std::string_view name);

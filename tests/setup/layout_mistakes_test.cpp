@@ -184,6 +184,10 @@ TEST(LayoutMistakes, DeepestTablesAreReadAndForgotten) {
                     "4AC5F4C4"});
 }
 
+TEST(LayoutMistakes, AMillionQuotationMarksAreReadAtOnce) {
+    EXPECT_EQ(mistakes_in("x = " + std::string(1'000'000, '"')).size(), 1U);
+}
+
 // --- machines ---
 
 TEST(LayoutMistakes, NameThatIsNoCode) {
