@@ -72,6 +72,12 @@ private:
     unsigned idle_waits_ = 0;
 };
 
+/// What the explored apply sets: explored_mapping, and another one.
+inline constexpr const char* explored_layout = R"([4AC5F4C4]
+5 = { type = "Control Change", channel = 3, controller = 7 }
+6 = { type = "Control Change", channel = 3, controller = 8 }
+)";
+
 /// What the explored commands set.
 inline constexpr protocol::KeyMapping explored_mapping{
     .part = 5, .type = protocol::MessageType::control_change, .channel = 3, .controller = 7};

@@ -5,6 +5,7 @@
 #include "ctl/wording.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <functional>
 #include <numeric>
@@ -17,6 +18,8 @@ namespace {
 const std::string code = "4AC5F4C4";
 const std::string set_words = "part 5: Control Change, channel 3, controller 7";
 const Bytes set_message = {0xB2, 0x07, 0x05};
+const std::string second_words = "part 6: Control Change, channel 3, controller 8";
+const Bytes second_message = {0xB2, 0x08, 0x06};
 const Bytes save_message = {0xAF, 0x7F, 0x7F};
 
 bool is_send(const Event& event) {
@@ -176,6 +179,57 @@ void ExpectedCommand::save() {
     if (!connect())
         output = "the machine's source is not connected";
     else if (!exchange("save", save_message))
+        status = ExitStatus::unconfirmed;
+}
+
+/// Whether the machine of the layout can be set up; else the command is refused.
+bool ExpectedCommand::find() {
+    const Machines machines = look_around();
+    const auto machine = machines.find(code);
+    const bool is_there = machine != machines.end();
+    if (is_there && obstacle(machine->second) == setup::Obstacle::none) {
+        source_ = machine->second.sources[0];
+        return true;
+    }
+    status = ExitStatus::no_machine;
+    errors_are_part = true;
+    errors = is_there ? code + " cannot be set up: " + obstacle_text(obstacle(machine->second))
+                      : code + " is not there; \"keyloftctl doctor\" says what is";
+    return false;
+}
+
+void ExpectedCommand::apply(bool save_behind) {
+    if (!find())
+        return;
+    if (!connect()) {
+        output = "the machine's source is not connected";
+        return;
+    }
+    std::string failures;
+    std::array<std::size_t, 3> counts{}; // confirmed, unconfirmed, not sent
+    const auto follow = [&](const std::string& words, const Bytes& message, bool counts_too) {
+        output.clear();
+        const bool is_confirmed = exchange(words, message);
+        const bool is_not_sent = output.find("  not sent: ") != std::string::npos;
+        const bool is_said_already = is_not_sent && counts[2] != 0 && gone_ == -ENODEV;
+        if (!is_confirmed && !is_said_already)
+            failures += output;
+        if (counts_too)
+            ++counts.at(is_confirmed ? 0U : is_not_sent ? 2U : 1U);
+        return is_confirmed;
+    };
+    (void)follow(set_words, set_message, true);
+    (void)follow(second_words, second_message, true);
+    const bool is_saved = save_behind && counts[0] == 2 && follow("save", save_message, false);
+    std::string sum;
+    constexpr std::array<const char*, 3> names = {"confirmed", "unconfirmed", "not sent"};
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        if (counts[i] != 0)
+            sum += (sum.empty() ? "" : ", ") + (counts[i] == 1 ? "1 " : std::string()) + names[i];
+    }
+    sum += is_saved ? " and saved" : save_behind ? "; not saved" : "";
+    output = failures + code + "  2 mappings  " + sum + " (N s)\n";
+    if (counts[0] != 2 || is_saved != save_behind)
         status = ExitStatus::unconfirmed;
 }
 

@@ -17,6 +17,8 @@ public:
     /// set, with `save` behind it if the mapping is confirmed; or the save command alone.
     void set(bool save);
     void save();
+    /// apply, of the layout with both explored mappings.
+    void apply(bool save);
     void watch();
 
     ExitStatus status = ExitStatus::done;
@@ -58,6 +60,7 @@ private:
     void note(Machines& machines, StepKind list, const Event& query) const;
     [[nodiscard]] static setup::Obstacle obstacle(const Ports& ports);
     [[nodiscard]] bool choose();
+    [[nodiscard]] bool find();
     [[nodiscard]] bool connect();
     [[nodiscard]] bool exchange(const std::string& words, const Bytes& message);
     [[nodiscard]] bool attempt(Course& course);
