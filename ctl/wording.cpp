@@ -39,7 +39,7 @@ std::string unconfirmed_text(const protocol::Message& message, const setup::Outc
     std::string text = "unconfirmed: sent";
     if (outcome.stopped)
         text += " once because it was stopped";
-    else if (outcome.status == 0)
+    else if (outcome.sent > 1)
         text += " twice";
     text += ", and " + reason_text(message, outcome);
     if (outcome.status != 0)

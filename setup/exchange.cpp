@@ -62,11 +62,11 @@ void Exchange::sent(std::int32_t status, Time now) {
     if (outcome_.status == 0)
         outcome_.status = status;
     if (status != 0 && step_ <= message_step) {
-        end(message_sent_ ? Result::unconfirmed : Result::not_sent, now);
+        end(outcome_.sent != 0 ? Result::unconfirmed : Result::not_sent, now);
         return;
     }
     if (step_ == message_step)
-        message_sent_ = true;
+        ++outcome_.sent;
     ++step_;
     if (step_ < steps) {
         due_ = now + steps_[step_].pause_before;
@@ -102,9 +102,9 @@ void Exchange::stop() {
         return;
     // Nothing of this attempt was sent: it ends where its first pause began.
     due_ -= steps_.front().pause_before;
-    if (!message_sent_)
+    if (outcome_.sent == 0)
         outcome_.status = -ECANCELED;
-    end(message_sent_ ? Result::unconfirmed : Result::not_sent, due_);
+    end(outcome_.sent != 0 ? Result::unconfirmed : Result::not_sent, due_);
 }
 
 /// The attempt in whose window the time lies; 0: in none.

@@ -33,6 +33,7 @@ enum class Result : std::uint8_t {
 struct Outcome {
     Result result = Result::not_sent;
     unsigned attempts = 0; ///< sequences begun, 0 to 2; if confirmed: the one whose echo it was
+    unsigned sent = 0;     ///< how many times the message itself was sent, 0 to 2
     Duration took{};       ///< from the start to `ended`, with all pauses and waits
     Time ended{};          ///< its pauses are over here: the next exchange may start
 
@@ -143,11 +144,10 @@ private:
     std::array<Step, steps> steps_{};
     Time start_;
     Time due_;
-    Time sequence_end_{};       ///< of this attempt, once all is sent
-    std::size_t step_ = 0;      ///< the next one to send; `steps`: all are sent
-    unsigned attempt_ = 1;      ///< counted from 1
-    bool sending_ = false;      ///< between advance() and sent()
-    bool message_sent_ = false; ///< in any attempt
+    Time sequence_end_{};  ///< of this attempt, once all is sent
+    std::size_t step_ = 0; ///< the next one to send; `steps`: all are sent
+    unsigned attempt_ = 1; ///< counted from 1
+    bool sending_ = false; ///< between advance() and sent()
     bool stop_ = false;
     bool over_ = false;
     std::array<Window, protocol::attempts> windows_{};

@@ -250,8 +250,8 @@ bool ExpectedCommand::exchange(const std::string& words, const Bytes& message) {
         else if (course.windows.empty())
             became = "not sent: " + failure_words(course.failure);
         else
-            became = std::string("unconfirmed: sent") + (course.failure == 0 ? " twice" : "") +
-                     ", and " + reason(course) +
+            became = std::string("unconfirmed: sent") +
+                     (course.windows.size() == 2 ? " twice" : "") + ", and " + reason(course) +
                      (course.failure != 0 ? "; then " + failure_words(course.failure) : "");
         if (course.failure == -ENODEV)
             gone_ = course.failure;

@@ -56,6 +56,18 @@ TEST_F(OutputTest, IsColouredWhereThatIsWanted) {
         ->finding({Finding::Level::problem, "lock", "there is none", "make one"});
     EXPECT_EQ(read_some(), "\x1b[1;31mproblem\x1b[0m  lock: there is none\n"
                            "         What to do: make one\n");
+    text_report(output, true)
+        ->sum({.code = 0x4AC5F4C4, .port = "24:0", .sum = {.mappings = 2, .confirmed = 2}});
+    EXPECT_EQ(read_some(),
+              "\x1b[1;36m4AC5F4C4\x1b[0m  2 mappings  \x1b[32mconfirmed\x1b[0m (0.00 s)\n");
+    text_report(output, true)
+        ->sum({.code = 0x4AC5F4C4,
+               .port = "24:0",
+               .sum = {.mappings = 1, .confirmed = 1},
+               .saves = true});
+    EXPECT_EQ(
+        read_some(),
+        "\x1b[1;36m4AC5F4C4\x1b[0m  1 mapping  \x1b[1;31mconfirmed; not saved\x1b[0m (0.00 s)\n");
     text_report(output, false)->finding({Finding::Level::ok, "lock", "it is there"});
     EXPECT_EQ(read_some(), "ok       lock: it is there\n");
 }

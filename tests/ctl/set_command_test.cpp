@@ -96,7 +96,7 @@ TEST_F(SetCommand, IsNotFooledByALoop) {
         system_.backend().emit(loop, bytes, std::chrono::milliseconds(1));
     });
     const CommandResult result = run_command(set_request(), system_);
-    EXPECT_EQ(result.output, words + "unconfirmed: sent twice, and everything came back; something "
+    EXPECT_EQ(result.output, words + "unconfirmed: sent, and everything came back; something "
                                      "returns whatever it is sent, such as a loop-back cable or a "
                                      "through port\n");
     EXPECT_EQ(result.status, ExitStatus::unconfirmed);

@@ -36,7 +36,7 @@ class BetweenThem(KeyloftCtl):
         through = next(client.number for client in sequencer.clients()
                        if client.name == "Midi Through")
         self.expect(["-m", f"{CODE}@{through}:0", *SET],
-                    f"{CODE}  {WORDS}unconfirmed: sent twice, and everything came back; something "
+                    f"{CODE}  {WORDS}unconfirmed: sent, and everything came back; something "
                     "returns whatever it is sent, such as a loop-back cable or a through port\n",
                     status=1)
 
