@@ -4,6 +4,7 @@
 layouts, and runs the benchmarks with the arguments of rounds.py."""
 
 import contextlib
+import os
 import shlex
 import sys
 import tempfile
@@ -34,6 +35,7 @@ def all_machines(build):
     """The sixteen machines of the family, which answer."""
     with plugged(*((code, None) for code in gadgets.CODES)) as made, \
             tempfile.TemporaryDirectory() as folder:
+        os.environ["XDG_RUNTIME_DIR"] = folder  # for keyloftctl's locks
         simulated = machines.Machines(build / "tests/e2e/keyloft-raw-machine", made, Path(folder))
         try:
             yield

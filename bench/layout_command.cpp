@@ -8,14 +8,12 @@
 #include "protocol/mapping.h"
 
 #include <benchmark/benchmark.h>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 namespace {
 
-const std::string folder = std::filesystem::temp_directory_path();
-const std::string layout = folder + "/layout_command_bench.toml";
+const std::string layout = std::filesystem::temp_directory_path() / "layout_command_bench.toml";
 
 void write_layout() {
     std::ofstream file(layout);
@@ -42,7 +40,6 @@ void measure(benchmark::State& state, const CommandLine& command) {
 
 void ours(benchmark::State& state) {
     write_layout();
-    setenv("XDG_RUNTIME_DIR", folder.c_str(), 1);
     measure(state, {KEYLOFT_CTL, "apply", layout.c_str()});
     std::filesystem::remove(layout);
 }

@@ -6,7 +6,6 @@
 #include <cerrno>
 
 using protocol::Message;
-using setup::Outcome;
 using setup::Result;
 using setup::Time;
 using std::chrono::milliseconds;

@@ -62,7 +62,8 @@ TEST_P(RunnerFaultPairs, InEveryTwoSteps) {
                 for (const auto& second : all_happenings()) {
                     if (turn++ % (shares * distance) != GetParam())
                         continue;
-                    const Happening one{first, earlier}, other{second, later};
+                    const Happening one{first, earlier};
+                    const Happening other{second, later};
                     ExploredRun run{Echo::normal, {one, other}};
                     ASSERT_EQ(run.run(), "") << words(one) << ", " << words(other);
                     ++cases;
