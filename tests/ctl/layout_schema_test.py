@@ -7,6 +7,7 @@ import json
 import os
 import pathlib
 import random
+import re
 import subprocess
 import tomllib
 import unittest
@@ -110,6 +111,16 @@ class LayoutSchema(unittest.TestCase):
             self.assertEqual(schema_accepts(layout), accepted, layout)
             right += accepted
         self.assertTrue(30 < right < 120, right)
+
+    def test_examples_of_the_documents_are_right_but_those_called_wrong(self):
+        for name in ("layouts.md", "layouts.zh_CN.md"):
+            text = (DOCS / name).read_text(encoding="utf-8")
+            examples = re.findall(r"^```toml\n(.*?)^```$", text, re.DOTALL | re.MULTILINE)
+            self.assertGreater(len(examples), 2, name)
+            for example in examples:
+                is_right = not example.startswith("# wrong")
+                with self.subTest(document=name, example=example):
+                    self.assertEqual(schema_accepts(example), is_right)
 
 
 if __name__ == "__main__":
