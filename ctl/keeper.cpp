@@ -63,7 +63,8 @@ void Keeper::stop() {
 std::optional<Time> Keeper::step() {
     std::optional<Time> next;
     do {
-        if (std::exchange(must_look_, false))
+        const bool is_time = look_again_ && *look_again_ <= now_();
+        if (std::exchange(must_look_, false) || is_time)
             update_machines();
         next = jobs_.step();
         end_jobs();
@@ -72,10 +73,13 @@ std::optional<Time> Keeper::step() {
         if (!stopped_ && kept.is_waiting())
             next = std::min(next.value_or(Time::max()), kept.due);
     }
+    if (!stopped_ && look_again_)
+        next = std::min(next.value_or(Time::max()), *look_again_);
     return next;
 }
 
 void Keeper::update_machines() {
+    look_again_.reset();
     const std::vector<setup::Machine> machines = host_.machines();
     for (auto& [code, kept] : machines_)
         see(code, kept, machines);
@@ -92,7 +96,10 @@ void Keeper::see(std::uint32_t code, Kept& kept, const std::vector<setup::Machin
         kept.due = Time{};
     kept.there = is_ready ? std::optional(choice.target) : std::nullopt;
     const setup::Obstacle before = std::exchange(kept.obstacle, choice.obstacle);
-    if (!choice.candidates.empty() && !is_ready && choice.obstacle != before)
+    if (choice.candidates.empty() || is_ready)
+        return;
+    look_again_ = now_() + patience;
+    if (choice.obstacle != before)
         host_.cannot_set(choice);
 }
 

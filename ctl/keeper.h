@@ -49,7 +49,9 @@ public:
 /// Sets each of its machines that is there, and each that comes, side by side, on the calling
 /// thread. Nothing is saved. A machine counts as another one each time it appears, and it is set
 /// again when its mappings change. What it does not confirm is not tried again. Where something
-/// could not be sent although the machine stays, all of it is tried again ten seconds later.
+/// could not be sent although the machine stays, all of it is tried again ten seconds later. A
+/// machine that is there and cannot be set up is looked at again as often: what stands in the way
+/// may be a name, and nobody says when that changes.
 class Keeper {
 public:
     /// `host` has to outlive the keeper. std::system_error: no descriptor is left.
@@ -75,8 +77,8 @@ public:
     /// What the machines send arrives here; step() takes it out.
     [[nodiscard]] setup::Inbox& inbox() { return jobs_.inbox(); }
 
-    /// How long a machine rests that could not be sent to, and how soon a right is tried again if
-    /// nobody says that it has become free.
+    /// How long all that takes, and how soon a right is tried again if nobody says that it has
+    /// become free.
     static constexpr setup::Duration patience = std::chrono::seconds(10);
 
 private:
@@ -114,5 +116,6 @@ private:
     MachineJobs jobs_;
     std::map<std::uint32_t, Kept> machines_{}; ///< with mappings to hold, or being set
     bool must_look_ = true;
+    std::optional<setup::Time> look_again_{}; ///< for a machine that cannot be set up
     bool stopped_ = false;
 };

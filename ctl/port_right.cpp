@@ -43,10 +43,8 @@ bool PortRight::take() {
         if (!attempt_.risk.empty())
             say_risk_(attempt_.risk);
     }
-    if (attempt_.lock && !attempt_.lock->is_held()) {
+    const bool has_it = !attempt_.lock || attempt_.lock->is_held();
+    if (!has_it)
         waits_.add(address_);
-        return false;
-    }
-    waits_.remove(address_);
-    return true;
+    return has_it;
 }

@@ -179,6 +179,24 @@ TEST_F(KeeperTest, SetsNeitherOfTwoMachinesWithOneCode) {
     EXPECT_TRUE(world.holds(1, two));
 }
 
+// A name may change without anybody's being told.
+TEST_F(KeeperTest, LooksEveryTenSecondsAtAMachineThatCannotBeSetUp) {
+    const EmbeddedObject in{.name = "4AC0F4C4 in", .is_destination = false};
+    EmbeddedObject out{.name = "out", .is_source = false};
+    (void)world.service.attach(in);
+    const MIDIObjectRef port = world.service.attach(out);
+    world.keeper->keep(kept({{0, two}}));
+    world.at(start + seconds(5), [&] {
+        out.name = "4AC0F4C4 out";
+        world.service.update_object(port, out);
+        (void)world.service.update(ObjectList::devices); // takes the news
+    });
+    world.run_until(start + seconds(9));
+    EXPECT_EQ(world.told, Lines{"0 ms: cannot set 4AC0F4C4"});
+    world.run_until_idle();
+    EXPECT_EQ(world.told.back(), "11244 ms: 4AC0F4C4 has 0 of 2");
+}
+
 TEST_F(KeeperTest, FinishesAMachineThatGetsATwin) {
     world.add_machine(0);
     world.keeper->keep(kept({{0, two}}));
