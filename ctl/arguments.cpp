@@ -22,7 +22,7 @@ struct NamedCommand {
 constexpr std::size_t any_number = std::numeric_limits<std::size_t>::max();
 constexpr std::string_view some_files = "one or more layout files, or - for standard input";
 
-constexpr std::array<NamedCommand, 8> commands = {{
+constexpr std::array<NamedCommand, 9> commands = {{
     {"list", Command::list, "no arguments", 0, 0},
     {"set", Command::set, "four arguments: PART TYPE CHANNEL NUMBER", 4, 4},
     {"save", Command::save, "no arguments", 0, 0},
@@ -30,6 +30,7 @@ constexpr std::array<NamedCommand, 8> commands = {{
     {"apply", Command::apply, some_files, 1, any_number},
     {"keep", Command::keep, "one or more layout files", 1, any_number},
     {"watch", Command::watch, "no arguments", 0, 0},
+    {"identify", Command::identify, "no arguments", 0, 0},
     {"doctor", Command::doctor, "no arguments", 0, 0},
 }};
 
@@ -41,6 +42,9 @@ struct Options {
     bool save = false;
     bool available = false;
     bool gentle = false;
+    bool yes = false;
+    std::string layout;
+    std::string then;
     bool help = false;
     bool version = false;
     FaultOptions faults{};
@@ -57,6 +61,9 @@ void add_options(CLI::App& app, Options& options) {
     flag("--save", options.save);
     flag("--available", options.available);
     flag("--gentle", options.gentle);
+    flag("--yes", options.yes);
+    app.add_option("--layout", options.layout);
+    app.add_option("--then", options.then);
     flag("-h,--help", options.help);
     flag("--version", options.version);
     add_fault_options(app, options.faults);
@@ -95,6 +102,12 @@ void refuse_what_does_not_fit(const CLI::App& app, const Options& options, Comma
         throw WrongArguments("--gentle belongs to set, save and apply");
     if (app.count("-m") != 0 && command == Command::keep)
         throw WrongArguments("keep takes no -m: its layouts name the machines");
+    for (const char* const option : {"--yes", "--layout", "--then"}) {
+        if (app.count(option) != 0 && command != Command::identify)
+            throw WrongArguments(option + std::string(" belongs to identify"));
+    }
+    if (options.layout == "-" && options.then == "-")
+        throw WrongArguments("only one of --layout and --then can be standard input");
     for (const CLI::Option* const option : app.get_options()) {
         if (option->get_group() == "Faults" && option->count() != 0 && options.demo.empty())
             throw WrongArguments(option->get_name() + " needs --demo: a real machine has its own "
@@ -110,6 +123,7 @@ Request request_of(const CLI::App& app, const Options& options,
                     .save = options.save,
                     .available = options.available,
                     .gentle = options.gentle,
+                    .is_agreed = options.yes,
                     .json = options.json,
                     .faults = faults_of(options.faults)};
     if (app.count("-m") != 0)
@@ -122,6 +136,10 @@ Request request_of(const CLI::App& app, const Options& options,
     if (command.command == Command::keep &&
         std::ranges::find(request.files, "-") != request.files.end())
         throw WrongArguments("keep reads its files again when they change, which - cannot");
+    if (app.count("--layout") != 0)
+        request.files = {options.layout};
+    if (app.count("--then") != 0)
+        request.then = {options.then};
     if (!options.demo.empty())
         request.demo = demo_argument(options.demo);
     return request;

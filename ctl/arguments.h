@@ -10,17 +10,20 @@
 #include <variant>
 #include <vector>
 
-enum class Command : std::uint8_t { list, set, save, check, apply, keep, watch, doctor };
+enum class Command : std::uint8_t { list, set, save, check, apply, keep, watch, identify, doctor };
 
 /// What keyloftctl is asked to do. All numbers are in their ranges.
 struct Request {
     Command command = Command::list;
     std::optional<MachineChoice> machine{};
-    protocol::KeyMapping mapping{};   ///< of set
-    std::vector<std::string> files{}; ///< of check, apply and keep, at least one
-    bool save = false;                ///< set, apply: save afterwards
-    bool available = false;           ///< apply: leave out the machines that cannot be set up
-    bool gentle = false;              ///< set, save, apply: wait the full time behind each command
+    protocol::KeyMapping mapping{}; ///< of set
+    /// Of check, apply and keep, at least one; of identify the one of --layout, if it is given.
+    std::vector<std::string> files{};
+    std::vector<std::string> then{}; ///< identify: the file of --then, if it is given
+    bool save = false;               ///< set, apply: save afterwards
+    bool available = false;          ///< apply: leave out the machines that cannot be set up
+    bool gentle = false;             ///< set, save, apply: wait the full time behind each command
+    bool is_agreed = false;          ///< identify: need not ask
     bool json = false;
     std::optional<std::vector<std::uint32_t>> demo{}; ///< the simulated machines, at least one
     MachineFaults faults{};                           ///< of the simulated machines

@@ -21,6 +21,8 @@ Commands:
   keep FILE...                  Stay, and set the machines of layouts whenever they appear, until
                                 Ctrl-C
   watch                         Show what the machines send, until Ctrl-C
+  identify                      Find out the number of a part by pressing or turning it, until
+                                Ctrl-C; replaces all mappings of the machine, saves nothing
   doctor                        Find out why a machine cannot be set up, and what to do
 
 FILE is a layout: a table for each machine, a line for each part; - is standard input, but
@@ -29,11 +31,14 @@ not for keep, which reads its files again when they change.
 Options, before or behind the command:
   -m, --machine MACHINE         The machine: CODE, eight hexadecimal digits, or CODE@CLIENT:PORT
                                 with the sequencer port to send to. Not needed while one machine
-                                of the family is alone. check, apply: take the layout of one
-                                machine for this one.
+                                of the family is alone. check, apply, identify: take the layout
+                                of one machine for this one.
   --save                        set, apply: save, too, where all mappings are confirmed
   --available                   apply: leave out the machines that cannot be set up
   --gentle                      set, save, apply: wait a third of a second behind each message
+  --yes                         identify: do not ask first
+  --layout FILE                 identify: print what this layout has for each part, too
+  --then FILE                   identify: apply this layout at the end
   --json                        One JSON object a line
   --demo[=CODES]                Simulated machines instead of real ones: 4AC5F4C4, those of
                                 CODE,CODE or "all"; needs no sequencer

@@ -169,6 +169,24 @@ public:
               {"present", report.is_present}});
     }
 
+    void part(const PartReport& report) override {
+        Json json{{"kind", "part"},
+                  {"time", time_text(report.at)},
+                  {"machine", protocol::code_text(report.code)},
+                  {"port", report.port},
+                  {"part", report.part},
+                  {"bytes", hex_text(report.bytes)},
+                  {"layout", nullptr}};
+        if (report.entry) {
+            const protocol::KeyMapping& mapping = report.entry->mapping;
+            json["layout"] = {{"type", protocol::type_name(mapping.type)},
+                              {"channel", mapping.channel},
+                              {"controller", mapping.controller},
+                              {"place", setup::place_text(report.entry->place)}};
+        }
+        line(json);
+    }
+
     void finding(const Finding& finding) override {
         constexpr std::array<std::string_view, 3> levels = {"ok", "note", "problem"};
         line({{"kind", "finding"},

@@ -36,6 +36,8 @@ ExitStatus carry_out(const Request& request, Workplace& place) {
         return run_keep(request, place);
     case Command::watch:
         return run_watch(request, place);
+    case Command::identify:
+        return run_identify(request, place);
     case Command::doctor:
         break;
     }
@@ -73,11 +75,12 @@ public:
 int run(const Request& request, Output& output, Output& errors) {
     // While signals are not held back: what comes through a pipe may take its time.
     setup::Layout layout = read_layout_files(request.files);
+    setup::Layout then = read_layout_files(request.then);
     std::optional<StopSignals> signals;
     const bool finishes_first =
         request.command == Command::set || request.command == Command::save ||
         request.command == Command::apply || request.command == Command::keep ||
-        request.command == Command::watch;
+        request.command == Command::watch || request.command == Command::identify;
     if (finishes_first)
         signals.emplace(); // before the backend, which may start a thread
     const auto system = system_for(request);
@@ -88,7 +91,8 @@ int run(const Request& request, Output& output, Output& errors) {
                     .output = output,
                     .errors = errors,
                     .signals = signals ? &*signals : nullptr,
-                    .layout = std::move(layout)};
+                    .layout = std::move(layout),
+                    .then = std::move(then)};
     ExitStatus status = ExitStatus::done;
     {
         const InstalledBackend installed(system->backend());

@@ -67,6 +67,17 @@ struct PresenceReport {
     bool is_present = true;
 };
 
+/// A part was pressed or turned, and not the same one as before.
+struct PartReport {
+    WallTime at{};
+    std::uint32_t code = 0;
+    std::string port{};
+    int part = 0;
+    std::vector<std::uint8_t> bytes{};         ///< that told it
+    std::string layout{};                      ///< file with the layout to compare; empty: none
+    std::optional<setup::LayoutEntry> entry{}; ///< what this layout has for the part
+};
+
 /// Something that doctor found.
 struct Finding {
     enum class Level : std::uint8_t { ok, note, problem };
@@ -90,6 +101,7 @@ public:
     virtual void sum(const SumReport& report) = 0;
     virtual void message(const MessageReport& report) = 0;
     virtual void presence(const PresenceReport& report) = 0;
+    virtual void part(const PartReport& report) = 0;
     virtual void finding(const Finding& finding) = 0;
 };
 

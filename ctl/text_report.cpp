@@ -88,6 +88,16 @@ public:
                      (report.is_present ? "is there, " : "has gone, ") + report.port);
     }
 
+    void part(const PartReport& report) override {
+        std::string text = "part " + std::to_string(report.part);
+        if (report.entry)
+            text = protocol::mapping_text(report.entry->mapping) + "  " +
+                   setup::place_text(report.entry->place);
+        else if (!report.layout.empty())
+            text += "  not in " + setup::place_text({.file = report.layout});
+        output_.line(name(report.code) + "  " + text);
+    }
+
     void finding(const Finding& finding) override {
         constexpr std::array<std::string_view, 3> levels = {"ok     ", "note   ", "problem"};
         constexpr std::array<std::string_view, 3> colours = {colour::good, colour::doubtful,

@@ -7,17 +7,10 @@
 #include "setup/waiting.h"
 
 #include <algorithm>
-#include <array>
 #include <list>
 #include <system_error>
 
 namespace {
-
-WallTime wall_time(setup::Time at) {
-    const auto ago = setup::steady_now() - at;
-    return std::chrono::system_clock::now() -
-           std::chrono::duration_cast<std::chrono::system_clock::duration>(ago);
-}
 
 /// Listens to the machines that are wanted, as they come and go.
 class Watch {
@@ -30,22 +23,13 @@ public:
         look_around();
         if (lines_.empty())
             place_.tell("no machine is there yet; waiting for one");
-        while (!is_over_) {
+        for (bool is_over = false; !is_over;) {
             const auto next = place_.system.play(setup::steady_now());
-            std::array<pollfd, 4> polled = {{
-                {.fd = client_.inbox().descriptor(), .events = POLLIN, .revents = 0},
-                {.fd = place_.system.backend().changes(), .events = POLLIN, .revents = 0},
-                {.fd = place_.signals != nullptr ? place_.signals->descriptor() : -1,
-                 .events = POLLIN,
-                 .revents = 0},
-                // Nothing is asked for: poll() says all the same when a pipe's reader has gone.
-                {.fd = place_.output.descriptor(), .events = 0, .revents = 0},
-            }};
-            setup::wait_readable(polled, next);
+            const Woken woken = place_.wait(client_.inbox(), next);
             show_heard();
-            if (polled[1].revents != 0)
+            if (woken.by_changes)
                 look_around();
-            is_over_ = place_.is_stopped() || polled[3].revents != 0 || place_.output.error() != 0;
+            is_over = woken.is_over || place_.output.error() != 0;
         }
     }
 
@@ -130,7 +114,6 @@ private:
     setup::Client client_;
     std::list<setup::MachineLine> lines_{}; ///< a line stays where it is
     std::vector<setup::Heard> heard_{};
-    bool is_over_ = false;
 };
 
 } // namespace

@@ -66,9 +66,18 @@ void check_request(const Request& request, const Lines& lines) {
         check_mapping(request.mapping, lines);
     if (request.machine)
         check_machine(*request.machine, lines);
-    require(!request.save || request.command == Command::set, "only set saves afterwards");
-    require(!request.gentle || request.command == Command::set || request.command == Command::save,
-            "only what sends is gentle");
+    const bool is_set = request.command == Command::set;
+    const bool is_apply = request.command == Command::apply;
+    const bool is_identify = request.command == Command::identify;
+    require(!request.save || is_set || is_apply, "only set and apply save afterwards");
+    require(!request.gentle || is_set || is_apply || request.command == Command::save,
+            "only what sends all that is asked for is gentle");
+    require(!request.available || is_apply, "only apply leaves machines out");
+    require(is_apply || request.command == Command::check ? !request.files.empty()
+                                                          : request.files.size() <= is_identify,
+            "layouts are for who reads them");
+    require(request.then.size() <= is_identify, "only identify has a layout for its end");
+    require(!request.is_agreed || (is_identify && has(lines, "--yes")), "nobody agreed");
     require(!request.json || has(lines, "--json"), "JSON was asked for");
     if (request.demo) {
         require(!request.demo->empty(), "a demo has a machine");

@@ -63,6 +63,16 @@ TEST(Arguments, OfCommandsWithFiles) {
     EXPECT_EQ(apply.machine, (MachineChoice{0x4AC5F4C4, setup::PortAddress{24, 0}}));
 }
 
+TEST(Arguments, OfIdentify) {
+    const Request plain = request({"identify"});
+    EXPECT_EQ(plain.command, Command::identify);
+    EXPECT_TRUE(plain.files.empty() && plain.then.empty() && !plain.is_agreed);
+    const Request full = request({"--layout", "-", "identify", "--then=desk.toml", "--yes"});
+    EXPECT_THAT(full.files, ElementsAre("-"));
+    EXPECT_THAT(full.then, ElementsAre("desk.toml"));
+    EXPECT_TRUE(full.is_agreed);
+}
+
 TEST(Arguments, OptionsAreOffUnlessTheyAreGiven) {
     const Request request_ = request({"set", "0", "cc", "1", "0"});
     EXPECT_FALSE(request_.json || request_.save || request_.gentle || request_.available);
@@ -176,6 +186,20 @@ TEST(Arguments, MistakesAreNamedInOurOwnWords) {
         {{"list", "-m", "4AC5"},
          "-m names \"4AC5\", which is no device code: that has eight hexadecimal digits, such as "
          "4AC5F4C4"},
+    };
+    for (const auto& [line, sentence] : mistakes)
+        EXPECT_EQ(mistake(line), sentence) << testing::PrintToString(line);
+}
+
+TEST(Arguments, MistakesAboutIdentifyAreNamed) {
+    const std::vector<std::pair<Arguments, std::string>> mistakes = {
+        {{"identify", "desk.toml"}, "identify takes no arguments"},
+        {{"identify", "--layout="}, "--layout needs a value"},
+        {{"watch", "--yes"}, "--yes belongs to identify"},
+        {{"apply", "desk.toml", "--layout", "desk.toml"}, "--layout belongs to identify"},
+        {{"set", "1", "cc", "1", "1", "--then", "desk.toml"}, "--then belongs to identify"},
+        {{"identify", "--layout", "-", "--then", "-"},
+         "only one of --layout and --then can be standard input"},
     };
     for (const auto& [line, sentence] : mistakes)
         EXPECT_EQ(mistake(line), sentence) << testing::PrintToString(line);

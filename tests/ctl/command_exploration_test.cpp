@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -22,9 +23,15 @@ struct Explored {
     const char* name;
     Command command;
     bool save = false;
+    /// The last steps, in which things happen. Before them identify does 128 times what set does.
+    std::size_t last_steps = std::numeric_limits<std::size_t>::max();
+    Bytes stray = {0xB2, 0x07, 0x05}; ///< what comes unasked
 
     [[nodiscard]] Request request(const std::string& layout) const {
-        Request request{.command = command, .mapping = explored_mapping, .save = save};
+        Request request{.command = command,
+                        .mapping = explored_mapping,
+                        .save = save,
+                        .is_agreed = command == Command::identify};
         if (command == Command::apply)
             request.files = {layout};
         return request;
@@ -87,6 +94,8 @@ std::string CommandExploration::judge(const CommandRun& run, CommandResult found
         expected.save();
     else if (command == Command::apply)
         expected.apply(GetParam().save);
+    else if (command == Command::identify)
+        expected.identify();
     else
         expected.watch();
     std::string wrong;
@@ -133,7 +142,7 @@ std::string CommandExploration::run(Echo echo, std::optional<FaultInStep> fault)
     const std::size_t before = live_allocations();
     std::string wrong;
     {
-        CommandRun command(echo, signals_);
+        CommandRun command(echo, signals_, GetParam().stray);
         wrong = judge(command, command.run(GetParam().request(layout_), fault));
         steps_ = command.steps();
         Bytes received;
@@ -154,7 +163,7 @@ std::string CommandExploration::run(Echo echo, std::optional<FaultInStep> fault)
 void CommandExploration::explore(Echo echo) {
     EXPECT_EQ(run(echo, std::nullopt), "");
     const std::size_t steps = steps_;
-    for (std::size_t step = 0; step < steps; ++step) {
+    for (std::size_t step = steps - std::min(GetParam().last_steps, steps); step < steps; ++step) {
         for (unsigned i = 0; i < fault_count; ++i) {
             const auto fault = static_cast<Fault>(i);
             const std::string wrong = run(echo, FaultInStep{fault, step});
@@ -182,7 +191,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Explored{"list", Command::list}, Explored{"set", Command::set},
                     Explored{"set --save", Command::set, true}, Explored{"save", Command::save},
                     Explored{"watch", Command::watch}, Explored{"apply", Command::apply},
-                    Explored{"apply --save", Command::apply, true}),
+                    Explored{"apply --save", Command::apply, true},
+                    Explored{"identify", Command::identify, false, 10, {0xBF, 0x07, 0x07}}),
     [](const auto& parameter) { return std::to_string(parameter.index); });
 
 } // namespace

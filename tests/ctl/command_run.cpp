@@ -8,8 +8,8 @@
 
 using namespace std::chrono_literals;
 
-CommandRun::CommandRun(Echo echo, StopSignals& signals)
-    : signals_(signals), world_(service_, backend_, {0xB2, 0x07, 0x05}) {
+CommandRun::CommandRun(Echo echo, StopSignals& signals, const Bytes& stray)
+    : signals_(signals), world_(service_, backend_, stray) {
     world_.echo = echo;
     install_midi_backend(&backend_);
     waited_service = &service_;

@@ -37,7 +37,8 @@ private:
 /// One command in the explored world. Every call of the service and every wait is a step.
 class CommandRun {
 public:
-    CommandRun(Echo echo, StopSignals& signals);
+    /// `stray`: what comes unasked.
+    CommandRun(Echo echo, StopSignals& signals, const Bytes& stray = {0xB2, 0x07, 0x05});
     ~CommandRun();
     CommandRun(const CommandRun&) = delete;
     CommandRun& operator=(const CommandRun&) = delete;

@@ -35,7 +35,7 @@ def offered(*words, apart=None):
 class Completion(unittest.TestCase):
     def test_offers_commands(self):
         self.assertEqual(offered(""), ["list", "set", "save", "check", "apply", "keep", "watch",
-                                       "doctor"])
+                                       "identify", "doctor"])
         self.assertEqual(offered("s"), ["set", "save"])
         self.assertEqual(offered("--json", "-m", "4AC5F4C4", "@", "24", ":", "0", "wa"), ["watch"])
         self.assertEqual(offered("list", ""), [])
@@ -48,6 +48,8 @@ class Completion(unittest.TestCase):
         self.assertEqual(offered("check", "a.toml", "--"), OPTIONS)
         self.assertEqual(offered("apply", "--"), [*OPTIONS, "--save", "--available", "--gentle"])
         self.assertEqual(offered("keep", "a.toml", "--"), OPTIONS)
+        self.assertEqual(offered("identify", "--layout", "a.toml", "--"),
+                         [*OPTIONS, "--yes", "--layout", "--then"])
         self.assertEqual(offered("--demo", "--"), [*OPTIONS, *FAULTS])
         self.assertEqual(offered("save", "--g"), ["--gentle"])
 
@@ -67,7 +69,8 @@ class Completion(unittest.TestCase):
                 (pathlib.Path(folder) / name).touch()
             (pathlib.Path(folder) / "desks").mkdir()
             for command in ("check", "apply", "keep"):
-                for words in ([command], [command, "other.toml"], ["--json", command]):
+                for words in ([command], [command, "other.toml"], ["--json", command],
+                              ["identify", "--layout"], ["identify", "--then", "="]):
                     found = offered(*words, folder + "/de", apart="\n")
                     self.assertEqual(sorted(found), [f"{folder}/{name}" for name in
                                                      ("de sk.toml", "desk.toml", "desks")])

@@ -136,6 +136,7 @@ bool ExpectedCommand::choose() {
                                                 : setup::Obstacle::several_machines;
     if (hindrance == setup::Obstacle::none) {
         source_ = machines.begin()->second.sources[0];
+        destination_ = machines.begin()->second.destinations[0];
         return true;
     }
     status = ExitStatus::no_machine;
@@ -154,6 +155,7 @@ bool ExpectedCommand::connect() {
     if (at_ == journal_.size())
         return false;
     gone_ = journal_[at_].status;
+    find_arrivals();
     return journal_[at_].object == source_;
 }
 
@@ -237,6 +239,7 @@ void ExpectedCommand::apply(bool save_behind) {
 bool ExpectedCommand::exchange(const std::string& words, const Bytes& message) {
     std::string became = "not sent: " + failure_words(gone_);
     bool is_confirmed = false;
+    attempt_ = 0;
     if (gone_ == 0) {
         Course course{.message = message};
         for (unsigned count = 0; count < 2; ++count) {
@@ -244,6 +247,7 @@ bool ExpectedCommand::exchange(const std::string& words, const Bytes& message) {
                 break;
         }
         const unsigned confirming = confirming_attempt(course);
+        attempt_ = confirming;
         is_confirmed = confirming != 0;
         if (is_confirmed)
             became = confirming == 1 ? "confirmed (N ms)" : "confirmed (second attempt, N ms)";
@@ -294,9 +298,13 @@ bool ExpectedCommand::attempt(Course& course) {
     return true;
 }
 
-/// What came from the machine, and when.
-std::vector<std::pair<ExpectedCommand::Time, Bytes>> ExpectedCommand::arrivals() const {
-    std::vector<std::pair<Time, Bytes>> all;
+/// Collects what came from the machine, and when.
+void ExpectedCommand::find_arrivals() {
+    std::vector<std::size_t> goings;
+    for (std::size_t i = 0; i < journal_.size(); ++i) {
+        if (journal_[i].kind == Event::Kind::gone && journal_[i].object == source_)
+            goings.push_back(i);
+    }
     for (std::size_t i = 0; i < journal_.size(); ++i) {
         const Event& emission = journal_[i];
         if (emission.kind == Event::Kind::step && emission.step.kind == StepKind::disconnect)
@@ -304,22 +312,19 @@ std::vector<std::pair<ExpectedCommand::Time, Bytes>> ExpectedCommand::arrivals()
         if (emission.kind != Event::Kind::emission || emission.object != source_)
             continue;
         const Time arrival = times_[i] + emission.time;
-        bool is_lost = false;
-        for (std::size_t later = i + 1; later < journal_.size(); ++later)
-            is_lost = is_lost || (journal_[later].kind == Event::Kind::gone &&
-                                  journal_[later].object == source_ && times_[later] < arrival);
+        const bool is_lost = std::ranges::any_of(
+            goings, [&](std::size_t going) { return going > i && times_[going] < arrival; });
         for (const Bytes& message : emission.heard) {
             if (!is_lost)
-                all.emplace_back(arrival, message);
+                arrivals_.push_back({arrival, message, i});
         }
     }
-    std::ranges::stable_sort(all, {}, &std::pair<Time, Bytes>::first);
-    return all;
+    std::ranges::stable_sort(arrivals_, {}, &Arrival::at);
 }
 
 /// Whose window an echo came in; 0 if none did.
 unsigned ExpectedCommand::confirming_attempt(const Course& course) const {
-    for (const auto& [arrival, message] : arrivals()) {
+    for (const auto& [arrival, message, emission] : arrivals_) {
         for (unsigned i = 0; i < course.windows.size(); ++i) {
             const Window& window = course.windows[i];
             if (message == course.message && arrival > window.opens && arrival <= window.closes)
@@ -331,7 +336,7 @@ unsigned ExpectedCommand::confirming_attempt(const Course& course) const {
 
 std::string ExpectedCommand::reason(const Course& course) const {
     Bytes instead;
-    for (const auto& [arrival, message] : arrivals()) {
+    for (const auto& [arrival, message, emission] : arrivals_) {
         if (message.size() != 3 || arrival <= course.windows[0].opens || arrival > course.end)
             continue;
         const bool is_alike = message[0] == course.message[0] ||

@@ -4,6 +4,8 @@
 #include "tests/ctl/command_run.h"
 
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
 
 /// The expected outcome of a command, worked out from what the service answered and what the
@@ -20,6 +22,7 @@ public:
     /// apply, of the layout with both explored mappings.
     void apply(bool save);
     void watch();
+    void identify();
 
     ExitStatus status = ExitStatus::done;
     std::string output{};
@@ -40,6 +43,13 @@ private:
         bool is_online = true;
     };
     using Machines = std::map<std::string, Ports>;
+
+    /// A message that came from the machine.
+    struct Arrival {
+        Time at;
+        Bytes message;
+        std::size_t emission; ///< where the journal has it
+    };
 
     /// When an echo of one attempt counts.
     struct Window {
@@ -63,10 +73,14 @@ private:
     [[nodiscard]] bool find();
     [[nodiscard]] bool connect();
     [[nodiscard]] bool exchange(const std::string& words, const Bytes& message);
+    void set_parts();
+    void listen_to_parts();
+    void hear(const Bytes& message);
+    [[nodiscard]] std::optional<bool> next_count();
     [[nodiscard]] bool attempt(Course& course);
     [[nodiscard]] unsigned confirming_attempt(const Course& course) const;
     [[nodiscard]] std::string reason(const Course& course) const;
-    [[nodiscard]] std::vector<std::pair<Time, Bytes>> arrivals() const;
+    void find_arrivals();
     [[nodiscard]] bool comes(StepKind kind);
     [[nodiscard]] bool is_heard(std::size_t emission) const;
     void update_watched(std::map<MIDIObjectRef, std::string>& known);
@@ -75,5 +89,13 @@ private:
     const std::vector<Time>& times_;
     std::size_t at_ = 0;
     MIDIObjectRef source_ = 0;
+    MIDIObjectRef destination_ = 0;
+    std::vector<Arrival> arrivals_{}; ///< in their order
+    unsigned attempt_ = 0;            ///< that confirmed the last message
+    unsigned not_sent_ = 0;           ///< parts of an identification
+    std::set<int> late_{};            ///< parts whose echo may come late
+    std::optional<int> last_{};       ///< the part that moved last
+    std::set<Bytes> others_{};        ///< what else was told
+    bool is_away_ = false;
     OSStatus gone_ = 0; ///< why nothing can be sent any more
 };

@@ -49,7 +49,8 @@ class KeyloftCtl(unittest.TestCase):
         done = run("--help")
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         for text in ("list ", "set PART TYPE CHANNEL NUMBER", "save ", "check FILE...",
-                     "apply FILE...", "keep FILE...", "watch ", "doctor ", "--available",
+                     "apply FILE...", "keep FILE...", "watch ", "identify ", "doctor ",
+                     "--available", "--yes", "--layout FILE", "--then FILE",
                      "-m, --machine MACHINE", "CODE@CLIENT:PORT", "--save", "--gentle", "--json",
                      "--demo[=CODES]", "--silent", "--delay MS", "--wrong", "--wrong-byte N",
                      "--chatter", "--vanish-after N", "--times N", "--version",

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdlib>
 #include <fcntl.h>
+#include <poll.h>
 #include <stdexcept>
 #include <termios.h>
 #include <unistd.h>
@@ -30,6 +31,8 @@ Terminal::~Terminal() {
 void Terminal::type(const std::string& text) const {
     if (write(own_end_, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
         throw std::runtime_error("the terminal takes no more");
+    pollfd arrived{.fd = program_end_, .events = POLLIN, .revents = 0};
+    (void)poll(&arrived, 1, -1);
 }
 
 std::string Terminal::shown(std::size_t length) const {

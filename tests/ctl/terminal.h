@@ -19,6 +19,7 @@ public:
     /// The end that a program reads and writes.
     [[nodiscard]] int program_end() const { return program_end_; }
 
+    /// Types whole lines, or the end of the input; returns when a program can read them.
     void type(const std::string& text) const;
     /// The next so many bytes that a program writes; waits for them.
     [[nodiscard]] std::string shown(std::size_t length) const;

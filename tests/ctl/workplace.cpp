@@ -107,12 +107,14 @@ CommandResult run_command(const Request& request, MidiSystem& system, StopSignal
     Output errors(said.descriptor());
     const auto report = request.json ? json_report(output) : text_report(output, false);
     setup::Layout layout = read_layout_files(request.files);
+    setup::Layout then = read_layout_files(request.then);
     Workplace place{.system = system,
                     .report = *report,
                     .output = output,
                     .errors = errors,
                     .signals = signals,
-                    .layout = std::move(layout)};
+                    .layout = std::move(layout),
+                    .then = std::move(then)};
     ExitStatus status = ExitStatus::done;
     switch (request.command) {
     case Command::list:
@@ -133,6 +135,9 @@ CommandResult run_command(const Request& request, MidiSystem& system, StopSignal
         break;
     case Command::watch:
         status = run_watch(request, place);
+        break;
+    case Command::identify:
+        status = run_identify(request, place);
         break;
     case Command::doctor:
         status = run_doctor(request, place);

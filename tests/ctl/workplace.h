@@ -14,7 +14,9 @@
 /// the test.
 class TestSystem final : public MidiSystem {
 public:
-    TestSystem() { install_midi_backend(&backend_); }
+    explicit TestSystem(EmbeddedBackend::Time time = EmbeddedBackend::Time::real) : backend_(time) {
+        install_midi_backend(&backend_);
+    }
     ~TestSystem() override;
 
     [[nodiscard]] EmbeddedBackend& backend() override { return backend_; }
