@@ -82,8 +82,10 @@ class Installed(support.Staged):
         for page in (self.stage / "share/man").rglob("*.1"):
             named = re.findall(r"^\.I (share/doc/\S+)", page.read_text(encoding="utf-8"),
                                re.MULTILINE)
-            guide = "user-guide.zh_CN.md" if "zh_CN" in page.parts else "user-guide.md"
-            self.assertEqual([Path(path.replace("\\-", "-")).name for path in named], [guide], page)
+            guides = ["user-guide", "layouts"] if page.stem == "keyloftctl" else ["user-guide"]
+            ending = ".zh_CN.md" if "zh_CN" in page.parts else ".md"
+            self.assertEqual([Path(path.replace("\\-", "-")).name for path in named],
+                             [guide + ending for guide in guides], page)
             for path in named:
                 self.assertTrue((self.stage / path.replace("\\-", "-")).is_file(), page)
 
