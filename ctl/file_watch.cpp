@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -47,7 +48,7 @@ std::string parent_of(const std::string& folder) {
 
 } // namespace
 
-FileWatch::FileWatch(const std::vector<std::string>& paths) : paths_(paths) {
+FileWatch::FileWatch(std::vector<std::string> paths) : paths_(std::move(paths)) {
     std::error_code ignored;
     const std::string here = std::filesystem::current_path(ignored).string();
     for (std::string& path : paths_) {

@@ -14,7 +14,7 @@ struct inotify_event;
 class FileWatch {
 public:
     /// `paths` may lead to nothing yet. Relative ones start in the working folder of this moment.
-    explicit FileWatch(const std::vector<std::string>& paths);
+    explicit FileWatch(std::vector<std::string> paths);
     ~FileWatch();
     FileWatch(const FileWatch&) = delete;
     FileWatch& operator=(const FileWatch&) = delete;

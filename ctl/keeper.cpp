@@ -39,11 +39,11 @@ Keeper::Keeper(KeeperHost& host, setup::Now now)
           [this](MachineJob& job, const ResultReport& result) { take_result(job, result); }, now_) {
 }
 
-void Keeper::keep(KeptMappings mappings) {
+void Keeper::keep(const KeptMappings& mappings) {
     for (auto& [code, kept] : machines_)
         kept.wanted.clear();
-    for (auto& [code, wanted] : mappings)
-        machines_[code].wanted = std::move(wanted);
+    for (const auto& [code, wanted] : mappings)
+        machines_[code].wanted = wanted;
     forget_unwanted();
     must_look_ = true;
 }

@@ -62,7 +62,7 @@ public:
     // After each of these step() is due at once.
 
     /// Replaces all mappings. A machine that is being set by the old ones comes to their end first.
-    void keep(KeptMappings mappings);
+    void keep(const KeptMappings& mappings);
     /// Machines may have come or gone.
     void look_around() { must_look_ = true; }
     /// Another program may have given up a right.

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr auto pace = std::chrono::milliseconds(100);
+constexpr auto redraw_pace = std::chrono::milliseconds(100);
 
 /// Columns of a terminal; of one that does not say it, what most have.
 std::size_t width_of(int terminal) {
@@ -56,14 +56,14 @@ std::string progress_text(const Progress& progress, std::size_t width) {
 }
 
 ProgressLine::ProgressLine(Output& output, setup::Time start)
-    : output_(output), is_on_(is_able_terminal(output.descriptor())), due_(start + pace) {}
+    : output_(output), is_on_(is_able_terminal(output.descriptor())), due_(start + redraw_pace) {}
 
 ProgressLine::~ProgressLine() {
     clear();
 }
 
 void ProgressLine::draw(const Progress& progress, setup::Time now) {
-    due_ = now + pace;
+    due_ = now + redraw_pace;
     pollfd room{.fd = output_.descriptor(), .events = POLLOUT, .revents = 0};
     if (poll(&room, 1, 0) <= 0)
         return;
