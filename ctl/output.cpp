@@ -32,8 +32,7 @@ void Output::line(std::string_view text) {
 
 void Output::text(std::string_view rest) {
     if (is_patient_) {
-        if (error_ == 0)
-            kept_ += rest;
+        kept_ += rest;
         write_kept();
         return;
     }

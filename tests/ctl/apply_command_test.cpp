@@ -61,7 +61,7 @@ protected:
 
     /// A file with this content.
     [[nodiscard]] std::string file(const std::string& content) {
-        const std::string path = folder_ + "/" + std::to_string(++files_) + ".toml";
+        std::string path = folder_ + "/" + std::to_string(++files_) + ".toml";
         std::ofstream(path) << content;
         return path;
     }

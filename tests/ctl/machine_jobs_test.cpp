@@ -19,6 +19,7 @@ constexpr std::uint32_t second_code = 0x4AC6F4C4;
 
 std::vector<protocol::KeyMapping> mappings(int count) {
     std::vector<protocol::KeyMapping> all;
+    all.reserve(static_cast<std::size_t>(count));
     for (int part = 0; part < count; ++part)
         all.push_back({.part = part, .channel = 1 + part % 16, .controller = 127 - part});
     return all;
