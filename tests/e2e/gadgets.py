@@ -71,8 +71,15 @@ class Gadget:
         self.bind()
         self.wait_until_plugged()
 
-    def unplug(self):
+    def unbind(self):
+        """Pulls it out; `wait_until_gone` waits for what follows from it."""
         self.udc.write_text("\n")
+
+    def unplug(self):
+        self.unbind()
+        self.wait_until_gone()
+
+    def wait_until_gone(self):
         until(f"{self.code} to go", lambda: self.near_card() is None and not self._has_far_card())
 
     def _has_far_card(self):

@@ -8,6 +8,7 @@ import subprocess
 import threading
 from pathlib import Path
 
+import layouts
 import wire
 from gadgets import CODES
 from scenario import SCRATCH, Scenario
@@ -59,6 +60,12 @@ class KeyloftCtl(Scenario):
         self.addCleanup(process.wait)
         self.addCleanup(process.kill)
         return process
+
+    def write_layout(self, held, name="layout.toml"):
+        """A layout file for mappings by code."""
+        file = SCRATCH / name
+        file.write_text(layouts.text(held))
+        return file
 
     def run_it(self, *arguments):
         """Output, errors and status. N stands for milliseconds, of which there were enough."""
