@@ -107,15 +107,10 @@ OSStatus MidiClient::send(MIDIPortRef reference, MIDIEndpointRef destination, Ad
         if (const int result = switch_to(port, destination, address); result < 0)
             return to_status(result);
     }
-    while (!messages.empty()) {
-        auto message = messages.first(whole_message(messages));
-        messages = messages.subspan(message.size());
-        while (!message.empty()) {
-            const auto piece = message.first(std::min(message.size(), longest_piece));
-            if (const int result = output(port, piece); result < 0)
-                return to_status(result);
-            message = message.subspan(piece.size());
-        }
+    if (const int result = output_all(port, messages); result < 0) {
+        // What could not be sent must not go out in front of what comes next.
+        static_cast<void>(snd_seq_drop_output_buffer(sequencer_.get()));
+        return to_status(result);
     }
     // If the destination is gone, so is the subscription, and nobody got the message. Checked after
     // sending, so as not to delay it.
@@ -169,6 +164,21 @@ int MidiClient::switch_to(Port& port, MIDIEndpointRef destination, Address addre
     return result;
 }
 
+/// In one write, however many messages there are.
+int MidiClient::output_all(const Port& port, std::span<const std::uint8_t> messages) {
+    while (!messages.empty()) {
+        auto message = messages.first(whole_message(messages));
+        messages = messages.subspan(message.size());
+        while (!message.empty()) {
+            const auto piece = message.first(std::min(message.size(), longest_piece));
+            if (const int result = output(port, piece); result < 0)
+                return result;
+            message = message.subspan(piece.size());
+        }
+    }
+    return snd_seq_drain_output(sequencer_.get());
+}
+
 int MidiClient::output(const Port& port, std::span<const std::uint8_t> piece) {
     snd_seq_event_t event;
     snd_seq_ev_clear(&event);
@@ -177,5 +187,5 @@ int MidiClient::output(const Port& port, std::span<const std::uint8_t> piece) {
     snd_seq_ev_set_subs(&event);
     snd_seq_ev_set_direct(&event);
     codec_.encode(piece, event);
-    return snd_seq_event_output_direct(sequencer_.get(), &event);
+    return snd_seq_event_output(sequencer_.get(), &event);
 }

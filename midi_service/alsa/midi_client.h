@@ -57,6 +57,7 @@ private:
     [[nodiscard]] int create(snd_seq_t* sequencer, Port& port) const;
     [[nodiscard]] Address own_address(const Port& port) const;
     [[nodiscard]] int switch_to(Port& port, MIDIEndpointRef destination, Address address);
+    [[nodiscard]] int output_all(const Port& port, std::span<const std::uint8_t> messages);
     [[nodiscard]] int output(const Port& port, std::span<const std::uint8_t> piece);
 
     MIDIClientRef reference_;

@@ -126,6 +126,23 @@ TEST_F(AlsaSystemCalls, WhatIsNotConnectedCostsNothingToDisconnect) {
               0U);
 }
 
+TEST_F(AlsaSystemCalls, MessagesOfOnePacketAreOneWrite) {
+    const AlsaPeer machine("4AC5F4C4");
+    midi_init();
+    const ItemCount last = MIDIGetNumberOfDestinations() - 1; // clients in order
+    const MIDIEndpointRef destination = MIDIGetDestination(last);
+    const auto send_clocks = [destination](std::size_t count) {
+        const std::vector<std::uint8_t> clocks(count, 0xF8);
+        MIDIPacketList list;
+        MIDIPacket* const packet = MIDIPacketListInit(&list);
+        MIDIPacketListAdd(&list, sizeof list, packet, 0, clocks.size(), clocks.data());
+        EXPECT_EQ(MIDISend(gOutPort, destination, &list), 0);
+    };
+    send_clocks(1);
+    for (const std::size_t count : {1U, 6U, 100U})
+        EXPECT_EQ(calls_of([&] { send_clocks(count); }), 2U) << count << ": a write and a question";
+}
+
 TEST_F(AlsaSystemCalls, MissingSequencerIsCheapToLookFor) {
     sequencer_open_error = ENOENT;
     midi_init();
