@@ -87,7 +87,18 @@ class BareSystem(unittest.TestCase):
         self.assertRegex(summary, r"(?m)^demo +PASS$")
         self.assertRegex(summary, r"(?m)^keyloftctl +PASS$")
 
-    def test_3_purging_leaves_no_trace(self):
+    def test_3_user_unit_is_as_systemd_wants_it_and_not_enabled(self):
+        inside(["apt-get", "-qq", "install", "--no-install-recommends", "systemd"])
+        units = "/usr/lib/systemd/user"
+        # The manual is not looked for: there is no man.
+        said = inside(["env", "XDG_RUNTIME_DIR=/tmp", "systemd-analyze", "--user", "--man=no",
+                       "verify", f"{units}/keyloft-keep@stage.service"])
+        self.assertEqual(said, "")
+        enabled = [path for path in files_below(ROOT) if "keyloft-keep@" in path
+                   and not path.startswith(("proc/", "var/lib/dpkg/"))]
+        self.assertEqual(enabled, [f"{units[1:]}/keyloft-keep@.service"])
+
+    def test_4_purging_leaves_no_trace(self):
         before = system_files()
         owned = {path.lstrip("/") for path in inside(["dpkg-query", "--listfiles", "keyloft"]).split()
                  if not (ROOT / path.lstrip("/")).is_dir()}
