@@ -56,8 +56,7 @@ public:
         mappings_ = mappings_of(layout);
         keeper_.keep(mappings_);
         place_.tell(intent_text(mappings_));
-        if (!files_.trouble().empty())
-            place_.tell(files_.trouble());
+        say_file_trouble();
         read_files(); // they may have changed before they were watched
         while (true) {
             const auto due = keeper_.step();
@@ -127,6 +126,11 @@ private:
             place_.tell(sentence);
     }
 
+    void say_file_trouble() {
+        if (!files_.trouble().empty())
+            say(files_.trouble());
+    }
+
     void read_files() {
         const setup::Layout layout = read_layout_files(request_.files);
         const std::string mistakes = mistakes_text(layout);
@@ -176,8 +180,10 @@ private:
         const Time now = setup::steady_now();
         if (machines_changed || (look_again_ && *look_again_ <= now))
             keeper_.look_around();
-        if (files_changed && files_.take_changes())
+        if (files_changed && files_.take_changes()) {
             settling_.changed(now);
+            say_file_trouble();
+        }
         if (settling_.take(now))
             read_files();
         if (!place_.stopped_by && place_.is_stopped())
