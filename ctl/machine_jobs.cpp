@@ -82,7 +82,7 @@ void MachineJobs::take_result(const setup::Report& report) {
                               .mapping = protocol::mapping_of(report.message),
                               .outcome = report.outcome};
     job.count(report.outcome, result.mapping.has_value());
-    if (result.mapping && job.sum_.ended() == job.sum_.mappings && job.wants_save())
+    if (result.mapping && job.wants_save())
         runner_.add(job.line_, protocol::save_command);
     on_result_(job, result);
 }
