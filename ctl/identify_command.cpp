@@ -48,6 +48,7 @@ public:
     /// cuts it short.
     [[nodiscard]] JobSum set_parts() {
         std::vector<protocol::KeyMapping> mappings;
+        mappings.reserve(setup::part_count);
         for (int part = 0; part < setup::part_count; ++part)
             mappings.push_back(setup::identifying_mapping(part));
         // It stays, because the line listens for as long as it is there.
@@ -195,6 +196,7 @@ bool apply(const setup::MachineLayout& layout, const setup::Target& target, Work
             place.report.result(result);
     };
     std::vector<protocol::KeyMapping> mappings;
+    mappings.reserve(layout.entries.size());
     for (const setup::LayoutEntry& entry : layout.entries)
         mappings.push_back(entry.mapping);
     MachineJobs jobs(setup::Pace::brisk, report_failure);

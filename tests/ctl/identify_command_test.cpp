@@ -71,13 +71,14 @@ protected:
         return [&machine, part, value] { EXPECT_TRUE(machine.play(part, value)) << part; };
     }
     /// Makes a machine send some other bytes.
-    std::function<void()> send(const EmbeddedMachine& machine, std::vector<std::uint8_t> bytes) {
+    std::function<void()> send(const EmbeddedMachine& machine,
+                               const std::vector<std::uint8_t>& bytes) {
         return [this, &machine, bytes] { system_.backend().emit(machine.reference(), bytes, 0us); };
     }
 
     /// The path of a layout file; in what is printed, FOLDER stands for where it is.
     std::string layout(const std::string& name, const std::string& content) const {
-        const std::string path = folder_ + "/" + name;
+        std::string path = folder_ + "/" + name;
         std::ofstream(path) << content;
         return path;
     }
