@@ -73,9 +73,12 @@ void check_request(const Request& request, const Lines& lines) {
     require(!request.gentle || is_set || is_apply || request.command == Command::save,
             "only what sends all that is asked for is gentle");
     require(!request.available || is_apply, "only apply leaves machines out");
-    require(is_apply || request.command == Command::check ? !request.files.empty()
-                                                          : request.files.size() <= is_identify,
+    const bool is_keep = request.command == Command::keep;
+    const bool needs_layout = is_apply || is_keep || request.command == Command::check;
+    require(needs_layout ? !request.files.empty() : request.files.size() <= is_identify,
             "layouts are for who reads them");
+    require(!is_keep || (!request.machine && !has(request.files, "-")),
+            "keep reads its files again, for the machines that they name");
     require(request.then.size() <= is_identify, "only identify has a layout for its end");
     require(!request.is_agreed || (is_identify && has(lines, "--yes")), "nobody agreed");
     require(!request.json || has(lines, "--json"), "JSON was asked for");
