@@ -25,7 +25,7 @@ def take_away(scenario):
     """Until load(), or until the test ends, there is neither node nor driver."""
     subprocess.run(["modprobe", "-r", *reversed(_MODULES)], check=True)
     scenario.addCleanup(load)
-    scenario.assertFalse(NODE.exists())
+    NODE.unlink(missing_ok=True)  # what a test made by hand does not go with the driver
 
 
 def make_node_without_driver(scenario):
