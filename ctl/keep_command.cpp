@@ -140,7 +140,7 @@ private:
         mistakes_ = mistakes;
         if (!mistakes.empty()) {
             (void)accept_layout(layout, place_);
-            place_.tell("the layout stays as it was before this");
+            place_.tell("the last good layout stays");
             return;
         }
         const KeptMappings before = std::exchange(mappings_, mappings_of(layout));

@@ -232,10 +232,10 @@ TEST_F(KeepCommand, KeepsTheLastGoodLayout) {
     (void)output_.next();
     write("12");
     EXPECT_EQ(error(), at("desk.toml") + end_of_file);
-    EXPECT_EQ(error(), "the layout stays as it was before this");
+    EXPECT_EQ(error(), "the last good layout stays");
     fs::remove(at("desk.toml"));
     EXPECT_EQ(error(), at("desk.toml") + ": there is no such file");
-    EXPECT_EQ(error(), "the layout stays as it was before this");
+    EXPECT_EQ(error(), "the last good layout stays");
     machine.unplug();
     machine.plug();
     EXPECT_TRUE(output_.next().find("\"controller\":7,") != std::string::npos);

@@ -142,7 +142,7 @@ TEST_F(KeepTime, ReadsAFileWhenItHasSettled) {
     system.at(milliseconds(6000), [&] { write(layout_text(3, 8)); });
     const CommandResult result = run_command(request(), system, &signals_);
     const std::string entry = ": part ";
-    const std::string stays = "keyloftctl: the layout stays as it was before this\n";
+    const std::string stays = "keyloftctl: the last good layout stays\n";
     const std::string changed =
         "keyloftctl: the files have changed; keeping 1 machine with 1 mapping\n";
     std::string errors = result.errors;
