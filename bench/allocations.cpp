@@ -16,7 +16,7 @@ std::atomic<std::uint64_t> all_allocations = 0;
 
 namespace {
 
-void count() {
+void count_one() {
     ++allocations;
     all_allocations.fetch_add(1, std::memory_order_relaxed);
 }
@@ -31,17 +31,17 @@ void* __libc_calloc(size_t count, size_t size);
 void* __libc_realloc(void* memory, size_t size);
 
 void* malloc(size_t size) {
-    count();
+    count_one();
     return __libc_malloc(size);
 }
 
 void* calloc(size_t number, size_t size) {
-    count();
+    count_one();
     return __libc_calloc(number, size);
 }
 
 void* realloc(void* memory, size_t size) {
-    count();
+    count_one();
     return __libc_realloc(memory, size);
 }
 }

@@ -25,7 +25,7 @@ int eventfd_write(int file, eventfd_t value) {
 
 namespace {
 
-std::atomic<std::uint64_t> waits = 0;
+std::atomic<std::uint64_t> all_waits = 0;
 
 /// As many machines as are asked for, by ascending code; fewer if they are not there.
 std::vector<setup::Target> targets(std::int64_t wanted) {
@@ -49,10 +49,10 @@ void ours(benchmark::State& state) {
                         .wait =
                             [](const setup::Client& client, setup::Time until) {
                                 wait_for_layout(client, until);
-                                ++waits;
+                                ++all_waits;
                             },
                         .counter = "calls",
-                        .count = [] { return all_system_calls + waits; }});
+                        .count = [] { return all_system_calls + all_waits; }});
     } else {
         state.SkipWithError("not so many machines are there");
     }

@@ -12,7 +12,7 @@ namespace {
 constexpr int first_client = 128;
 
 /// A fader, a pad and a wheel.
-const MappingTable parts = {
+const MappingTable played_parts = {
     {.part = 0, .type = protocol::MessageType::control_change, .channel = 1, .controller = 7},
     {.part = 1, .type = protocol::MessageType::note_on, .channel = 10, .controller = 36},
     {.part = 2, .type = protocol::MessageType::bend_change, .channel = 1, .controller = 0},
@@ -39,7 +39,7 @@ constexpr std::array<Move, 16> moves = {{{0, 0},
                                          {119, 0},
                                          {127, 64},
                                          {127, 65}}};
-constexpr auto pace = std::chrono::milliseconds(250);
+constexpr auto time_of_a_move = std::chrono::milliseconds(250);
 constexpr auto plug_pace = std::chrono::milliseconds(1500);
 
 } // namespace
@@ -47,7 +47,8 @@ constexpr auto plug_pace = std::chrono::milliseconds(1500);
 DemoSystem::DemoSystem(const std::vector<std::uint32_t>& codes, MachineFaults faults, Show show)
     : show_(show) {
     for (const std::uint32_t code : codes)
-        machines_.push_back(std::make_unique<EmbeddedMachine>(backend_, code, faults, parts));
+        machines_.push_back(
+            std::make_unique<EmbeddedMachine>(backend_, code, faults, played_parts));
 }
 
 std::optional<setup::PortAddress> DemoSystem::address(MIDIEndpointRef endpoint) const {
@@ -65,7 +66,7 @@ std::optional<setup::Time> DemoSystem::play(setup::Time now) {
         move_part();
     else
         move_plug();
-    next_move_ = now + (show_ == Show::parts ? pace : plug_pace);
+    next_move_ = now + (show_ == Show::parts ? time_of_a_move : plug_pace);
     return next_move_;
 }
 
