@@ -24,6 +24,10 @@ target_link_libraries(keyloft_options INTERFACE Threads::Threads)
 function(keyloft_part part)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LINK")
   add_library(${part} OBJECT ${arg_UNPARSED_ARGUMENTS})
+  # All as one file: the headers take longer than the code. The other builds compile each by itself.
+  if(KEYLOFT_VARIANT MATCHES "^(address|thread|fuzz)$")
+    set_target_properties(${part} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
+  endif()
   target_link_libraries(${part} PUBLIC keyloft_options ${arg_LINK})
 endfunction()
 
