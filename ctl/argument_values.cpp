@@ -6,20 +6,12 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <utility>
 
 namespace {
 
 std::string quoted(std::string_view text) {
     return "\"" + std::string(text) + "\"";
-}
-
-std::optional<int> whole_number(std::string_view text) {
-    int value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc{} || stop != end)
-        return std::nullopt;
-    return value;
 }
 
 char lower(char letter) {
@@ -55,9 +47,12 @@ std::uint32_t code_argument(std::string_view name, std::string_view text) {
 } // namespace
 
 int number_argument(std::string_view name, std::string_view text, int least, int most) {
-    const auto value = whole_number(text);
-    if (value && *value >= least && *value <= most)
-        return *value;
+    unsigned value = 0; // without a sign: "-0" is no number here
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (error == std::errc{} && stop == end && std::cmp_greater_equal(value, least) &&
+        std::cmp_less_equal(value, most))
+        return static_cast<int>(value);
     throw WrongArguments(std::string(name) + " is " + quoted(text) +
                          ": it has to be a whole number from " + std::to_string(least) + " to " +
                          std::to_string(most));

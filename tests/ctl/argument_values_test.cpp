@@ -28,8 +28,8 @@ TEST(NumberArgument, TakesBothEndsOfItsRangeAndLeadingZeros) {
 }
 
 TEST(NumberArgument, NamesArgumentValueAndRangeOfWhatItRefuses) {
-    for (const char* const text : {"", " 1", "1 ", "+1", "-1", "128", "1.0", "0x10", "1e1", "x",
-                                   "99999999999999999999", "-", "\xEF\xBC\x91"}) {
+    for (const char* const text : {"", " 1", "1 ", "+1", "-1", "-0", "128", "1.0", "0x10", "1e1",
+                                   "x", "99999999999999999999", "-", "\xEF\xBC\x91"}) {
         EXPECT_EQ(mistake([&] { (void)number_argument("PART", text, 0, 127); }),
                   "PART is \"" + std::string(text) +
                       "\": it has to be a whole number from 0 to 127");
