@@ -36,6 +36,8 @@ TEST(NumberArgument, NamesArgumentValueAndRangeOfWhatItRefuses) {
     }
     EXPECT_EQ(mistake([&] { (void)number_argument("CHANNEL", "17", 1, 16); }),
               "CHANNEL is \"17\": it has to be a whole number from 1 to 16");
+    EXPECT_EQ(mistake([&] { (void)number_argument("CHANNEL", "0", 1, 16); }),
+              "CHANNEL is \"0\": it has to be a whole number from 1 to 16");
 }
 
 TEST(NumberArgument, RefusesAZeroByteBehindTheNumber) {
@@ -96,6 +98,7 @@ TEST(MachineArgument, SaysWhatIsWrong) {
         {"@24:0", "-m names \"\"" + no_code},
         {"4AC5F4C4@", "-m names the port \"\": it has to be CLIENT:PORT, such as 24:0"},
         {"4AC5F4C4@24", "-m names the port \"24\": it has to be CLIENT:PORT, such as 24:0"},
+        {"4AC5F4C4@24:256", "PORT of -m is \"256\": it has to be a whole number from 0 to 255"},
         {"4AC5F4C4@256:0", "CLIENT of -m is \"256\": it has to be a whole number from 0 to 255"},
         {"4AC5F4C4@24:-1", "PORT of -m is \"-1\": it has to be a whole number from 0 to 255"},
         {"4AC5F4C4@24:0:0", "PORT of -m is \"0:0\": it has to be a whole number from 0 to 255"},
