@@ -57,7 +57,7 @@ public:
         keeper_.keep(mappings_);
         place_.tell(intent_text(mappings_));
         say_file_trouble();
-        read_files(); // they may have changed before they were watched
+        settling_.changed(setup::steady_now()); // they may have, before they were watched
         while (true) {
             const auto due = keeper_.step();
             if (locks_.take()) {

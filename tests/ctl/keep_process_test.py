@@ -36,6 +36,12 @@ class Keep(unittest.TestCase):
         self.addCleanup(process.kill)
         return process
 
+    def replace_layout(self):
+        """As editors do it: it is never there by half."""
+        new = self.layout.with_suffix(".new")
+        new.write_text(LAYOUT % 8, encoding="utf-8")
+        new.rename(self.layout)
+
     def end(self, process, signal_number):
         process.send_signal(signal_number)
         self.assertEqual(process.wait(timeout=60), 0)
@@ -59,9 +65,7 @@ class Keep(unittest.TestCase):
         process = self.start("--demo")
         self.assertEqual(process.stderr.readline(), INTENT)
         self.assertRegex(process.stdout.readline(), r"^4AC5F4C4  1 mapping  confirmed \(")
-        new = self.layout.with_suffix(".new")
-        new.write_text(LAYOUT % 8, encoding="utf-8")
-        new.rename(self.layout)
+        self.replace_layout()
         self.assertEqual(process.stderr.readline(), CHANGED)
         self.assertRegex(process.stdout.readline(), r"^4AC5F4C4  1 mapping  confirmed \(")
         self.end(process, signal.SIGINT)
@@ -70,7 +74,7 @@ class Keep(unittest.TestCase):
         process = self.start("--demo")
         process.stdout.close()
         self.assertEqual(process.stderr.readline(), INTENT)
-        self.layout.write_text(LAYOUT % 8, encoding="utf-8")
+        self.replace_layout()
         self.assertEqual(process.stderr.readline(), CHANGED)
         self.end(process, signal.SIGTERM)
 
