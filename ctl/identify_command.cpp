@@ -231,6 +231,7 @@ ExitStatus identify(const Layouts& layouts, const setup::Target& target, Workpla
     const std::string name = protocol::code_text(target.code);
     JobSum sum;
     bool is_any_set = false;
+    bool has_listened = false;
     bool has_gone = false;
     {
         Identification identification(place, target, layouts.shown);
@@ -239,6 +240,7 @@ ExitStatus identify(const Layouts& layouts, const setup::Target& target, Workpla
         if (is_any_set && !place.is_stopped() && !identification.has_gone()) {
             place.tell("press or turn a part; Ctrl-C ends this");
             identification.listen();
+            has_listened = true;
             place.stopped_by.reset(); // as it should end
         }
         has_gone = identification.has_gone();
@@ -252,7 +254,8 @@ ExitStatus identify(const Layouts& layouts, const setup::Target& target, Workpla
             (layouts.then != nullptr ? ", and " + file_of(*layouts.then) + " is not applied" : ""));
         return ExitStatus::unconfirmed;
     }
-    bool is_done = sum.all_confirmed();
+    // Parts that are not confirmed have been listed; the others were there to be identified.
+    bool is_done = has_listened;
     if (layouts.then != nullptr)
         is_done = end_with(*layouts.then, target, place) && is_done;
     if (is_any_set)

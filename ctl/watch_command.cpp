@@ -42,7 +42,7 @@ private:
                 targets.push_back({.code = choice.target.code, .source = choice.target.source});
             return targets;
         }
-        for (const setup::Machine& machine : machines_of(place_.system)) {
+        for (const setup::Machine& machine : settled_machines_of(place_.system)) {
             const bool is_wanted =
                 request_.machine ? machine.code == request_.machine->code : machine.is_in_family();
             for (const setup::Endpoint& source : machine.sources) {
@@ -53,9 +53,16 @@ private:
         return targets;
     }
 
-    /// Opens a line to each machine that has come, and closes those of the machines that have gone.
     void look_around() {
-        const std::vector<setup::Target> targets = wanted();
+        // Opening a line may use up the news of another machine.
+        while (follow(wanted())) {
+        }
+    }
+
+    /// Opens a line to each machine that has come, and closes those of the machines that have gone.
+    /// Whether one was opened.
+    [[nodiscard]] bool follow(const std::vector<setup::Target>& targets) {
+        bool is_any_opened = false;
         const auto is_source_of = [](const setup::MachineLine& line) {
             return [&line](const setup::Target& target) {
                 return target.source.reference == line.target().source.reference;
@@ -75,7 +82,9 @@ private:
                 lines_, [&](const setup::MachineLine& line) { return is_source_of(line)(target); });
             if (!is_known)
                 open(target);
+            is_any_opened = is_any_opened || !is_known;
         }
+        return is_any_opened;
     }
 
     void open(const setup::Target& target) {

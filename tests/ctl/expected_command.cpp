@@ -97,6 +97,30 @@ ExpectedCommand::Machines ExpectedCommand::look_around() {
     return machines;
 }
 
+/// The objects of the next two counts.
+std::vector<std::vector<MIDIObjectRef>> ExpectedCommand::counts() {
+    std::vector<std::vector<MIDIObjectRef>> found;
+    for (; at_ < journal_.size() && found.size() < 2; ++at_) {
+        const Event& event = journal_[at_];
+        if (event.kind == Event::Kind::step && event.step.kind <= StepKind::devices)
+            found.push_back(event.objects);
+    }
+    return found;
+}
+
+/// What is shown by the first pass that comes between two equal counts.
+ExpectedCommand::Machines ExpectedCommand::look_until_settled() {
+    Machines machines;
+    auto before = counts();
+    for (bool is_settled = false; !is_settled && at_ < journal_.size();) {
+        machines = look_around();
+        const auto after = counts();
+        is_settled = before == after;
+        before = after;
+    }
+    return machines;
+}
+
 setup::Obstacle ExpectedCommand::obstacle(const Ports& ports) {
     using setup::Obstacle;
     if (ports.destinations.empty())
@@ -352,10 +376,10 @@ std::string ExpectedCommand::reason(const Course& course) const {
     return hex_text(instead) + " came back instead of " + hex_text(course.message);
 }
 
-/// One look of a watch at who is there.
-void ExpectedCommand::update_watched(std::map<MIDIObjectRef, std::string>& known) {
+/// One look of a watch at who is there. Whether it listens to somebody new.
+bool ExpectedCommand::update_watched(std::map<MIDIObjectRef, std::string>& known) {
     std::vector<std::pair<MIDIObjectRef, std::string>> there;
-    for (const auto& [found, ports] : look_around()) {
+    for (const auto& [found, ports] : look_until_settled()) {
         for (const MIDIObjectRef source : ports.sources)
             there.emplace_back(source, found);
     }
@@ -366,9 +390,11 @@ void ExpectedCommand::update_watched(std::map<MIDIObjectRef, std::string>& known
             output += "TIME  " + line.second + "  has gone, " + address(line.first) + '\n';
         return is_gone;
     });
+    bool is_any_new = false;
     for (const auto& [source, found] : there) {
         if (known.contains(source))
             continue;
+        is_any_new = true;
         while (at_ < journal_.size() && !comes(StepKind::connect))
             ++at_;
         const OSStatus connected = at_ < journal_.size() ? journal_[at_++].status : -EPROTO;
@@ -379,6 +405,7 @@ void ExpectedCommand::update_watched(std::map<MIDIObjectRef, std::string>& known
             errors += "keyloftctl: cannot listen to " + address(source) + ": " +
                       std::generic_category().message(-connected) + '\n';
     }
+    return is_any_new;
 }
 
 void ExpectedCommand::watch() {
@@ -386,8 +413,9 @@ void ExpectedCommand::watch() {
     std::map<MIDIObjectRef, std::string> known;
     bool is_first = true;
     while (at_ < journal_.size()) {
-        if (is_first || comes(StepKind::devices)) {
-            update_watched(known);
+        if (is_first || comes(StepKind::destinations)) {
+            while (update_watched(known)) {
+            }
             if (is_first && known.empty())
                 errors += "keyloftctl: no machine is there yet; waiting for one\n";
             is_first = false;

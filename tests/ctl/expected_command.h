@@ -67,6 +67,8 @@ private:
     };
 
     [[nodiscard]] Machines look_around();
+    [[nodiscard]] std::vector<std::vector<MIDIObjectRef>> counts();
+    [[nodiscard]] Machines look_until_settled();
     void note(Machines& machines, StepKind list, const Event& query) const;
     [[nodiscard]] static setup::Obstacle obstacle(const Ports& ports);
     [[nodiscard]] bool choose();
@@ -83,7 +85,7 @@ private:
     void find_arrivals();
     [[nodiscard]] bool comes(StepKind kind);
     [[nodiscard]] bool is_heard(std::size_t emission) const;
-    void update_watched(std::map<MIDIObjectRef, std::string>& known);
+    [[nodiscard]] bool update_watched(std::map<MIDIObjectRef, std::string>& known);
 
     const std::vector<Event>& journal_;
     const std::vector<Time>& times_;

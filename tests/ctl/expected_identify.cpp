@@ -94,8 +94,10 @@ void ExpectedCommand::identify() {
     }
     set_parts();
     is_away_ = gone_ == -ENODEV;
-    if (!is_away_ && not_sent_ != 128)
+    if (!is_away_ && not_sent_ != 128) {
         listen_to_parts();
+        status = ExitStatus::done;
+    }
     if (not_sent_ != 0)
         errors += "keyloftctl: " + std::to_string(not_sent_) + " of 128 parts were not set\n";
     if (is_away_)

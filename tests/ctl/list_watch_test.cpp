@@ -8,6 +8,7 @@
 #include <csignal>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -165,6 +166,20 @@ TEST_F(WatchCommand, SaysWhoComesAndGoes) {
     EXPECT_EQ(line(), "4AC5F4C4  has gone, 24:0");
     machine.plug();
     EXPECT_EQ(line(), "4AC5F4C4  is there, ?");
+    end();
+}
+
+TEST_F(WatchCommand, FindsAMachineWhoseNewsItsOwnQuestionsUseUp) {
+    system_.attach({.name = "4AC0F4C4 MIDI 1"});
+    system_.when_asked = [this, has_come = false]() mutable {
+        if (std::exchange(has_come, true))
+            return;
+        system_.attach({.name = "4AC5F4C4 MIDI 1"});
+        (void)system_.backend().update(ObjectList::devices);
+    };
+    start();
+    EXPECT_EQ(line(), "4AC0F4C4  is there, 24:0");
+    EXPECT_EQ(line(), "4AC5F4C4  is there, 25:0");
     end();
 }
 

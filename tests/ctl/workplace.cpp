@@ -55,6 +55,8 @@ TestSystem::~TestSystem() {
 }
 
 std::optional<setup::PortAddress> TestSystem::address(MIDIEndpointRef endpoint) const {
+    if (when_asked)
+        when_asked();
     for (std::size_t i = 0; i < ports_.size(); ++i) {
         if (ports_[i] == endpoint)
             return setup::PortAddress{24 + static_cast<int>(i), 0};

@@ -5,6 +5,7 @@
 #include "midi_service/embedded/embedded_backend.h"
 #include "simulation/embedded_connection.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <sys/types.h>
@@ -39,6 +40,7 @@ public:
     Connections connections_{};
     std::vector<OtherClient> clients_{};
     std::optional<int> places_ = 100;
+    std::function<void()> when_asked{}; ///< for an address: something else happens just then
 
 private:
     EmbeddedBackend backend_;
