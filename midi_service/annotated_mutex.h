@@ -15,24 +15,19 @@
 #define REQUIRES(mutex) THREAD_SAFETY(requires_capability(mutex))
 
 /// A mutex of the standard library. Wait with std::condition_variable_any.
-template<typename Base>
-class THREAD_SAFETY(capability("mutex")) AnnotatedMutex {
+class THREAD_SAFETY(capability("mutex")) Mutex {
 public:
     void lock() THREAD_SAFETY(acquire_capability()) { base_.lock(); }
     void unlock() THREAD_SAFETY(release_capability()) { base_.unlock(); }
 
 private:
-    Base base_;
+    std::mutex base_;
 };
 
-using Mutex = AnnotatedMutex<std::mutex>;
-using RecursiveMutex = AnnotatedMutex<std::recursive_mutex>;
-
 /// Holds a mutex while it lives.
-template<typename Held>
 class THREAD_SAFETY(scoped_lockable) Lock {
 public:
-    explicit Lock(Held& mutex) THREAD_SAFETY(acquire_capability(mutex)) : mutex_(mutex) {
+    explicit Lock(Mutex& mutex) THREAD_SAFETY(acquire_capability(mutex)) : mutex_(mutex) {
         mutex_.lock();
     }
     ~Lock() THREAD_SAFETY(release_capability()) { mutex_.unlock(); }
@@ -40,5 +35,5 @@ public:
     Lock& operator=(const Lock&) = delete;
 
 private:
-    Held& mutex_;
+    Mutex& mutex_;
 };

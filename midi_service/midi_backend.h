@@ -35,7 +35,7 @@ public:
                                              std::string_view /*name*/, bool /*is_input*/) {
         return 0;
     }
-    virtual void close_port(MIDIPortRef port) = 0;
+    virtual void close_port(MIDIPortRef /*port*/) {}
 
     /// Starts and ends the flow from a source to an input port. connect() comes only for a pair
     /// that is not connected, disconnect() only for one that is. When a source goes, so do its
@@ -72,9 +72,13 @@ public:
 /// its clients and ports are disposed of. Calling thread; the backend has to outlive its use.
 void install_midi_backend(MidiBackend* backend);
 
+/// In place of a port: each of them.
+inline constexpr MIDIPortRef every_port = ~MIDIPortRef{0};
+
 /// For backends: hands one whole message that `source` sent to the callback of an input port, if
-/// the two are connected, in pieces of at most 256 bytes. Any thread (called the receive thread),
-/// with no lock held that a call of the backend's takes; one callback runs at a time.
+/// the two are connected, in pieces of at most 256 bytes. Nothing (empty) is nothing. Any thread
+/// (called the receive thread), with no lock held that a call of the backend's takes; one callback
+/// runs at a time.
 void deliver(MIDIPortRef port, MIDIEndpointRef source, MIDITimeStamp time,
              std::span<const std::uint8_t> message);
 

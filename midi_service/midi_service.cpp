@@ -85,25 +85,6 @@ OSStatus create_port(MIDIClientRef client, CFStringRef name, MIDIReadProc read, 
     return 0;
 }
 
-/// Closes the ports that `belongs` picks, after their callbacks have ended.
-template<typename Predicate>
-void dispose_ports(Predicate belongs) {
-    std::vector<MIDIPortRef> closing;
-    std::erase_if(service.ports, [&](const Port& port) {
-        if (belongs(port))
-            closing.push_back(port.reference);
-        return belongs(port);
-    });
-    for (const MIDIPortRef port : closing) {
-        {
-            const Lock lock{service.guard};
-            std::erase_if(service.connections,
-                          [port](const Connection& old) { return old.port == port; });
-        }
-        backend().close_port(port);
-    }
-}
-
 bool is_connected(const Port& port, MIDIEndpointRef source) {
     return std::ranges::find(port.sources, source) != port.sources.end();
 }
@@ -187,20 +168,19 @@ void install_midi_backend(MidiBackend* next) {
 void deliver(MIDIPortRef port, MIDIEndpointRef source, MIDITimeStamp time,
              std::span<const std::uint8_t> message) {
     const Lock lock{service.guard};
-    const auto connection = std::ranges::find_if(service.connections, [&](const Connection& known) {
-        return known.port == port && known.source == source;
-    });
-    if (connection == service.connections.end())
-        return;
-    MIDIPacketList list{};
-    list.numPackets = 1;
-    while (!message.empty()) {
-        const auto piece = message.first(std::min(message.size(), sizeof list.packet[0].data));
+    for (const Connection& known : service.connections) {
+        if (known.source != source || (port != every_port && known.port != port))
+            continue;
+        MIDIPacketList list{};
+        list.numPackets = 1;
         list.packet[0].timeStamp = time;
-        list.packet[0].length = static_cast<std::uint16_t>(piece.size());
-        std::ranges::copy(piece, list.packet[0].data);
-        connection->read(&list, connection->port_context, connection->source_context);
-        message = message.subspan(piece.size());
+        for (auto rest = message; !rest.empty();) {
+            const auto piece = rest.first(std::min(rest.size(), sizeof list.packet[0].data));
+            list.packet[0].length = static_cast<std::uint16_t>(piece.size());
+            std::ranges::copy(piece, list.packet[0].data);
+            known.read(&list, known.port_context, known.source_context);
+            rest = rest.subspan(piece.size());
+        }
     }
 }
 
@@ -217,7 +197,11 @@ OSStatus MIDIClientCreate(CFStringRef name, MIDINotifyProc, void*, MIDIClientRef
 OSStatus MIDIClientDispose(MIDIClientRef client) {
     if (!is_client(client))
         return -ENXIO;
-    dispose_ports([client](const Port& port) { return port.client == client; });
+    const auto ports = service.ports;
+    for (const Port& port : ports) {
+        if (port.client == client)
+            MIDIPortDispose(port.reference);
+    }
     backend().close_client(client);
     std::erase(service.clients, client);
     return 0;
@@ -235,7 +219,13 @@ OSStatus MIDIInputPortCreate(MIDIClientRef client, CFStringRef name, MIDIReadPro
 OSStatus MIDIPortDispose(MIDIPortRef port) {
     if (!find_port(port))
         return -ENXIO;
-    dispose_ports([port](const Port& candidate) { return candidate.reference == port; });
+    std::erase_if(service.ports, [port](const Port& old) { return old.reference == port; });
+    {
+        const Lock lock{service.guard}; // its callback has ended then
+        std::erase_if(service.connections,
+                      [port](const Connection& old) { return old.port == port; });
+    }
+    backend().close_port(port);
     return 0;
 }
 

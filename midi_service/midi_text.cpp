@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstring>
 #include <iconv.h>
+#include <optional>
 #include <string>
 
 struct CFString {
@@ -44,18 +45,6 @@ std::size_t character_length(std::string_view text) {
     return length;
 }
 
-/// The longest part of the text with whole characters and up to `room` bytes.
-std::size_t whole_characters(std::string_view utf8, std::size_t room) {
-    std::size_t length = 0;
-    while (length < utf8.size()) {
-        const std::size_t next = character_length(utf8.substr(length));
-        if (length + next > room)
-            break;
-        length += next;
-    }
-    return length;
-}
-
 /// Converts one character at a time, so that one without a counterpart costs only itself.
 class MacRomanConverter {
 public:
@@ -67,40 +56,28 @@ public:
     MacRomanConverter(const MacRomanConverter&) = delete;
     MacRomanConverter& operator=(const MacRomanConverter&) = delete;
 
-    /// Null when the character has no counterpart.
-    char convert(std::string_view character) {
-        char converted = '\0';
+    /// Puts the character's counterpart in its place, until the next call; "?" and false when it
+    /// has none.
+    bool convert(std::string_view& character) {
         char* in = const_cast<char*>(character.data()); // iconv takes it so and does not write
-        char* out = &converted;
+        char* out = &converted_;
         std::size_t in_left = character.size();
         std::size_t out_left = 1;
-        if (!usable())
-            return '\0';
-        iconv(descriptor_, nullptr, nullptr, nullptr, nullptr);
-        const std::size_t result = iconv(descriptor_, &in, &in_left, &out, &out_left);
-        return result == 0 && in_left == 0 && out_left == 0 ? converted : '\0';
+        if (usable())
+            iconv(descriptor_, nullptr, nullptr, nullptr, nullptr);
+        const bool has_one = usable() && iconv(descriptor_, &in, &in_left, &out, &out_left) == 0 &&
+                             in_left == 0 && out_left == 0;
+        if (!has_one)
+            converted_ = '?';
+        character = {&converted_, 1};
+        return has_one;
     }
 
 private:
     bool usable() const { return descriptor_ != reinterpret_cast<iconv_t>(-1); }
     iconv_t descriptor_;
+    char converted_ = '\0';
 };
-
-/// Writes characters up to `room` bytes; the result is how many bytes were written. `whole` tells
-/// whether every character was there and had a counterpart.
-std::size_t to_mac_roman(std::string_view utf8, char* out, std::size_t room, bool& whole) {
-    MacRomanConverter converter;
-    std::size_t written = 0;
-    while (!utf8.empty() && written < room) {
-        const std::size_t length = character_length(utf8);
-        const char converted = converter.convert(utf8.substr(0, length));
-        whole = whole && converted != '\0';
-        out[written++] = converted != '\0' ? converted : '?';
-        utf8.remove_prefix(length);
-    }
-    whole = whole && utf8.empty();
-    return written;
-}
 
 } // namespace
 
@@ -141,20 +118,27 @@ std::uint8_t CFStringGetCString(CFStringRef text, char* buffer, std::int64_t siz
     buffer[0] = '\0';
     if (encoding != mac_roman && encoding != utf_8)
         return 0;
-    const std::string_view utf8 = view_text(text);
     const auto room = static_cast<std::size_t>(size - 1);
-    if (encoding == utf_8) {
-        const std::size_t length = whole_characters(utf8, room);
-        std::memcpy(buffer, utf8.data(), length);
-        buffer[length] = '\0';
-        return length == utf8.size() ? 1 : 0;
-    }
-    // Most names are plain ASCII and are done here.
-    std::size_t length = std::min(is_constant(text) ? ascii_length(utf8) : text->ascii, room);
-    std::memcpy(buffer, utf8.data(), length);
+    std::string_view rest = view_text(text);
+    // Most names are plain ASCII, the same in both encodings, and are done here.
+    std::size_t length = std::min(is_constant(text) ? ascii_length(rest) : text->ascii, room);
+    std::memcpy(buffer, rest.data(), length);
+    rest.remove_prefix(length);
+    std::optional<MacRomanConverter> converter;
+    if (encoding == mac_roman && !rest.empty())
+        converter.emplace();
     bool whole = true;
-    if (length < utf8.size())
-        length += to_mac_roman(utf8.substr(length), buffer + length, room - length, whole);
+    while (!rest.empty()) {
+        std::string_view character = rest.substr(0, character_length(rest));
+        const std::size_t taken = character.size();
+        if (converter)
+            whole = converter->convert(character) && whole;
+        if (length + character.size() > room)
+            break;
+        std::memcpy(buffer + length, character.data(), character.size());
+        length += character.size();
+        rest.remove_prefix(taken);
+    }
     buffer[length] = '\0';
-    return whole ? 1 : 0;
+    return whole && rest.empty() ? 1 : 0;
 }

@@ -36,26 +36,14 @@ struct Attached {
     void set(EmbeddedObject what) {
         texts = {text_or_null(what.name), text_or_null(what.manufacturer),
                  text_or_null(what.model)};
+        lists = {what.is_source, what.is_destination, what.is_device};
         object = std::move(what);
-    }
-
-    bool is_in(ObjectList list) const {
-        switch (list) {
-        case ObjectList::sources:
-            return object.is_source;
-        case ObjectList::destinations:
-            return object.is_destination;
-        case ObjectList::devices:
-            return object.is_device;
-        }
-        return false;
     }
 
     EmbeddedObject object;
     std::array<TextHandle, 3> texts; // by TextProperty
+    std::array<bool, 3> lists;       // by ObjectList: whether it is in them
     const EmbeddedBackend::Receiver receiver;
-    RecursiveMutex receiving; // held while the receiver runs; the receiver may detach its object
-    bool attached GUARDED_BY(receiving) = true;
     MessageReader reader; // receive thread
 };
 
@@ -79,13 +67,15 @@ struct EmbeddedBackend::State {
 
     mutable Mutex guard;
     std::condition_variable_any wake;      // the receive thread: something is due, or stop
-    std::condition_variable_any delivered; // advance()
+    std::condition_variable_any delivered; // advance(): nothing is due any more
+    std::condition_variable_any received;  // detach(): no receiver runs any more
     microseconds manual_now GUARDED_BY(guard){0};
     bool stop GUARDED_BY(guard) = false;
     bool delivering GUARDED_BY(guard) = false;
     std::unordered_map<MIDIObjectRef, std::shared_ptr<Attached>> objects GUARDED_BY(guard);
+    const Attached* receiving GUARDED_BY(guard) = nullptr; // whose receiver runs, on this thread:
+    std::thread::id calling_thread GUARDED_BY(guard);
     std::multimap<microseconds, Emission> on_the_way GUARDED_BY(guard);
-    std::vector<std::pair<MIDIPortRef, MIDIObjectRef>> connections GUARDED_BY(guard);
     std::array<bool, 3> stale GUARDED_BY(guard){}; // lists that changed since their last update
     bool changed GUARDED_BY(guard) = false;        // any list did since any update
 
@@ -115,47 +105,46 @@ struct EmbeddedBackend::State {
             eventfd_write(changes, 1);
     }
 
-    void receive();
-    /// Delivers what is due first. Unlocks the mutex while the callbacks run.
-    void deliver_next() REQUIRES(guard);
-};
-
-void EmbeddedBackend::State::receive() {
-    const Lock lock{guard};
-    while (!stop) {
-        if (something_due())
-            deliver_next();
-        else if (on_the_way.empty() || time == Time::manual)
-            wake.wait(guard);
-        else
-            wake.wait_until(guard, start + on_the_way.begin()->first);
-    }
-}
-
-void EmbeddedBackend::State::deliver_next() {
-    const auto next = on_the_way.extract(on_the_way.begin());
-    const auto& [object, bytes] = next.mapped();
-    const auto sender = find(object); // shared: it may be detached meanwhile
-    std::vector<MIDIPortRef> ports;
-    for (const auto& [port, source] : connections) {
-        if (source == object)
-            ports.push_back(port);
-    }
-    const auto stamp = static_cast<MIDITimeStamp>(next.key().count());
-    delivering = true;
-    guard.unlock();
-    for (const std::uint8_t byte : bytes) {
-        const auto message = sender->reader.read(byte);
-        for (const MIDIPortRef port : ports) {
-            if (!message.empty())
-                deliver(port, object, stamp, message);
+    void receive() {
+        const Lock lock{guard};
+        while (!stop) {
+            if (something_due())
+                deliver_next();
+            else if (on_the_way.empty() || time == Time::manual)
+                wake.wait(guard);
+            else
+                wake.wait_until(guard, start + on_the_way.begin()->first);
         }
     }
-    guard.lock();
-    delivering = false;
-    if (!something_due())
-        delivered.notify_all();
-}
+
+    /// Delivers what is due first. Unlocks the mutex while the callbacks run.
+    void deliver_next() REQUIRES(guard) {
+        const auto next = on_the_way.extract(on_the_way.begin());
+        const auto& [object, bytes] = next.mapped();
+        const auto sender = find(object); // shared: it may be detached meanwhile
+        delivering = true;
+        guard.unlock();
+        for (const std::uint8_t byte : bytes)
+            deliver(every_port, object, static_cast<MIDITimeStamp>(next.key().count()),
+                    sender->reader.read(byte));
+        guard.lock();
+        delivering = false;
+        if (!something_due())
+            delivered.notify_all();
+    }
+
+    /// Unlocks the mutex while the receiver runs.
+    void run_receiver(const Attached& attached, std::span<const std::uint8_t> messages)
+        REQUIRES(guard) {
+        receiving = &attached;
+        calling_thread = std::this_thread::get_id();
+        guard.unlock();
+        attached.receiver(messages);
+        guard.lock();
+        receiving = nullptr;
+        received.notify_all();
+    }
+};
 
 EmbeddedBackend::EmbeddedBackend(Time time) : state_(std::make_unique<State>(time)) {
     state_->receive_thread = std::jthread{[this] { state_->receive(); }};
@@ -188,21 +177,16 @@ void EmbeddedBackend::update_object(MIDIObjectRef object, EmbeddedObject changed
 }
 
 void EmbeddedBackend::detach(MIDIObjectRef object) {
-    std::shared_ptr<Attached> going;
-    {
-        const Lock lock{state_->guard};
-        going = state_->find(object);
-        if (!going)
-            return;
-        state_->objects.erase(object);
-        state_->change();
-        std::erase_if(state_->on_the_way,
-                      [object](const auto& entry) { return entry.second.object == object; });
-        std::erase_if(state_->connections,
-                      [object](const auto& entry) { return entry.second == object; });
-    }
-    const Lock waits_for_the_receiver{going->receiving};
-    going->attached = false;
+    const Lock lock{state_->guard};
+    const auto going = state_->find(object);
+    if (!going)
+        return;
+    state_->objects.erase(object);
+    state_->change();
+    std::erase_if(state_->on_the_way,
+                  [object](const auto& entry) { return entry.second.object == object; });
+    while (state_->receiving == going.get() && state_->calling_thread != std::this_thread::get_id())
+        state_->received.wait(state_->guard);
 }
 
 void EmbeddedBackend::emit(MIDIObjectRef object, std::span<const std::uint8_t> bytes,
@@ -240,23 +224,15 @@ void EmbeddedBackend::advance(microseconds by) {
     state_->manual_now = until;
 }
 
-void EmbeddedBackend::close_port(MIDIPortRef port) {
-    const Lock lock{state_->guard};
-    std::erase_if(state_->connections, [port](const auto& entry) { return entry.first == port; });
-}
-
-OSStatus EmbeddedBackend::connect(MIDIPortRef port, MIDIEndpointRef source) {
+OSStatus EmbeddedBackend::connect(MIDIPortRef, MIDIEndpointRef source) {
     const Lock lock{state_->guard};
     const auto& attached = state_->find(source);
-    if (!attached || !attached->object.is_source)
-        return -ENODEV;
-    state_->connections.emplace_back(port, source);
-    return 0;
+    return attached && attached->object.is_source ? 0 : -ENODEV;
 }
 
-OSStatus EmbeddedBackend::disconnect(MIDIPortRef port, MIDIEndpointRef source) {
+OSStatus EmbeddedBackend::disconnect(MIDIPortRef, MIDIEndpointRef source) {
     const Lock lock{state_->guard};
-    return std::erase(state_->connections, std::pair{port, source}) != 0 ? 0 : -ENODEV;
+    return state_->find(source) ? 0 : -ENODEV;
 }
 
 std::span<const MIDIObjectRef> EmbeddedBackend::update(ObjectList list) {
@@ -270,7 +246,7 @@ std::span<const MIDIObjectRef> EmbeddedBackend::update(ObjectList list) {
         return references;
     references.clear();
     for (const auto& [reference, attached] : state_->objects) {
-        if (attached->is_in(list))
+        if (attached->lists[index])
             references.push_back(reference);
     }
     std::ranges::sort(references); // in the order in which they were attached
@@ -302,21 +278,14 @@ OSStatus EmbeddedBackend::offline(MIDIObjectRef object, std::int32_t& value) {
 
 OSStatus EmbeddedBackend::send(MIDIPortRef, MIDIEndpointRef destination,
                                std::span<const std::uint8_t> messages) {
-    std::shared_ptr<Attached> attached;
-    {
-        const Lock lock{state_->guard};
-        attached = state_->find(destination);
-        if (!attached || !attached->object.is_destination)
-            return -ENODEV;
-        if (attached->object.send_status != 0)
-            return attached->object.send_status;
-    }
-    const Lock lock{attached->receiving};
-    if (!attached->attached)
+    const Lock lock{state_->guard};
+    const auto attached = state_->find(destination); // shared: it may be detached meanwhile
+    if (!attached || !attached->object.is_destination)
         return -ENODEV;
-    if (attached->receiver)
-        attached->receiver(messages);
-    return 0;
+    const OSStatus status = attached->object.send_status;
+    if (status == 0 && attached->receiver)
+        state_->run_receiver(*attached, messages);
+    return status;
 }
 
 int EmbeddedBackend::changes() const {

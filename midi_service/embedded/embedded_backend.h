@@ -54,7 +54,6 @@ public:
     /// With manual time: lets time pass, and returns when everything due by then is delivered.
     void advance(std::chrono::microseconds by);
 
-    void close_port(MIDIPortRef port) override;
     [[nodiscard]] OSStatus connect(MIDIPortRef port, MIDIEndpointRef source) override;
     [[nodiscard]] OSStatus disconnect(MIDIPortRef port, MIDIEndpointRef source) override;
     [[nodiscard]] std::span<const MIDIObjectRef> update(ObjectList list) override;
