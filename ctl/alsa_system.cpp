@@ -14,11 +14,11 @@ OtherClient other_client(const ClientInfo& info) {
     return client;
 }
 
-std::vector<OtherClient> other_clients_of(const std::vector<ConnectedPort>& ports) {
+std::vector<OtherClient> other_clients_of(const std::vector<ClientInfo>& infos) {
     std::vector<OtherClient> clients;
-    clients.reserve(ports.size());
-    for (const ConnectedPort& port : ports)
-        clients.push_back(other_client(port.client));
+    clients.reserve(infos.size());
+    for (const ClientInfo& info : infos)
+        clients.push_back(other_client(info));
     return clients;
 }
 
@@ -46,10 +46,7 @@ Connections AlsaSystem::connections(MIDIEndpointRef endpoint) const {
 }
 
 std::vector<OtherClient> AlsaSystem::other_clients() const {
-    std::vector<OtherClient> clients;
-    for (const ClientInfo& info : backend_.other_clients())
-        clients.push_back(other_client(info));
-    return clients;
+    return other_clients_of(backend_.other_clients());
 }
 
 std::optional<int> AlsaSystem::places_left() const {

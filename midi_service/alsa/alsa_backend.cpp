@@ -12,6 +12,7 @@
 #include <ctime>
 #include <poll.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -28,17 +29,6 @@ constexpr Address announcer{SND_SEQ_CLIENT_SYSTEM, SND_SEQ_PORT_SYSTEM_ANNOUNCE}
 struct AlsaBackend::State {
     explicit State(Clock replaceable_clock) : clock(replaceable_clock) {}
 
-    void bring_up();
-    [[nodiscard]] int open_announcements();
-    void read_all();
-    void follow_announcements();
-    [[nodiscard]] bool read_announcements();
-    void apply(const snd_seq_event_t& announcement);
-    void refresh_names();
-    void refresh_devices();
-    void refresh(Address address);
-    [[nodiscard]] MidiClient& owner(MIDIPortRef port);
-
     const Clock clock;
     /// For the announcements of ports that start, change and go, and for questions; null while
     /// there is no sequencer. It is a client of its own: no flood of MIDI can push an announcement
@@ -50,6 +40,118 @@ struct AlsaBackend::State {
     bool is_up = false;         ///< the announcements and all clients are open
     int error = 0;              ///< why not: a positive errno
     std::vector<std::unique_ptr<MidiClient>> clients;
+
+    /// Opens on the sequencer whatever is not open yet.
+    void bring_up() {
+        if (is_up)
+            return;
+        int result = 0;
+        if (!sequencer) {
+            result = open_announcements();
+            if (result == 0) {
+                name_table.open();
+                read_all();
+            }
+        }
+        for (const auto& client : clients) {
+            if (result == 0 && !client->is_open())
+                result = client->open();
+        }
+        is_up = result == 0;
+        error = -result;
+    }
+
+    /// 0 or a negative errno.
+    [[nodiscard]] int open_announcements() {
+        Sequencer opened;
+        if (const int result = open_sequencer("MIDI Client announcements", opened); result < 0)
+            return result;
+        const int port = create_port(opened.get(), "Announcements",
+                                     SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_NO_EXPORT);
+        if (port < 0)
+            return port;
+        const Address own{static_cast<std::uint8_t>(snd_seq_client_id(opened.get())),
+                          static_cast<std::uint8_t>(port)};
+        if (const int result = subscribe(opened.get(), announcer, own); result < 0)
+            return result;
+        sequencer = std::move(opened);
+        return 0;
+    }
+
+    void read_all() {
+        names_read = clock();
+        endpoints.replace_all(query_all_ports(sequencer.get()));
+    }
+
+    /// From here on the objects are as they are now, but for changes that are not announced.
+    void follow_announcements() {
+        // The library's buffer has room for all events that the kernel keeps for a client: a single
+        // read gets them all. Each port that started or changed takes one more system call.
+        const auto take = [this](const snd_seq_event_t& announcement) { apply(announcement); };
+        while (sequencer && read_events(sequencer.get(), take) == -ENOSPC) {
+            // Announcements were lost. Where a subscription of ours is gone, so is the port, even
+            // if another one has its address by now.
+            for (const auto& client : clients) {
+                for (const Address lost : client->lost_endpoints())
+                    endpoints.remove(lost);
+            }
+            read_all();
+        }
+    }
+
+    void apply(const snd_seq_event_t& announcement) {
+        // Any client can send here. Believe only the system announcer, 0:1.
+        if (Address{announcement.source.client, announcement.source.port} != announcer)
+            return;
+        const Address subject{announcement.data.addr.client, announcement.data.addr.port};
+        switch (announcement.type) {
+        case SND_SEQ_EVENT_PORT_START:
+        case SND_SEQ_EVENT_PORT_CHANGE:
+            return refresh(subject);
+        case SND_SEQ_EVENT_PORT_EXIT:
+            return endpoints.remove(subject);
+        default:
+            return;
+        }
+    }
+
+    /// Asks the sequencer about one port.
+    void refresh(Address address) {
+        if (const auto info = query_port(sequencer.get(), address))
+            endpoints.put(*info);
+        else
+            endpoints.remove(address);
+    }
+
+    /// The kernel does not announce new names (Linux 6.1).
+    void refresh_names() {
+        const milliseconds now = clock();
+        if (now - names_read < names_stay_good)
+            return;
+        names_read = now;
+        for (const Address address : name_table.suspects(endpoints))
+            refresh(address);
+    }
+
+    void refresh_devices() {
+        int asked = -1; // a client with several ports is asked once
+        for (const Address address : endpoints.addresses()) {
+            if (std::exchange(asked, address.client) == address.client)
+                continue;
+            const auto info = query_client(sequencer.get(), address.client);
+            if (!info)
+                continue; // it went a moment ago, and its ports go with it
+            const Object* device = endpoints.find({address.client, whole_client});
+            if (!device || device->name() != info->name)
+                endpoints.put_device(address.client, device_texts(*info));
+        }
+    }
+
+    /// The client of a port, which is open: the service asks for no others.
+    [[nodiscard]] MidiClient& owner(MIDIPortRef port) {
+        return **std::ranges::find_if(clients,
+                                      [port](const auto& client) { return client->owns(port); });
+    }
 };
 
 AlsaBackend::AlsaBackend(Clock clock) : state_(std::make_unique<State>(clock)) {}
@@ -60,130 +162,6 @@ milliseconds AlsaBackend::coarse_time() {
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
     return milliseconds{time.tv_sec * 1000 + time.tv_nsec / 1'000'000};
-}
-
-/// Opens on the sequencer whatever is not open yet.
-void AlsaBackend::State::bring_up() {
-    if (is_up)
-        return;
-    int result = 0;
-    if (!sequencer) {
-        result = open_announcements();
-        if (result == 0) {
-            name_table.open();
-            read_all();
-        }
-    }
-    for (const auto& client : clients) {
-        if (result == 0 && !client->is_open())
-            result = client->open();
-    }
-    is_up = result == 0;
-    error = -result;
-}
-
-/// 0 or a negative errno.
-int AlsaBackend::State::open_announcements() {
-    Sequencer opened;
-    if (const int result = open_sequencer("MIDI Client announcements", opened); result < 0)
-        return result;
-    const int port = create_port(opened.get(), "Announcements",
-                                 SND_SEQ_PORT_CAP_WRITE | SND_SEQ_PORT_CAP_NO_EXPORT);
-    if (port < 0)
-        return port;
-    const Address own{static_cast<std::uint8_t>(snd_seq_client_id(opened.get())),
-                      static_cast<std::uint8_t>(port)};
-    if (const int result = subscribe(opened.get(), announcer, own); result < 0)
-        return result;
-    sequencer = std::move(opened);
-    return 0;
-}
-
-void AlsaBackend::State::read_all() {
-    names_read = clock();
-    endpoints.replace_all(query_all_ports(sequencer.get()));
-}
-
-/// From here on the objects are as they are now, but for changes that are not announced.
-void AlsaBackend::State::follow_announcements() {
-    while (sequencer && !read_announcements()) {
-        // Announcements were lost. Where a subscription of ours is gone, so is the port, even if
-        // another one has its address by now.
-        for (const auto& client : clients) {
-            for (const Address lost : client->lost_endpoints())
-                endpoints.remove(lost);
-        }
-        read_all();
-    }
-}
-
-/// Takes one system call, and one more for each port that started or changed. False: announcements
-/// were lost.
-bool AlsaBackend::State::read_announcements() {
-    // The library's buffer has room for all events that the kernel keeps for a client: a single
-    // read gets them all.
-    do {
-        snd_seq_event_t* event = nullptr;
-        const int result = snd_seq_event_input(sequencer.get(), &event);
-        if (result == -ENOSPC)
-            return false;
-        if (result < 0)
-            break;
-        apply(*event);
-    } while (snd_seq_event_input_pending(sequencer.get(), 0) > 0);
-    return true;
-}
-
-void AlsaBackend::State::apply(const snd_seq_event_t& announcement) {
-    // Any client can send here. Believe only the system announcer, 0:1.
-    if (Address{announcement.source.client, announcement.source.port} != announcer)
-        return;
-    const Address subject{announcement.data.addr.client, announcement.data.addr.port};
-    switch (announcement.type) {
-    case SND_SEQ_EVENT_PORT_START:
-    case SND_SEQ_EVENT_PORT_CHANGE:
-        return refresh(subject);
-    case SND_SEQ_EVENT_PORT_EXIT:
-        return endpoints.remove(subject);
-    default:
-        return;
-    }
-}
-
-/// Asks the sequencer about one port.
-void AlsaBackend::State::refresh(Address address) {
-    PortInfo info;
-    if (query_port(sequencer.get(), address, info) < 0)
-        endpoints.remove(address);
-    else
-        endpoints.put(info);
-}
-
-/// The kernel does not announce new names (Linux 6.1).
-void AlsaBackend::State::refresh_names() {
-    const milliseconds now = clock();
-    if (now - names_read < names_stay_good)
-        return;
-    names_read = now;
-    for (const Address address : name_table.suspects(endpoints))
-        refresh(address);
-}
-
-void AlsaBackend::State::refresh_devices() {
-    for (const std::uint8_t client : endpoints.clients()) {
-        ClientInfo info;
-        if (query_client(sequencer.get(), client, info) < 0)
-            continue; // it went a moment ago, and its ports go with it
-        Object* device = endpoints.device(client);
-        if (!device || view_text(device->text(TextProperty::name).get()) != info.name)
-            endpoints.put_device(client, device_texts(info));
-    }
-}
-
-/// The client of a port, which is open: the service asks for no others.
-MidiClient& AlsaBackend::State::owner(MIDIPortRef port) {
-    return **std::ranges::find_if(clients,
-                                  [port](const auto& client) { return client->owns(port); });
 }
 
 OSStatus AlsaBackend::open_client(MIDIClientRef reference, std::string_view name) {
@@ -212,7 +190,7 @@ OSStatus AlsaBackend::connect(MIDIPortRef port, MIDIEndpointRef source) {
     state_->bring_up();
     state_->follow_announcements();
     const Object* object = state_->endpoints.find(source);
-    if (!object || !object->is_source)
+    if (!object || !object->is_in(ObjectList::sources))
         return -ENODEV;
     return state_->owner(port).connect(port, source, object->address);
 }
@@ -264,7 +242,7 @@ OSStatus AlsaBackend::send(MIDIPortRef port, MIDIEndpointRef destination,
     if (!client.is_set_to(port, destination))
         state_->follow_announcements();
     const Object* object = state_->endpoints.find(destination);
-    if (!object || !object->is_destination)
+    if (!object || !object->is_in(ObjectList::destinations))
         return -ENODEV;
     return client.send(port, destination, object->address, messages);
 }
@@ -288,22 +266,18 @@ std::optional<Address> AlsaBackend::address(MIDIEndpointRef endpoint) const {
 std::optional<PortNeighbours> AlsaBackend::neighbours(MIDIEndpointRef endpoint) const {
     snd_seq_t* sequencer = state_->sequencer.get();
     const auto place = address(endpoint);
-    PortNeighbours result;
-    if (!sequencer || !place || query_client(sequencer, place->client, result.client) < 0)
+    if (!sequencer || !place || !query_port(sequencer, *place))
         return std::nullopt;
-    result.address = *place;
     const auto connected = [&](snd_seq_query_subs_type_t direction) {
-        std::vector<ConnectedPort> ports;
+        std::vector<ClientInfo> clients;
         for (const Address subscriber : query_subscribers(sequencer, *place, direction)) {
-            ClientInfo client;
-            if (query_client(sequencer, subscriber.client, client) >= 0 && client.pid != getpid())
-                ports.push_back({subscriber, client});
+            const auto client = query_client(sequencer, subscriber.client);
+            if (client && client->pid != getpid())
+                clients.push_back(*client);
         }
-        return ports;
+        return clients;
     };
-    result.readers = connected(SND_SEQ_QUERY_SUBS_READ);
-    result.writers = connected(SND_SEQ_QUERY_SUBS_WRITE);
-    return result;
+    return PortNeighbours{connected(SND_SEQ_QUERY_SUBS_READ), connected(SND_SEQ_QUERY_SUBS_WRITE)};
 }
 
 std::vector<ClientInfo> AlsaBackend::other_clients() const {

@@ -30,10 +30,7 @@ bool is_destination_port(unsigned capabilities) {
 }
 
 EndpointList::EndpointList() {
-    Object& device = add({});
-    set_text(device, TextProperty::name, "ALSA Sequencer");
-    set_text(device, TextProperty::model, "ALSA Sequencer");
-    sequencer_device_ = device.reference;
+    put_device(system_client, {"ALSA Sequencer", "ALSA Sequencer", {}});
 }
 
 void EndpointList::put(const PortInfo& info) {
@@ -41,105 +38,71 @@ void EndpointList::put(const PortInfo& info) {
     const bool is_destination = is_destination_port(info.capabilities);
     if (info.address.client == system_client || (!is_source && !is_destination))
         return remove(info.address);
-    Object* endpoint = find(info.address);
-    if (!endpoint) {
-        endpoint = &add(info.address);
-        endpoints_.emplace(info.address, endpoint);
-    }
-    if (endpoint->is_source != is_source || endpoint->is_destination != is_destination) {
-        endpoint->is_source = is_source;
-        endpoint->is_destination = is_destination;
-        changed();
-    }
-    set_text(*endpoint, TextProperty::name, info.name);
+    Object* known = find(info.address);
+    Object& endpoint = known ? *known : add(info.address);
+    set_lists(endpoint, {is_source, is_destination, false});
+    set_text(endpoint, TextProperty::name, info.name);
 }
 
 void EndpointList::remove(Address address) {
-    const auto endpoint = endpoints_.find(address);
-    if (endpoint == endpoints_.end())
+    const auto going = by_address_.find(address);
+    if (going == by_address_.end())
         return;
-    objects_[endpoint->second->reference].reset();
-    const auto next = endpoints_.erase(endpoint);
-    changed();
-    const auto is_of_client = [&](auto other) { return other->first.client == address.client; };
-    if ((next != endpoints_.end() && is_of_client(next)) ||
-        (next != endpoints_.begin() && is_of_client(std::prev(next))))
-        return;
-    if (const auto device = devices_.find(address.client); device != devices_.end()) {
-        objects_[device->second->reference].reset();
-        devices_.erase(device);
-    }
+    set_lists(*going->second, {});
+    objects_[going->second->reference].reset();
+    const auto next = by_address_.erase(going);
+    // In front of every client's endpoints there is something: the sequencer's device at least.
+    const Address device{address.client, whole_client};
+    if (next != by_address_.end() && next->first == device &&
+        std::prev(next)->first.client != address.client)
+        remove(device);
 }
 
 void EndpointList::replace_all(std::span<const PortInfo> ports) {
-    std::vector<Address> gone;
-    for (const auto& [address, endpoint] : endpoints_) {
+    for (const Address address : addresses()) {
         const auto now = std::ranges::lower_bound(ports, address, std::less{}, &PortInfo::address);
-        if (now == ports.end() || now->address != address ||
-            now->name != view_text(endpoint->text(TextProperty::name).get()))
-            gone.push_back(address);
+        if (now == ports.end() || now->address != address || now->name != find(address)->name())
+            remove(address);
     }
-    for (const Address address : gone)
-        remove(address);
     for (const PortInfo& port : ports)
         put(port);
 }
 
-std::vector<std::uint8_t> EndpointList::clients() const {
-    std::vector<std::uint8_t> clients;
-    for (const auto& [address, endpoint] : endpoints_) {
-        if (clients.empty() || clients.back() != address.client)
-            clients.push_back(address.client);
-    }
-    return clients;
-}
-
-Object* EndpointList::device(std::uint8_t client) const {
-    const auto device = devices_.find(client);
-    return device == devices_.end() ? nullptr : device->second;
-}
-
 void EndpointList::put_device(std::uint8_t client, const DeviceTexts& texts) {
-    Object* known = device(client);
-    if (!known) {
-        known = &add({.client = client});
-        devices_.emplace(client, known);
-        changed();
-    }
-    set_text(*known, TextProperty::name, texts.name);
-    set_text(*known, TextProperty::model, texts.model);
+    const Address address{client, whole_client};
+    Object* known = find(address);
+    Object& device = known ? *known : add(address);
+    set_lists(device, {false, false, true});
+    set_text(device, TextProperty::name, texts.name);
+    set_text(device, TextProperty::model, texts.model);
     if (!texts.manufacturer.empty())
-        set_text(*known, TextProperty::manufacturer, texts.manufacturer);
+        set_text(device, TextProperty::manufacturer, texts.manufacturer);
+}
+
+Object* EndpointList::find(Address address) const {
+    const auto object = by_address_.find(address);
+    return object == by_address_.end() ? nullptr : object->second;
 }
 
 std::vector<Address> EndpointList::addresses() const {
     std::vector<Address> addresses;
-    for (const auto& [address, endpoint] : endpoints_)
-        addresses.push_back(address);
+    for (const auto& [address, object] : by_address_) {
+        if (object->is_endpoint())
+            addresses.push_back(address);
+    }
     return addresses;
 }
 
-Object* EndpointList::find(Address address) const {
-    const auto endpoint = endpoints_.find(address);
-    return endpoint == endpoints_.end() ? nullptr : endpoint->second;
-}
-
 std::span<const MIDIObjectRef> EndpointList::publish(ObjectList list) {
-    auto& [references, is_current] = published_[static_cast<std::size_t>(list)];
-    if (is_current)
+    const auto index = static_cast<std::size_t>(list);
+    auto& references = published_[index];
+    if (!std::exchange(stale_[index], false))
         return references;
     references.clear();
-    if (list == ObjectList::devices) {
-        references.push_back(sequencer_device_);
-        for (const auto& [client, device] : devices_)
-            references.push_back(device->reference);
-    } else {
-        for (const auto& [address, endpoint] : endpoints_) {
-            if (list == ObjectList::sources ? endpoint->is_source : endpoint->is_destination)
-                references.push_back(endpoint->reference);
-        }
+    for (const auto& [address, object] : by_address_) {
+        if (object->is_in(list))
+            references.push_back(object->reference);
     }
-    is_current = true;
     return references;
 }
 
@@ -148,12 +111,15 @@ Object& EndpointList::add(Address address) {
     const MIDIObjectRef reference = new_reference();
     objects_.resize(reference + std::size_t{1});
     objects_.back() = std::make_unique<Object>(Object{.reference = reference, .address = address});
+    by_address_.emplace(address, objects_.back().get());
     return *objects_.back();
 }
 
-void EndpointList::changed() {
-    for (Published& published : published_)
-        published.is_current = false;
+void EndpointList::set_lists(Object& object, std::array<bool, 3> lists) {
+    if (object.lists == lists)
+        return;
+    object.lists = lists;
+    stale_.fill(true);
 }
 
 void EndpointList::set_text(Object& object, TextProperty property, std::string_view text) {

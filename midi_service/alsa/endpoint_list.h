@@ -13,18 +13,24 @@
 #include <string_view>
 #include <vector>
 
+/// In place of a port's number: the client as a whole, which is a device.
+inline constexpr std::uint8_t whole_client = 255;
+
 /// An endpoint or a device under its reference.
 struct Object {
     MIDIObjectRef reference = 0;
-    Address address{}; ///< of a device only the client counts
-    bool is_source = false;
-    bool is_destination = false;
+    Address address{};
+    std::array<bool, 3> lists{};       ///< by ObjectList: whether it is in them
     std::array<TextHandle, 3> texts{}; ///< by TextProperty; null: it has no such text
 
-    [[nodiscard]] bool is_endpoint() const { return is_source || is_destination; }
+    [[nodiscard]] bool is_endpoint() const { return address.port != whole_client; }
+    [[nodiscard]] bool is_in(ObjectList list) const {
+        return lists[static_cast<std::size_t>(list)];
+    }
     [[nodiscard]] TextHandle& text(TextProperty property) {
         return texts[static_cast<std::size_t>(property)];
     }
+    [[nodiscard]] std::string_view name() const { return view_text(texts[0].get()); }
 };
 
 /// The texts of a device.
@@ -55,37 +61,28 @@ public:
     /// new port.
     void replace_all(std::span<const PortInfo> ports);
 
-    /// The clients that own an endpoint, in order.
-    [[nodiscard]] std::vector<std::uint8_t> clients() const;
-    /// The device of a client; null when it is not known yet.
-    [[nodiscard]] Object* device(std::uint8_t client) const;
     /// Adds or updates the device of a client that owns an endpoint.
     void put_device(std::uint8_t client, const DeviceTexts& texts);
 
-    /// The endpoint at an address, or null.
+    /// The endpoint or the device at an address, or null.
     [[nodiscard]] Object* find(Address address) const;
     /// Null when there is no such object, or when it is gone.
     [[nodiscard]] Object* find(MIDIObjectRef reference) const {
         return reference < objects_.size() ? objects_[reference].get() : nullptr;
     }
+    /// Of the endpoints, in order.
     [[nodiscard]] std::vector<Address> addresses() const;
 
     /// Brings a list up to date and gives it; it stays as it is until the next call for it.
     [[nodiscard]] std::span<const MIDIObjectRef> publish(ObjectList list);
 
 private:
-    struct Published {
-        std::vector<MIDIObjectRef> references{};
-        bool is_current = false;
-    };
-
     Object& add(Address address);
-    void changed();
+    void set_lists(Object& object, std::array<bool, 3> lists);
     void set_text(Object& object, TextProperty property, std::string_view text);
 
     std::vector<std::unique_ptr<Object>> objects_; ///< by reference; null: gone
-    std::map<Address, Object*> endpoints_;
-    std::map<std::uint8_t, Object*> devices_;
-    MIDIObjectRef sequencer_device_;
-    std::array<Published, 3> published_;
+    std::map<Address, Object*> by_address_;        ///< a device is behind its client's endpoints
+    std::array<std::vector<MIDIObjectRef>, 3> published_;
+    std::array<bool, 3> stale_{}; ///< lists that changed since they were published
 };

@@ -1,12 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/alsa/midi_client.h"
 
-#include "midi_service/alsa/receive_thread.h"
+#include "midi_service/annotated_mutex.h"
+#include "midi_service/midi_backend.h"
 #include "midi_service/midi_message.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <chrono>
+#include <optional>
+#include <poll.h>
+#include <sys/eventfd.h>
 #include <system_error>
+#include <thread>
+#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -16,6 +24,9 @@ constexpr std::size_t input_pool_cells = 2000;
 
 /// System-exclusive messages go out in pieces that fit every program's input.
 constexpr std::size_t longest_piece = 256;
+
+constexpr int forever = -1;
+constexpr int retry_milliseconds = 100;
 
 /// Makes room for a flood. The library can only read an event that fits its buffer as a whole, and
 /// one event can be as large as all of the kernel's room.
@@ -27,6 +38,121 @@ int enlarge_input(snd_seq_t* sequencer) {
 }
 
 } // namespace
+
+/// Reads what comes to the client from construction to destruction; nobody else does. It delivers
+/// what comes along a route and drops the rest. Its public functions are for the calling thread.
+class MidiClient::ReceiveThread {
+public:
+    /// Which source's messages go to which port of the service.
+    struct Route {
+        std::uint8_t own_port;
+        Address source;
+        MIDIPortRef port;
+        MIDIEndpointRef reference;
+    };
+
+    explicit ReceiveThread(snd_seq_t* sequencer)
+        : sequencer_(sequencer), stop_(eventfd(0, EFD_CLOEXEC)) {
+        if (stop_ < 0)
+            throw std::system_error(errno, std::generic_category(), "eventfd");
+        thread_ = std::thread([this] { run(); });
+    }
+    ~ReceiveThread() {
+        eventfd_write(stop_, 1);
+        thread_.join();
+        close(stop_);
+    }
+    ReceiveThread(const ReceiveThread&) = delete;
+    ReceiveThread& operator=(const ReceiveThread&) = delete;
+
+    /// Opens a route. It replaces one between the same two ports.
+    void add(const Route& route) {
+        const Lock lock{guard_};
+        std::erase_if(routes_, [&](const Route& old) {
+            return old.own_port == route.own_port && old.source == route.source;
+        });
+        routes_.push_back(route);
+    }
+
+    /// Closes a route; the result is the route that was there.
+    std::optional<Route> remove(MIDIPortRef port, MIDIEndpointRef source) {
+        const Lock lock{guard_};
+        const auto found = std::ranges::find_if(routes_, [&](const Route& route) {
+            return route.port == port && route.reference == source;
+        });
+        if (found == routes_.end())
+            return std::nullopt;
+        const Route removed = *found;
+        routes_.erase(found);
+        return removed;
+    }
+
+    void remove_port(MIDIPortRef port) {
+        const Lock lock{guard_};
+        std::erase_if(routes_, [port](const Route& route) { return route.port == port; });
+    }
+
+    [[nodiscard]] std::vector<Route> routes() const {
+        const Lock lock{guard_};
+        return routes_;
+    }
+
+private:
+    void run() {
+        std::array<pollfd, 2> files{};
+        files[0] = {.fd = stop_, .events = POLLIN, .revents = 0};
+        snd_seq_poll_descriptors(sequencer_, &files[1], 1, POLLIN);
+        bool healthy = true;
+        for (;;) {
+            // While reading fails, wait a little between two attempts instead of taking a whole
+            // core.
+            const int ready = healthy ? poll(files.data(), 2, forever)
+                                      : poll(files.data(), 1, retry_milliseconds);
+            if (ready < 0)
+                continue; // interrupted
+            if (files[0].revents != 0)
+                return;
+            // One read at most, so that a flood cannot hide the stop request.
+            const int result =
+                read_events(sequencer_, [this](const snd_seq_event_t& event) { handle(event); });
+            // ENOSPC: the kernel has dropped what was waiting and goes on with what comes next.
+            healthy = result >= 0 || result == -EAGAIN || result == -EINTR || result == -ENOSPC;
+        }
+    }
+
+    void handle(const snd_seq_event_t& event) {
+        const auto along = route_of(event);
+        if (!along)
+            return;
+        auto bytes = codec_.decode(event);
+        while (!bytes.empty()) {
+            // A piece of system-exclusive data is no whole message and goes as it is.
+            const std::size_t whole = whole_message(bytes);
+            const auto message = bytes.first(whole != 0 ? whole : bytes.size());
+            const std::chrono::nanoseconds now =
+                std::chrono::steady_clock::now().time_since_epoch();
+            deliver(along->port, along->reference, static_cast<MIDITimeStamp>(now.count()),
+                    message);
+            bytes = bytes.subspan(message.size());
+        }
+    }
+
+    std::optional<Route> route_of(const snd_seq_event_t& event) const {
+        const Address source{event.source.client, event.source.port};
+        const Lock lock{guard_};
+        const auto found = std::ranges::find_if(routes_, [&](const Route& route) {
+            return route.own_port == event.dest.port && route.source == source;
+        });
+        return found == routes_.end() ? std::nullopt : std::optional(*found);
+    }
+
+    snd_seq_t* sequencer_;
+    int stop_; ///< an eventfd: readable when the thread has to end
+    mutable Mutex guard_;
+    std::vector<Route> routes_ GUARDED_BY(guard_);
+    EventCodec codec_; ///< receive thread
+    std::thread thread_;
+};
 
 MidiClient::MidiClient(MIDIClientRef reference, std::string name)
     : reference_(reference), name_(std::move(name)) {}
@@ -121,7 +247,7 @@ std::vector<Address> MidiClient::lost_endpoints() const {
     std::vector<Address> lost;
     if (!is_open())
         return lost;
-    for (const Route& route : receive_thread_->routes()) {
+    for (const auto& route : receive_thread_->routes()) {
         if (!is_subscribed(sequencer_.get(), route.source, own_address(find(route.port))))
             lost.push_back(route.source);
     }

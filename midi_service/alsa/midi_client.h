@@ -10,8 +10,6 @@
 #include <string>
 #include <vector>
 
-class ReceiveThread;
-
 /// One client of the service with its ports, on the sequencer as soon as there is one. Statuses are
 /// the service's. Calling thread.
 class MidiClient {
@@ -44,6 +42,7 @@ public:
     [[nodiscard]] std::vector<Address> lost_endpoints() const;
 
 private:
+    class ReceiveThread;
     struct Port {
         MIDIPortRef reference;
         std::string name;

@@ -51,10 +51,9 @@ std::vector<Address> endpoints_named_otherwise(std::string_view table,
         if (!port)
             continue;
         address.port = static_cast<std::uint8_t>(port->number);
-        Object* endpoint = endpoints.find(address);
-        if (!endpoint)
-            continue;
-        if (!starts_with_name(port->quoted, view_text(endpoint->text(TextProperty::name).get())))
+        const Object* endpoint = endpoints.find(address);
+        if (endpoint && endpoint->is_endpoint() &&
+            !starts_with_name(port->quoted, endpoint->name()))
             result.push_back(address);
     }
     return result;

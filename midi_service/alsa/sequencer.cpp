@@ -98,22 +98,20 @@ bool is_subscribed(snd_seq_t* sequencer, Address from, Address to) {
            }) >= 0;
 }
 
-int query_port(snd_seq_t* sequencer, Address address, PortInfo& info) {
-    snd_seq_port_info_t* raw = nullptr;
-    snd_seq_port_info_alloca(&raw);
-    const int result = snd_seq_get_any_port_info(sequencer, address.client, address.port, raw);
-    if (result >= 0)
-        info = read_info(raw);
-    return result;
+std::optional<PortInfo> query_port(snd_seq_t* sequencer, Address address) {
+    snd_seq_port_info_t* info = nullptr;
+    snd_seq_port_info_alloca(&info);
+    if (snd_seq_get_any_port_info(sequencer, address.client, address.port, info) < 0)
+        return std::nullopt;
+    return read_info(info);
 }
 
-int query_client(snd_seq_t* sequencer, std::uint8_t client, ClientInfo& info) {
-    snd_seq_client_info_t* raw = nullptr;
-    snd_seq_client_info_alloca(&raw);
-    const int result = snd_seq_get_any_client_info(sequencer, client, raw);
-    if (result >= 0)
-        info = read_info(raw);
-    return result;
+std::optional<ClientInfo> query_client(snd_seq_t* sequencer, std::uint8_t client) {
+    snd_seq_client_info_t* info = nullptr;
+    snd_seq_client_info_alloca(&info);
+    if (snd_seq_get_any_client_info(sequencer, client, info) < 0)
+        return std::nullopt;
+    return read_info(info);
 }
 
 std::vector<ClientInfo> query_all_clients(snd_seq_t* sequencer) {

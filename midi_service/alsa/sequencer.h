@@ -6,6 +6,7 @@
 
 #include <alsa/asoundlib.h>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,20 @@ using Sequencer = std::unique_ptr<snd_seq_t, CloseSequencer>;
 /// Silences alsa-lib, which would write messages of its own to standard error.
 [[nodiscard]] int open_sequencer(const std::string& name, Sequencer& opened);
 
+/// Hands events to `handle`: what is in the library's buffer, or what one read of the kernel's
+/// gives. 0 or an error, -EAGAIN when there is nothing.
+template<typename Handle>
+[[nodiscard]] int read_events(snd_seq_t* sequencer, Handle handle) {
+    do {
+        snd_seq_event_t* event = nullptr;
+        const int result = snd_seq_event_input(sequencer, &event);
+        if (result < 0)
+            return result;
+        handle(*event);
+    } while (snd_seq_event_input_pending(sequencer, 0) > 0);
+    return 0;
+}
+
 /// Creates a port. Its number, or an error.
 [[nodiscard]] int create_port(snd_seq_t* sequencer, const std::string& name, unsigned capabilities);
 
@@ -36,9 +51,9 @@ using Sequencer = std::unique_ptr<snd_seq_t, CloseSequencer>;
 /// way: they are closed to other programs.
 [[nodiscard]] bool is_subscribed(snd_seq_t* sequencer, Address from, Address to);
 
-/// A port or a client as it is now. 0 or an error: -ENOENT when it does not exist.
-[[nodiscard]] int query_port(snd_seq_t* sequencer, Address address, PortInfo& info);
-[[nodiscard]] int query_client(snd_seq_t* sequencer, std::uint8_t client, ClientInfo& info);
+/// A port or a client as it is now; nothing when it does not exist.
+[[nodiscard]] std::optional<PortInfo> query_port(snd_seq_t* sequencer, Address address);
+[[nodiscard]] std::optional<ClientInfo> query_client(snd_seq_t* sequencer, std::uint8_t client);
 /// All clients and all ports, in order.
 [[nodiscard]] std::vector<ClientInfo> query_all_clients(snd_seq_t* sequencer);
 [[nodiscard]] std::vector<PortInfo> query_all_ports(snd_seq_t* sequencer);

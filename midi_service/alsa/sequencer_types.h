@@ -20,11 +20,6 @@ struct Address {
     }
 };
 
-/// As other programs write it: "128:0".
-[[nodiscard]] inline std::string to_string(Address address) {
-    return std::to_string(address.client) + ":" + std::to_string(address.port);
-}
-
 struct PortInfo {
     Address address;
     std::string name;
@@ -38,18 +33,10 @@ struct ClientInfo {
     int pid = -1;  ///< of the program that it belongs to; -1: the kernel's own
 };
 
-/// A port and the client that it belongs to.
-struct ConnectedPort {
-    Address address;
-    ClientInfo client;
-};
-
-/// Who is connected to a port. This program's own connections are left out.
+/// Who is connected to a port, once for each connection. This program's own are left out.
 struct PortNeighbours {
-    Address address;                      ///< of the port itself
-    ClientInfo client;                    ///< that the port belongs to
-    std::vector<ConnectedPort> readers{}; ///< they get what the port sends
-    std::vector<ConnectedPort> writers{}; ///< what they send goes to the port
+    std::vector<ClientInfo> readers; ///< they get what the port sends
+    std::vector<ClientInfo> writers; ///< what they send goes to the port
 };
 
 /// How many more clients programs can open, when `clients` are all there are and the sequencer

@@ -100,7 +100,7 @@ TEST_F(AlsaEndpointList, ChangedPortKeepsItsReference) {
     EXPECT_EQ(list(ObjectList::sources), before);
     EXPECT_EQ(names(ObjectList::sources), Names{"4AC6F4C4"});
     EXPECT_EQ(names(ObjectList::destinations), Names{});
-    EXPECT_FALSE(endpoints.find(before[0])->is_destination);
+    EXPECT_FALSE(endpoints.find(before[0])->is_in(ObjectList::destinations));
 }
 
 TEST_F(AlsaEndpointList, PortThatIsClosedLaterGoes) {
@@ -148,8 +148,7 @@ TEST_F(AlsaEndpointList, DeviceGoesWithItsClientsLastPort) {
             client, {.name = "program " + std::to_string(client), .model = {}, .manufacturer = {}});
     }
     endpoints.put(port(129, 3, "second port"));
-    const MIDIObjectRef device = endpoints.device(129)->reference;
-    EXPECT_EQ(endpoints.clients(), (std::vector<std::uint8_t>{128, 129, 130}));
+    const MIDIObjectRef device = endpoints.find({129, whole_client})->reference;
     endpoints.remove({129, 0});
     EXPECT_NE(endpoints.find(device), nullptr);
     endpoints.remove({129, 3});
@@ -184,6 +183,7 @@ TEST_F(AlsaEndpointList, AddressesAreThoseOfAllEndpointsInOrder) {
     endpoints.put(port(20, 1, "b"));
     endpoints.put(port(20, 0, "a"));
     endpoints.put(port(14, 0, "through", through_port));
+    endpoints.put_device(20, {.name = "no endpoint", .model = {}, .manufacturer = {}});
     EXPECT_EQ(endpoints.addresses(), (std::vector<Address>{{14, 0}, {20, 0}, {20, 1}}));
 }
 

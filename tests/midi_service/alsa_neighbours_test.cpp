@@ -72,9 +72,6 @@ TEST_F(AlsaNeighbours, ConnectionsOfOtherProgramsAreNamedInBothDirections) {
     const Address address = backend_.address(endpoint).value();
     auto neighbours = backend_.neighbours(endpoint);
     ASSERT_TRUE(neighbours);
-    EXPECT_EQ(neighbours->address, address);
-    EXPECT_EQ(neighbours->client.name, "4AC5F4C4");
-    EXPECT_EQ(neighbours->client.pid, getpid());
     EXPECT_TRUE(neighbours->readers.empty()) << "our own connection";
     EXPECT_TRUE(neighbours->writers.empty());
 
@@ -83,9 +80,8 @@ TEST_F(AlsaNeighbours, ConnectionsOfOtherProgramsAreNamedInBothDirections) {
     ASSERT_TRUE(neighbours);
     for (const auto& connected : {neighbours->readers, neighbours->writers}) {
         ASSERT_EQ(connected.size(), 1U);
-        EXPECT_EQ(connected[0].client.name, "a synthesizer");
-        EXPECT_EQ(connected[0].client.pid, other.pid());
-        EXPECT_EQ(connected[0].address.client, connected[0].client.number);
+        EXPECT_EQ(connected[0].name, "a synthesizer");
+        EXPECT_EQ(connected[0].pid, other.pid());
     }
 }
 

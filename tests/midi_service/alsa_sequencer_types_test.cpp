@@ -7,11 +7,6 @@
 
 namespace {
 
-TEST(AlsaSequencerTypes, AddressesReadAsOtherProgramsWriteThem) {
-    EXPECT_EQ(to_string(Address{128, 0}), "128:0");
-    EXPECT_EQ(to_string(Address{14, 253}), "14:253");
-}
-
 TEST(AlsaSequencerTypes, PlacesLeftAreThoseOfPrograms) {
     const std::vector<ClientInfo> clients{
         {.number = 0}, {.number = 14}, {.number = 127}, {.number = 128}, {.number = 191}};
