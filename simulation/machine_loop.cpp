@@ -12,7 +12,7 @@
 
 namespace {
 
-using Machines = std::span<const std::unique_ptr<ConnectedMachine>>;
+using Machines = MachineLoop::Machines;
 using Clock = ConnectedMachine::Clock;
 
 [[noreturn]] void fail(const char* what) {
@@ -51,7 +51,7 @@ void power_cycle_all(Machines machines) {
 
 } // namespace
 
-MachineLoop::MachineLoop(int keys) : keyboard_(keys) {
+MachineLoop::MachineLoop(int keys) : keys_(keys) {
     sigset_t taken;
     sigemptyset(&taken);
     for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGUSR2, SIGCONT})
@@ -60,16 +60,19 @@ MachineLoop::MachineLoop(int keys) : keyboard_(keys) {
     if (signals_ < 0)
         fail("signalfd");
     pthread_sigmask(SIG_BLOCK, &taken, &before_);
+    look_at_keyboard();
 }
 
 MachineLoop::~MachineLoop() {
+    if (has_keys_ && terminal_)
+        tcsetattr(keys_, TCSANOW, &*terminal_);
     pthread_sigmask(SIG_SETMASK, &before_, nullptr);
     close(signals_);
 }
 
 void MachineLoop::run(Machines machines, const std::function<void()>& report) {
     while (true) {
-        std::vector<pollfd> polled = {{signals_, POLLIN, 0}, {keyboard_.descriptor(), POLLIN, 0}};
+        std::vector<pollfd> polled = {{signals_, POLLIN, 0}, {has_keys_ ? keys_ : -1, POLLIN, 0}};
         for (const auto& machine : machines)
             polled.push_back({machine->descriptor(), POLLIN, 0});
         wait(polled, machines);
@@ -98,16 +101,31 @@ bool MachineLoop::take_signal(Machines machines, const std::function<void()>& re
         report();
         return true;
     case SIGCONT:
-        keyboard_.look();
+        look_at_keyboard();
         return true;
     default:
         return false;
     }
 }
 
+/// In the background a program must leave its terminal alone: the kernel stops one that reads or
+/// changes it.
+void MachineLoop::look_at_keyboard() {
+    termios settings{};
+    has_keys_ =
+        isatty(keys_) != 0 && tcgetpgrp(keys_) == getpgrp() && tcgetattr(keys_, &settings) == 0;
+    if (!has_keys_)
+        return;
+    if (!terminal_)
+        terminal_ = settings;
+    settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
+    tcsetattr(keys_, TCSANOW, &settings);
+}
+
 /// False when the key ends the loop.
 bool MachineLoop::take_key(Machines machines) {
-    const auto key = keyboard_.read();
+    char key = 0;
+    has_keys_ = read(keys_, &key, 1) == 1; // otherwise the terminal has gone
     if (key == 'p')
         power_cycle_all(machines);
     return key != 'q';

@@ -108,10 +108,8 @@ TEST(Keyboard, LeavesControlCToTheTerminal) {
 TEST(Keyboard, HasNoKeysWhereThereIsNoTerminal) {
     int ends[2] = {-1, -1};
     ASSERT_EQ(pipe(ends), 0);
-    const Keyboard pipe_end(ends[0]);
-    EXPECT_EQ(pipe_end.descriptor(), -1);
-    const Keyboard nothing(-1);
-    EXPECT_EQ(nothing.descriptor(), -1);
+    EXPECT_FALSE(MachineLoop(ends[0]).has_keys());
+    EXPECT_FALSE(MachineLoop(-1).has_keys());
     close(ends[0]);
     close(ends[1]);
 }
@@ -120,18 +118,19 @@ TEST(Keyboard, HasNoKeysInATerminalThatIsNotItsOwn) {
     int user = -1;
     int terminal = -1;
     ASSERT_EQ(openpty(&user, &terminal, nullptr, nullptr, nullptr), 0);
-    const Keyboard keyboard(terminal);
-    EXPECT_EQ(keyboard.descriptor(), -1);
+    EXPECT_FALSE(MachineLoop(terminal).has_keys());
     close(user);
     close(terminal);
 }
 
 int read_until_the_terminal_is_gone() {
     signal(SIGHUP, SIG_IGN);
-    Keyboard keyboard(STDIN_FILENO);
-    dprintf(STDOUT_FILENO, keyboard.descriptor() == STDIN_FILENO ? "[ready]" : "[no keys]");
-    const bool has_key = keyboard.read().has_value();
-    return !has_key && keyboard.descriptor() == -1 ? 0 : 5;
+    MachineLoop loop(STDIN_FILENO);
+    dprintf(STDOUT_FILENO, loop.has_keys() ? "[ready]" : "[no keys]");
+    // One report after the other, until there are no keys.
+    raise(SIGUSR2);
+    loop.run({}, [&loop] { raise(loop.has_keys() ? SIGUSR2 : SIGTERM); });
+    return 0;
 }
 
 TEST(Keyboard, HasNoKeysAnyMoreWhenTheTerminalIsGone) {
@@ -152,18 +151,19 @@ int serve_in_background() {
     setpgid(other, other);
     tcsetpgrp(STDIN_FILENO, other);
     signal(SIGTTOU, SIG_DFL);
-    Keyboard keyboard(STDIN_FILENO);
-    const bool in_background = keyboard.descriptor() == -1;
+    MachineLoop loop(STDIN_FILENO);
+    const bool in_background = !loop.has_keys();
     signal(SIGTTOU, SIG_IGN);
     tcsetpgrp(STDIN_FILENO, getpgrp());
-    keyboard.look();
-    const bool in_foreground = keyboard.descriptor() == STDIN_FILENO;
+    raise(SIGCONT);
+    loop.run({}, [] {}); // until it reads a key, in the foreground
     kill(other, SIGKILL);
-    return in_background && in_foreground ? 0 : 4;
+    return in_background ? 0 : 4;
 }
 
 TEST(Keyboard, LeavesTheTerminalAloneInTheBackground) {
     Terminal terminal(serve_in_background);
+    terminal.type("q");
     EXPECT_EQ(terminal.exit_code(), 0);
 }
 
