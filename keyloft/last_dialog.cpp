@@ -3,7 +3,6 @@
 
 #include <QApplication>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QThread>
 #include <cstdio>
 #include <cstdlib>

@@ -7,10 +7,13 @@
 #include "protocol/device_code.h"
 #include "protocol/sequence.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
+#include <limits>
 #include <optional>
 #include <system_error>
 
@@ -89,21 +92,16 @@ std::optional<Number> parse_number(std::string_view text, int base) {
 }
 
 /// Lower-case hexadecimal, with a minus sign in front of the magnitude.
-std::string hex_text(bool negative, std::uint64_t magnitude) {
-    char digits[17];
-    std::snprintf(digits, sizeof digits, "%llx", static_cast<unsigned long long>(magnitude));
-    return std::string(negative ? 1 : 0, '-') + digits;
-}
-
 std::string hex_text(std::int64_t number) {
-    const auto bits = static_cast<std::uint64_t>(number);
-    return hex_text(number < 0, number < 0 ? 0 - bits : bits);
+    char text[17]; // a sign and sixteen digits
+    const auto [end, error] = std::to_chars(std::begin(text), std::end(text), number, 16);
+    return {text, end};
 }
 
-/// One less than the number, which need not fit into 64 bits.
+/// One less than the number. The lowest has nothing below it and stays: what is negative gives no
+/// status, whatever it is.
 std::string hex_text_less_one(std::int64_t number) {
-    const auto bits = static_cast<std::uint64_t>(number);
-    return number > 0 ? hex_text(number - 1) : hex_text(true, 1 - bits);
+    return hex_text(std::max(number, std::numeric_limits<std::int64_t>::min() + 1) - 1);
 }
 
 std::string padded(const std::string& text) {
