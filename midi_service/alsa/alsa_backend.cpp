@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "midi_service/alsa/alsa_backend.h"
 
-#include "midi_service/alsa/card_texts.h"
 #include "midi_service/alsa/endpoint_list.h"
 #include "midi_service/alsa/midi_client.h"
 #include "midi_service/alsa/name_table.h"

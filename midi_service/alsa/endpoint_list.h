@@ -6,6 +6,7 @@
 #include "midi_service/midi_text.h"
 
 #include <array>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <span>
@@ -39,6 +40,14 @@ struct DeviceTexts {
     std::string model;
     std::string manufacturer; ///< empty: it has none
 };
+
+/// The texts of a sound card's device: model and manufacturer from its USB descriptor, or the
+/// card's name when there is none. `folder` is the card's in sysfs.
+[[nodiscard]] DeviceTexts card_texts(const std::string& client_name, const std::string& card_name,
+                                     const std::filesystem::path& folder);
+
+/// The texts of a client's device. A program's model is its name, and it has no manufacturer.
+[[nodiscard]] DeviceTexts device_texts(const ClientInfo& client);
 
 /// Whether a port with these capabilities is a source or a destination. A port is neither when it
 /// is closed to other programs, inactive, or stands for a whole device whose groups have their own

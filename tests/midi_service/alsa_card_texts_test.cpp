@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "midi_service/alsa/card_texts.h"
+#include "midi_service/alsa/endpoint_list.h"
 
 #include <cstdlib>
 #include <fstream>
