@@ -265,9 +265,9 @@ OSStatus MIDIInputPortCreate(MIDIClientRef client, CFStringRef name, MIDIReadPro
 }
 
 OSStatus MIDIPortDispose(MIDIPortRef port) {
-    if (!find_port(port))
+    if (std::erase_if(service.ports, [port](const Port& old) { return old.reference == port; }) ==
+        0)
         return -ENXIO;
-    std::erase_if(service.ports, [port](const Port& old) { return old.reference == port; });
     {
         const Lock lock{service.guard}; // its callback has ended then
         std::erase_if(service.connections,

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <map>
 #include <poll.h>
 #include <unistd.h>
 #include <utility>
@@ -38,7 +39,7 @@ struct AlsaBackend::State {
     milliseconds names_read{0}; ///< when every endpoint's name was read last
     bool is_up = false;         ///< the announcements and all clients are open
     int error = 0;              ///< why not: a positive errno
-    std::vector<std::unique_ptr<MidiClient>> clients;
+    std::map<MIDIClientRef, MidiClient> clients;
 
     /// Opens on the sequencer whatever is not open yet.
     void bring_up() {
@@ -52,9 +53,9 @@ struct AlsaBackend::State {
                 read_all();
             }
         }
-        for (const auto& client : clients) {
-            if (result == 0 && !client->is_open())
-                result = client->open();
+        for (auto& [reference, client] : clients) {
+            if (result == 0 && !client.is_open())
+                result = client.open();
         }
         is_up = result == 0;
         error = -result;
@@ -90,8 +91,8 @@ struct AlsaBackend::State {
         while (sequencer && read_events(sequencer.get(), take) == -ENOSPC) {
             // Announcements were lost. Where a subscription of ours is gone, so is the port, even
             // if another one has its address by now.
-            for (const auto& client : clients) {
-                for (const Address lost : client->lost_endpoints())
+            for (const auto& [reference, client] : clients) {
+                for (const Address lost : client.lost_endpoints())
                     endpoints.remove(lost);
             }
             read_all();
@@ -148,8 +149,8 @@ struct AlsaBackend::State {
 
     /// The client of a port, which is open: the service asks for no others.
     [[nodiscard]] MidiClient& owner(MIDIPortRef port) {
-        return **std::ranges::find_if(clients,
-                                      [port](const auto& client) { return client->owns(port); });
+        const auto owns = [port](const auto& client) { return client.second.owns(port); };
+        return std::ranges::find_if(clients, owns)->second;
     }
 };
 
@@ -164,21 +165,19 @@ milliseconds AlsaBackend::coarse_time() {
 }
 
 OSStatus AlsaBackend::open_client(MIDIClientRef reference, std::string_view name) {
-    state_->clients.push_back(std::make_unique<MidiClient>(reference, std::string(name)));
+    state_->clients.try_emplace(reference, std::string(name));
     state_->is_up = false;
     state_->bring_up();
     return 0;
 }
 
 void AlsaBackend::close_client(MIDIClientRef reference) {
-    std::erase_if(state_->clients,
-                  [reference](const auto& client) { return client->reference() == reference; });
+    state_->clients.erase(reference);
 }
 
 OSStatus AlsaBackend::open_port(MIDIPortRef port, MIDIClientRef reference, std::string_view name,
                                 bool is_input) {
-    const auto client = std::ranges::find(state_->clients, reference, &MidiClient::reference);
-    return (*client)->add_port(port, std::string(name), is_input);
+    return state_->clients.at(reference).add_port(port, std::string(name), is_input);
 }
 
 void AlsaBackend::close_port(MIDIPortRef port) {

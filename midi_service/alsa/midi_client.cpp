@@ -154,14 +154,9 @@ private:
     std::thread thread_;
 };
 
-MidiClient::MidiClient(MIDIClientRef reference, std::string name)
-    : reference_(reference), name_(std::move(name)) {}
+MidiClient::MidiClient(std::string name) : name_(std::move(name)) {}
 
 MidiClient::~MidiClient() = default;
-
-bool MidiClient::owns(MIDIPortRef port) const {
-    return std::ranges::find(ports_, port, &Port::reference) != ports_.end();
-}
 
 int MidiClient::open() {
     Sequencer sequencer;
@@ -169,7 +164,7 @@ int MidiClient::open() {
         return result;
     if (const int result = enlarge_input(sequencer.get()); result < 0)
         return result;
-    for (Port& port : ports_) {
+    for (auto& [reference, port] : ports_) {
         if (const int result = create(sequencer.get(), port); result < 0)
             return result;
     }
@@ -183,12 +178,12 @@ int MidiClient::open() {
 }
 
 OSStatus MidiClient::add_port(MIDIPortRef reference, std::string name, bool is_input) {
-    Port port{.reference = reference, .name = std::move(name), .is_input = is_input};
+    Port port{.name = std::move(name), .is_input = is_input};
     if (is_open()) {
         if (const int result = create(sequencer_.get(), port); result < 0)
             return to_status(result);
     }
-    ports_.push_back(std::move(port));
+    ports_.emplace(reference, std::move(port));
     return 0;
 }
 
@@ -196,15 +191,15 @@ void MidiClient::remove_port(MIDIPortRef reference) {
     if (is_open()) {
         receive_thread_->remove_port(reference);
         // This ends the port's subscriptions, too.
-        snd_seq_delete_simple_port(sequencer_.get(), find(reference).number);
+        snd_seq_delete_simple_port(sequencer_.get(), ports_.at(reference).number);
     }
-    std::erase_if(ports_, [reference](const Port& old) { return old.reference == reference; });
+    ports_.erase(reference);
 }
 
 OSStatus MidiClient::connect(MIDIPortRef reference, MIDIEndpointRef source, Address address) {
     if (!is_open())
         return -ENODEV;
-    const Port& port = find(reference);
+    const Port& port = ports_.at(reference);
     // The route comes first: the source may be sending already.
     receive_thread_->add({port.number, address, reference, source});
     const int result = subscribe(sequencer_.get(), address, own_address(port));
@@ -217,18 +212,19 @@ OSStatus MidiClient::disconnect(MIDIPortRef reference, MIDIEndpointRef source) {
     const auto route = is_open() ? receive_thread_->remove(reference, source) : std::nullopt;
     if (!route)
         return -ENODEV;
-    return to_status(unsubscribe(sequencer_.get(), route->source, own_address(find(reference))));
+    return to_status(
+        unsubscribe(sequencer_.get(), route->source, own_address(ports_.at(reference))));
 }
 
 bool MidiClient::is_set_to(MIDIPortRef reference, MIDIEndpointRef destination) const {
-    return find(reference).destination == destination;
+    return ports_.at(reference).destination == destination;
 }
 
 OSStatus MidiClient::send(MIDIPortRef reference, MIDIEndpointRef destination, Address address,
                           std::span<const std::uint8_t> messages) {
     if (!is_open())
         return -ENODEV;
-    Port& port = *std::ranges::find(ports_, reference, &Port::reference);
+    Port& port = ports_.at(reference);
     if (port.destination != destination) {
         if (const int result = switch_to(port, destination, address); result < 0)
             return to_status(result);
@@ -248,19 +244,15 @@ std::vector<Address> MidiClient::lost_endpoints() const {
     if (!is_open())
         return lost;
     for (const auto& route : receive_thread_->routes()) {
-        if (!is_subscribed(sequencer_.get(), route.source, own_address(find(route.port))))
+        if (!is_subscribed(sequencer_.get(), route.source, own_address(ports_.at(route.port))))
             lost.push_back(route.source);
     }
-    for (const Port& port : ports_) {
+    for (const auto& [reference, port] : ports_) {
         if (port.destination != 0 &&
             !is_subscribed(sequencer_.get(), own_address(port), port.destination_address))
             lost.push_back(port.destination_address);
     }
     return lost;
-}
-
-const MidiClient::Port& MidiClient::find(MIDIPortRef reference) const {
-    return *std::ranges::find(ports_, reference, &Port::reference);
 }
 
 int MidiClient::create(snd_seq_t* sequencer, Port& port) const {

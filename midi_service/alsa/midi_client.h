@@ -5,6 +5,7 @@
 #include "midi_service/alsa/sequencer.h"
 #include "midi_service/midi_types.h"
 
+#include <map>
 #include <memory>
 #include <span>
 #include <string>
@@ -14,13 +15,12 @@
 /// the service's. Calling thread.
 class MidiClient {
 public:
-    MidiClient(MIDIClientRef reference, std::string name);
+    explicit MidiClient(std::string name);
     ~MidiClient(); ///< once it returns, no message of the client's ports is delivered
     MidiClient(const MidiClient&) = delete;
     MidiClient& operator=(const MidiClient&) = delete;
 
-    [[nodiscard]] MIDIClientRef reference() const { return reference_; }
-    [[nodiscard]] bool owns(MIDIPortRef port) const;
+    [[nodiscard]] bool owns(MIDIPortRef port) const { return ports_.contains(port); }
 
     /// Joins the sequencer with all ports. 0 or a negative errno; then it has not joined.
     [[nodiscard]] int open();
@@ -44,7 +44,6 @@ public:
 private:
     class ReceiveThread;
     struct Port {
-        MIDIPortRef reference;
         std::string name;
         bool is_input;
         std::uint8_t number = 0;         ///< when the client is open
@@ -52,16 +51,14 @@ private:
         Address destination_address{};
     };
 
-    [[nodiscard]] const Port& find(MIDIPortRef port) const;
     [[nodiscard]] int create(snd_seq_t* sequencer, Port& port) const;
     [[nodiscard]] Address own_address(const Port& port) const;
     [[nodiscard]] int switch_to(Port& port, MIDIEndpointRef destination, Address address);
     [[nodiscard]] int output_all(const Port& port, std::span<const std::uint8_t> messages);
     [[nodiscard]] int output(const Port& port, std::span<const std::uint8_t> piece);
 
-    MIDIClientRef reference_;
     std::string name_;
-    std::vector<Port> ports_;
+    std::map<MIDIPortRef, Port> ports_;
     EventCodec codec_;
     Sequencer sequencer_;
     std::unique_ptr<ReceiveThread> receive_thread_; ///< last: it ends before the sequencer is left
