@@ -47,7 +47,6 @@ struct Options {
     std::string then;
     bool help = false;
     bool version = false;
-    FaultOptions faults{};
 };
 
 void add_options(CLI::App& app, Options& options) {
@@ -66,7 +65,7 @@ void add_options(CLI::App& app, Options& options) {
     app.add_option("--then", options.then);
     flag("-h,--help", options.help);
     flag("--version", options.version);
-    add_fault_options(app, options.faults);
+    add_fault_options(app);
 }
 
 const NamedCommand& command_of(const std::vector<std::string>& words) {
@@ -125,7 +124,7 @@ Request request_of(const CLI::App& app, const Options& options,
                     .gentle = options.gentle,
                     .is_agreed = options.yes,
                     .json = options.json,
-                    .faults = faults_of(options.faults)};
+                    .faults = faults_of(app)};
     if (app.count("-m") != 0)
         request.machine = machine_argument(options.machine);
     if (command.command == Command::set)

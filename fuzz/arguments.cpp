@@ -70,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     check_texts(lines);
     try {
         const MachineArguments arguments = read_arguments(lines);
-        if (arguments.task != MachineArguments::Task::serve)
+        if (!arguments.text.empty())
             return 0;
         check_codes(arguments.codes, lines);
         check_faults(arguments.faults, lines);

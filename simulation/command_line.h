@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "simulation/firmware.h"
-
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 
@@ -19,18 +18,11 @@ struct WrongArguments : std::runtime_error {
 /// The device code that eight hexadecimal digits stand for; WrongArguments.
 [[nodiscard]] std::uint32_t code_argument(const std::string& text);
 
-/// The fault options as they were given. A text is empty when its option was not given.
-struct FaultOptions {
-    bool silent = false;
-    std::string delay{};
-    bool wrong = false;
-    std::string wrong_byte{};
-    bool chatter = false;
-    std::string vanish_after{};
-    std::string times{};
-};
+/// A whole decimal number from `least` to `most`; WrongArguments, which calls it `name`.
+[[nodiscard]] unsigned count_argument(const std::string& name, const std::string& text,
+                                      unsigned least, unsigned most);
 
-/// The help of these options, one a line, in the columns 3 and 33.
+/// The help of the fault options, one a line, in the columns 3 and 33.
 inline constexpr const char* fault_help =
     "  --silent                      Do not echo\n"
     "  --delay MS                    Echo MS milliseconds later, at most 60000\n"
@@ -39,6 +31,3 @@ inline constexpr const char* fault_help =
     "  --chatter                     Send clocks and notes of its own around the echo\n"
     "  --vanish-after N              Go away with the N-th message received\n"
     "  --times N                     Let only the first N echoes be faulty, not all\n";
-
-/// The faults that the options ask for; WrongArguments.
-[[nodiscard]] MachineFaults faults_of(const FaultOptions& options);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "simulation/command_line.h"
+#include "simulation/firmware.h"
 
 #include <CLI/CLI.hpp>
 
@@ -12,22 +13,34 @@
 // seconds to compile, so a program includes this header in one file, the one that reads its
 // arguments.
 
-/// Adds the fault options, in the group "Faults", with values that are checked by faults_of().
-/// `options` has to outlive the parsing.
-inline void add_fault_options(CLI::App& app, FaultOptions& options) {
-    const auto flag = [&](const char* name, bool& value) {
-        app.add_flag(name, value)->disable_flag_override()->group("Faults");
+/// Adds the fault options, in the group "Faults".
+inline void add_fault_options(CLI::App& app) {
+    for (const char* const flag : {"--silent", "--wrong", "--chatter"})
+        app.add_flag(flag)->disable_flag_override()->group("Faults");
+    for (const char* const text : {"--delay", "--wrong-byte", "--vanish-after", "--times"})
+        app.add_option(text)->group("Faults");
+}
+
+/// The faults that the options ask for, once they were read; WrongArguments.
+[[nodiscard]] inline MachineFaults faults_of(const CLI::App& app) {
+    constexpr unsigned many = MachineFaults::always;
+    const auto number = [&app](const char* name, unsigned least, unsigned most,
+                               unsigned otherwise) {
+        const auto texts = app.get_option(name)->results();
+        return texts.empty() ? otherwise : count_argument(name, texts.front(), least, most);
     };
-    const auto text = [&](const char* name, std::string& value) {
-        app.add_option(name, value)->group("Faults");
-    };
-    flag("--silent", options.silent);
-    text("--delay", options.delay);
-    flag("--wrong", options.wrong);
-    text("--wrong-byte", options.wrong_byte);
-    flag("--chatter", options.chatter);
-    text("--vanish-after", options.vanish_after);
-    text("--times", options.times);
+    if (app.count("--wrong") == 0 && app.count("--wrong-byte") != 0)
+        throw WrongArguments("--wrong-byte needs --wrong");
+    const unsigned times = number("--times", 1, many, many);
+    MachineFaults faults;
+    faults.silent = app.count("--silent") != 0 ? times : 0;
+    faults.delay_ms = number("--delay", 0, 60000, 0);
+    faults.slow = faults.delay_ms != 0 ? times : 0;
+    faults.wrong = app.count("--wrong") != 0 ? times : 0;
+    faults.wrong_byte = number("--wrong-byte", 1, 3, faults.wrong_byte);
+    faults.chatter = app.count("--chatter") != 0 ? times : 0;
+    faults.vanish_after = number("--vanish-after", 1, many, 0);
+    return faults;
 }
 
 /// Why the options and their values do not go together. `arguments` are what CLI11 refused.

@@ -37,13 +37,13 @@ private:
     const bool colour_ = wants_colour();
 };
 
-void serve(const std::vector<std::uint32_t>& codes, const MachineFaults& faults) {
+void serve(const MachineArguments& arguments) {
     MachineLoop loop(STDIN_FILENO);
     Show show;
     std::vector<std::unique_ptr<ConnectedMachine>> machines;
-    machines.reserve(codes.size());
-    for (const std::uint32_t code : codes)
-        machines.push_back(std::make_unique<SequencerMachine>(code, faults, show));
+    machines.reserve(arguments.codes.size());
+    for (const std::uint32_t code : arguments.codes)
+        machines.push_back(std::make_unique<SequencerMachine>(code, arguments.faults, show));
     for (const auto& machine : machines)
         show.line(*machine, machine->place());
     if (loop.has_keys())
@@ -54,23 +54,16 @@ void serve(const std::vector<std::uint32_t>& codes, const MachineFaults& faults)
     });
 }
 
-void run(const std::vector<std::string>& words) {
-    using Task = MachineArguments::Task;
-    const MachineArguments arguments = read_arguments(words);
-    if (arguments.task == Task::help)
-        std::fputs(help_text().c_str(), stdout);
-    else if (arguments.task == Task::version)
-        std::puts("keyloft-machine " KEYLOFT_VERSION);
-    else
-        serve(arguments.codes, arguments.faults);
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
     try {
-        run({argv + 1, argv + argc});
+        const MachineArguments arguments = read_arguments({argv + 1, argv + argc});
+        if (arguments.text.empty())
+            serve(arguments);
+        else
+            std::fputs(arguments.text.c_str(), stdout);
         return 0;
     } catch (const WrongArguments& mistake) {
         std::fputs(mistake_text("keyloft-machine", mistake).c_str(), stderr);

@@ -29,22 +29,22 @@ Exit codes: 0 ended on request; 1 there is no sequencer, or it failed; 2 the arg
 } // namespace
 
 MachineArguments read_arguments(const std::vector<std::string>& arguments) {
-    using Task = MachineArguments::Task;
     CLI::App app;
     bool help = false;
     bool version = false;
     bool all = false;
-    FaultOptions faults;
     app.set_help_flag("");
     app.add_flag("-h,--help", help)->disable_flag_override();
     app.add_flag("--version", version)->disable_flag_override();
     app.add_flag("--all", all)->disable_flag_override();
-    add_fault_options(app, faults);
+    add_fault_options(app);
     const std::vector<std::string> names = read_options(app, arguments);
-    if (help || version)
-        return {.task = help ? Task::help : Task::version};
+    if (help)
+        return {.text = std::string(help_start) + fault_help + help_end};
+    if (version)
+        return {.text = "keyloft-machine " KEYLOFT_VERSION "\n"};
 
-    MachineArguments asked{.faults = faults_of(faults)};
+    MachineArguments asked{.faults = faults_of(app)};
     if (all && !names.empty())
         throw WrongArguments("give device codes or --all, not both");
     for (const std::string& name : names)
@@ -54,8 +54,4 @@ MachineArguments read_arguments(const std::vector<std::string>& arguments) {
     if (asked.codes.empty())
         asked.codes.push_back(protocol::family_code(5));
     return asked;
-}
-
-std::string help_text() {
-    return std::string(help_start) + fault_help + help_end;
 }

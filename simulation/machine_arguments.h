@@ -9,14 +9,10 @@
 
 /// What keyloft-machine is asked to do.
 struct MachineArguments {
-    enum class Task : std::uint8_t { serve, help, version };
-    Task task = Task::serve;
+    std::string text{};                 ///< to print and end: the help, the version; or empty
     std::vector<std::uint32_t> codes{}; ///< the machines to serve, at least one
     MachineFaults faults{};             ///< of each of them
 };
 
 /// Reads the arguments, given without the program's name. WrongArguments.
 [[nodiscard]] MachineArguments read_arguments(const std::vector<std::string>& arguments);
-
-/// What --help prints.
-[[nodiscard]] std::string help_text();

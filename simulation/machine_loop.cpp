@@ -10,6 +10,8 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+using namespace std::chrono_literals;
+
 namespace {
 
 using Machines = MachineLoop::Machines;
@@ -30,11 +32,8 @@ void wait(std::vector<pollfd>& polled, Machines machines) {
     }
     timespec timeout{};
     if (due) {
-        using std::chrono::nanoseconds;
-        const auto left = std::max(nanoseconds(*due - Clock::now()), nanoseconds(0));
-        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
-        timeout.tv_sec = seconds.count();
-        timeout.tv_nsec = nanoseconds(left - seconds).count();
+        const auto left = std::max<std::chrono::nanoseconds>(*due - Clock::now(), 0ns);
+        timeout = {.tv_sec = left / 1s, .tv_nsec = (left % 1s).count()};
     }
     if (ppoll(polled.data(), polled.size(), due ? &timeout : nullptr, nullptr) >= 0)
         return;

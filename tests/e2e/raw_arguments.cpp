@@ -44,18 +44,17 @@ RawPlace place_argument(const std::string& text) {
 RawArguments read_raw_arguments(const std::vector<std::string>& arguments) {
     CLI::App app;
     RawArguments asked;
-    FaultOptions faults;
     app.set_help_flag("");
     app.add_flag("-h,--help", asked.help)->disable_flag_override();
     app.add_option("--journal", asked.journal);
     app.add_flag("--play", asked.plays)->disable_flag_override();
-    add_fault_options(app, faults);
+    add_fault_options(app);
     const std::vector<std::string> places = read_options(app, arguments);
     if (asked.help)
         return asked;
     for (const std::string& text : places)
         asked.places.push_back(place_argument(text));
-    asked.faults = faults_of(faults);
+    asked.faults = faults_of(app);
     if (asked.places.empty())
         throw WrongArguments("DEVICE=CODE is missing");
     return asked;
