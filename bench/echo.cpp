@@ -236,8 +236,8 @@ void ours(benchmark::State& state) {
     const Crowd crowd(state.range(0));
     const Echo echo;
     const FarEcho far_echo;
-    AlsaBackend backend;
-    install_midi_backend(&backend);
+    const auto backend = AlsaBackend::create();
+    install_midi_backend(backend.get());
     MIDIClientRef client = 0;
     MIDIPortRef out = 0;
     MIDIPortRef in = 0;

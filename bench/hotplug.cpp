@@ -57,8 +57,8 @@ private:
 void ours(benchmark::State& state, int changes) {
     const Silence silence;
     Crowd crowd(state.range(0));
-    AlsaBackend backend;
-    install_midi_backend(&backend);
+    const auto backend = AlsaBackend::create();
+    install_midi_backend(backend.get());
     midi_init();
     const ItemCount before = MIDIGetNumberOfSources();
     Changing changing(crowd.any());

@@ -40,8 +40,8 @@ std::vector<setup::Target> targets(std::int64_t wanted) {
 }
 
 void ours(benchmark::State& state) {
-    AlsaBackend backend;
-    install_midi_backend(&backend);
+    const auto backend = AlsaBackend::create();
+    install_midi_backend(backend.get());
     const std::vector<setup::Target> machines = targets(state.range(0));
     if (static_cast<std::int64_t>(machines.size()) == state.range(0)) {
         measure_layout(state, machines, state.range(1),

@@ -129,8 +129,8 @@ private:
 void on_sequencer(benchmark::State& state) {
     const Crowd crowd(state.range(1));
     const MachineProgram plugged(state.range(0));
-    AlsaBackend backend;
-    install_midi_backend(&backend);
+    const auto backend = AlsaBackend::create();
+    install_midi_backend(backend.get());
     press(state, expected_title(state.range(0)));
     install_midi_backend(nullptr);
 }

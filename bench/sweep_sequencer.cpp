@@ -56,8 +56,9 @@ void loop_over_sources(snd_seq_t* sequencer) {
 void ours(benchmark::State& state) {
     const Silence silence;
     const Crowd crowd(state.range(0));
-    AlsaBackend backend([] { return AlsaBackend::coarse_time() + time_between; });
-    install_midi_backend(&backend);
+    const auto backend =
+        AlsaBackend::create([] { return AlsaBackend::coarse_time() + time_between; });
+    install_midi_backend(backend.get());
     midi_init();
     probe_all_machines();
     let_names_age();
@@ -89,8 +90,8 @@ void first_ours(benchmark::State& state) {
     const Silence silence;
     const Crowd crowd(state.range(0));
     while (state.KeepRunning()) {
-        AlsaBackend backend;
-        install_midi_backend(&backend);
+        const auto backend = AlsaBackend::create();
+        install_midi_backend(backend.get());
         midi_init();
         probe_all_machines();
         state.PauseTiming();

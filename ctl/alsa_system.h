@@ -7,7 +7,7 @@
 /// This computer's ALSA sequencer.
 class AlsaSystem final : public MidiSystem {
 public:
-    [[nodiscard]] MidiBackend& backend() override { return backend_; }
+    [[nodiscard]] MidiBackend& backend() override { return *backend_; }
     [[nodiscard]] bool is_demo() const override { return false; }
     [[nodiscard]] std::optional<SystemTrouble> trouble() const override;
     [[nodiscard]] std::optional<setup::PortAddress>
@@ -18,5 +18,5 @@ public:
     [[nodiscard]] std::optional<setup::Time> play(setup::Time) override { return std::nullopt; }
 
 private:
-    AlsaBackend backend_;
+    const std::unique_ptr<AlsaBackend> backend_ = AlsaBackend::create();
 };

@@ -3,10 +3,10 @@
 #include "midi_service/alsa/alsa_backend.h"
 
 int main(int argc, char** argv) {
-    AlsaBackend backend;
-    install_midi_backend(&backend);
+    const auto backend = AlsaBackend::create();
+    install_midi_backend(backend.get());
     const auto trouble_line = [&backend] {
-        const auto trouble = backend.trouble();
+        const auto trouble = backend->trouble();
         return trouble ? trouble->line() : std::string();
     };
     const int status = keyloftApp{}.run(argc, argv, {}, trouble_line);

@@ -24,7 +24,8 @@ protected:
         sequencer_open_error = 0;
     }
 
-    AlsaBackend backend_;
+    const std::unique_ptr<AlsaBackend> owned_ = AlsaBackend::create();
+    AlsaBackend& backend_ = *owned_;
 };
 
 TEST_F(AlsaAbsent, ClientAndPortsAreCreatedAllTheSame) {

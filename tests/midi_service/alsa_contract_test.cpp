@@ -37,7 +37,8 @@ private:
     std::deque<Bytes> received_; ///< a peer's bytes stay where they are
     std::vector<std::unique_ptr<AlsaPeer>> peers_;
     static inline std::chrono::milliseconds now_{0};
-    AlsaBackend backend_{[] { return now_; }};
+    const std::unique_ptr<AlsaBackend> owned_ = AlsaBackend::create([] { return now_; });
+    AlsaBackend& backend_ = *owned_;
 };
 
 std::unique_ptr<ContractWorld> make_alsa_world() {

@@ -41,7 +41,8 @@ protected:
 
     /// The backend's clock stands still but for let_names_age().
     static inline std::chrono::milliseconds clock_offset{0};
-    AlsaBackend backend_{[] { return clock_offset; }};
+    const std::unique_ptr<AlsaBackend> owned_ = AlsaBackend::create([] { return clock_offset; });
+    AlsaBackend& backend_ = *owned_;
     MIDIClientRef client_ = 0;
     MIDIPortRef out_ = 0;
     MIDIPortRef in_ = 0;

@@ -54,7 +54,8 @@ protected:
     }
 
     static inline std::chrono::milliseconds now{0};
-    AlsaBackend backend_{[] { return now; }};
+    const std::unique_ptr<AlsaBackend> owned_ = AlsaBackend::create([] { return now; });
+    AlsaBackend& backend_ = *owned_;
     std::deque<AlsaPeer> peers_;
     int ports_ = 0;
 };

@@ -10,7 +10,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fstream>
-#include <optional>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -126,7 +126,7 @@ protected:
 
     const std::string shown_ = testing::TempDir() + "keyloft-machine-shows";
     pid_t machine_ = -1;
-    std::optional<AlsaBackend> backend_{std::in_place};
+    std::unique_ptr<AlsaBackend> backend_ = AlsaBackend::create();
     ScreenState screen_;
 };
 
