@@ -4,6 +4,7 @@
 #include "protocol/device_code.h"
 #include "protocol/sequence.h"
 
+#include <charconv>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -93,13 +94,10 @@ std::uint64_t connect_under_new_name() {
 } // namespace
 
 std::uint8_t CharToHex(std::uint8_t c) {
-    if (c >= '0' && c <= '9')
-        return static_cast<std::uint8_t>(c - '0');
-    if (c >= 'A' && c <= 'F')
-        return static_cast<std::uint8_t>(c - 'A' + 10);
-    if (c >= 'a' && c <= 'f')
-        return static_cast<std::uint8_t>(c - 'a' + 10);
-    return 255;
+    const char digit = static_cast<char>(c);
+    std::uint8_t value = 255; // stays when it is no digit
+    std::from_chars(&digit, &digit + 1, value, 16);
+    return value;
 }
 
 std::int8_t two_hex_compound(std::uint8_t hi, std::uint8_t lo) {
