@@ -13,7 +13,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
 #include <vector>
 
 const CFStringRef kMIDIPropertyName = CFSTR("name");
@@ -128,16 +127,6 @@ ItemCount count(ObjectList list) {
 MIDIObjectRef object_at(ObjectList list, ItemCount index) {
     const auto& objects = service.lists[static_cast<std::size_t>(list)];
     return index < objects.size() ? objects[static_cast<std::size_t>(index)] : 0;
-}
-
-std::optional<TextProperty> text_property(CFStringRef property) {
-    if (property == kMIDIPropertyName)
-        return TextProperty::name;
-    if (property == kMIDIPropertyManufacturer)
-        return TextProperty::manufacturer;
-    if (property == kMIDIPropertyModel)
-        return TextProperty::model;
-    return std::nullopt;
 }
 
 constexpr std::size_t packet_head = offsetof(MIDIPacket, data);
@@ -340,9 +329,14 @@ OSStatus MIDIObjectGetStringProperty(MIDIObjectRef object, CFStringRef property,
                                      CFStringRef* value) {
     if (!was_an_object(object))
         return -ENXIO;
-    const auto wanted = text_property(property);
     *value = nullptr;
-    return wanted ? backend().text(object, *wanted, *value) : -ENODATA;
+    if (property == kMIDIPropertyName)
+        return backend().text(object, TextProperty::name, *value);
+    if (property == kMIDIPropertyManufacturer)
+        return backend().text(object, TextProperty::manufacturer, *value);
+    if (property == kMIDIPropertyModel)
+        return backend().text(object, TextProperty::model, *value);
+    return -ENODATA;
 }
 
 OSStatus MIDIObjectGetIntegerProperty(MIDIObjectRef object, CFStringRef property,

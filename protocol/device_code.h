@@ -50,16 +50,11 @@ inline constexpr std::uint32_t family_size = 16;
     if (text.size() != code_digits)
         return std::nullopt;
     std::uint32_t code = 0;
-    for (const char digit : text) {
-        code <<= 4;
-        if (digit >= '0' && digit <= '9')
-            code |= static_cast<std::uint32_t>(digit - '0');
-        else if (digit >= 'A' && digit <= 'F')
-            code |= static_cast<std::uint32_t>(digit - 'A' + 10);
-        else if (digit >= 'a' && digit <= 'f')
-            code |= static_cast<std::uint32_t>(digit - 'a' + 10);
-        else
+    for (const char character : text) {
+        const std::size_t digit = std::string_view("0123456789ABCDEFabcdef").find(character);
+        if (digit == std::string_view::npos)
             return std::nullopt;
+        code = code << 4 | static_cast<std::uint32_t>(digit < 16 ? digit : digit - 6);
     }
     return code;
 }

@@ -2,7 +2,6 @@
 #include "simulation/command_line.h"
 #include "simulation/machine_arguments.h"
 #include "simulation/machine_loop.h"
-#include "simulation/machine_text.h"
 #include "simulation/sequencer_connection.h"
 
 #include <cstdio>

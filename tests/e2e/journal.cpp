@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tests/e2e/journal.h"
 
-#include "simulation/machine_text.h"
-
 #include <cerrno>
 #include <system_error>
 

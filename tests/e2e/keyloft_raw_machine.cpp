@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "simulation/command_line.h"
 #include "simulation/machine_loop.h"
-#include "simulation/machine_text.h"
 #include "tests/e2e/journal.h"
 #include "tests/e2e/raw_arguments.h"
 #include "tests/e2e/raw_connection.h"

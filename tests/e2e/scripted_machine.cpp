@@ -7,7 +7,6 @@
 //
 // The answer to each line is what the machine holds, as JSON. End of input ends the program.
 
-#include "simulation/machine_text.h"
 #include "simulation/sequencer_connection.h"
 #include "tests/e2e/journal.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "simulation/machine_text.h"
+#include "simulation/connected_machine.h"
 
 #include "tests/simulation/socket_machine.h"
 

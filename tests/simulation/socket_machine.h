@@ -2,7 +2,6 @@
 #pragma once
 
 #include "simulation/connected_machine.h"
-#include "simulation/machine_text.h"
 #include "tests/support/sequence.h"
 
 #include <gtest/gtest.h>
