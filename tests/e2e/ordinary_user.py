@@ -7,9 +7,9 @@ import sys
 import unittest
 from pathlib import Path
 
-import command
 import desktop
 import screen_driver
+from command import USUAL, failure
 from sequencer_advice import NO_PERMISSION
 from transcript import Transcript
 from until import until
@@ -27,16 +27,16 @@ class OrdinaryUser(unittest.TestCase):
         screen = screen_driver.Screen(os.environ["KEYLOFT_E2E_PROGRAM"], folder)
         self.addCleanup(screen.kill)
         self.assertEqual(screen.new_output(), Transcript([]).start())
-        screen.fill_in(**command.INPUTS)
+        screen.fill_in(**USUAL.inputs)
         self.assertEqual(screen.errors(), NO_PERMISSION)
-        self.assertEqual(screen.do(screen_driver.APPLY), command.failure())
-        self.assertEqual(screen.new_output(), command.nobody_there(Transcript([]), "4AC0F4C4"))
+        self.assertEqual(screen.do(screen_driver.APPLY), failure())
+        self.assertEqual(screen.new_output(), USUAL.refused(Transcript([]), "4AC0F4C4"))
         self.assertEqual(screen.errors(), 2 * NO_PERMISSION)
         print("refused", flush=True)
         until("the permission", lambda: os.access(NODE, os.R_OK | os.W_OK))
         printed = Transcript.of_now()
-        self.assertEqual(screen.do(screen_driver.APPLY), command.SUCCESS)
-        self.assertEqual(screen.new_output(), command.confirmed(printed, "4AC6F4C4"))
+        self.assertEqual(screen.do(screen_driver.APPLY), USUAL.success)
+        self.assertEqual(screen.new_output(), USUAL.confirmed(printed, "4AC6F4C4"))
         self.assertEqual(screen.errors(), 2 * NO_PERMISSION)
         self.assertEqual(screen.close(), 0)
 

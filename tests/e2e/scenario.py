@@ -5,13 +5,17 @@ import os
 import shutil
 import signal
 import unittest
+from collections import Counter
 from pathlib import Path
 
+import sequencer
 import usb_monitor
+from command import USUAL, failure
 from gadgets import CODES, Gadget
 from machines import Machines
-from screen_driver import Screen
+from screen_driver import APPLY, Screen
 from scripted_machine import ScriptedMachine
+from transcript import Transcript
 
 # Where keyloft's and the machines' files are while a test runs: in memory, so that writing them
 # takes no time. Afterwards they are in the shared folder.
@@ -34,6 +38,7 @@ class Scenario(unittest.TestCase):
     """One test at a time has the whole guest to itself."""
 
     TIME_LIMIT = 240  # seconds for one test
+    COMMAND = USUAL
     maxDiff = None
 
     def setUp(self):
@@ -103,3 +108,36 @@ class Scenario(unittest.TestCase):
         screen = Screen([*through, os.environ["KEYLOFT_E2E_PROGRAM"]], folder, environment, stdout)
         self.addCleanup(screen.kill)
         return screen
+
+    def open_filled_in(self, *arguments, **options):
+        """A fresh keyloft with the command filled in, and nothing printed since."""
+        screen = self.open_screen(*arguments, **options)
+        screen.fill_in(**self.COMMAND.inputs)
+        screen.new_output()
+        return screen
+
+    def check_press(self, screen, alert, expected):
+        """Presses 设置; `expected` is what that prints, with what is on the sequencer now."""
+        printed = Transcript.of_now()
+        self.assertEqual(screen.do(APPLY), alert)
+        self.assertEqual(screen.new_output(), expected(printed))
+
+    def check_confirmed(self, screen, code):
+        self.check_press(screen, self.COMMAND.success,
+                         lambda printed: self.COMMAND.confirmed(printed, code))
+
+    def check_refused(self, screen, chosen, *present):
+        """With these machines there, and one that the menu shows."""
+        self.check_press(screen, failure(*present),
+                         lambda printed: self.COMMAND.refused(printed, chosen))
+
+    @staticmethod
+    def holdings(screen):
+        """What keyloft has, and all clients of the sequencer."""
+        return Counter({"threads": screen.threads(), "clients": sequencer.number_of_clients(),
+                        "subscriptions": sequencer.own_subscriptions(), **screen.descriptors()})
+
+    def check_machine(self, machine, sequences=1, since=0, code=CODES[5]):
+        """So many whole sequences came, and nothing more; it holds what they say."""
+        self.assertEqual(machine.received_bytes()[since:], sequences * self.COMMAND.sequence)
+        self.assertEqual(machine.tables(), {code: self.COMMAND.held})

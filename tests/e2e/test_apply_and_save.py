@@ -4,6 +4,7 @@
 import desktop
 import screen_driver
 import wire
+from command import NOTE
 from scenario import Scenario
 from transcript import Transcript, echo
 
@@ -16,29 +17,26 @@ class ApplyAndSave(Scenario):
         screen = self.open_screen()
         self.assertEqual(screen.new_output(), printed.start())
         screen.choose(screen_driver.MACHINE, "4AC9F4C4")
-        screen.fill_in(part=12, kind="Note On", channel=3, controller=64)
+        screen.fill_in(**NOTE.inputs)
         self.assertEqual(screen.new_output(), "")
 
         screen.press(screen_driver.APPLY)
-        self.assertEqual(screen.alert(), ("设置成功!", "旋钮12--设置成功!"))
+        self.assertEqual(screen.alert(), NOTE.success)
         desktop.screenshot(self.results() / "applied.png")
         screen.dismiss()
         self.assertEqual(screen.text(screen_driver.MACHINE), "4AC5F4C4")
-        message = wire.mapping(12, "Note On", 3, 64)
-        self.assertEqual(screen.new_output(),
-                         "NOTE_ON\n" + printed.probes() + printed.automatic_choice("4AC5F4C4")
-                         + printed.sent("4AC5F4C4", echo(message)))
-        mapping = {"part": 12, "type": "Note On", "channel": 3, "controller": 64}
-        self.assertEqual(machine.tables(), {"4AC5F4C4": {"table": [mapping], "saved": []}})
+        self.assertEqual(screen.new_output(), NOTE.confirmed(printed, "4AC5F4C4"))
+        self.assertEqual(machine.tables(), {"4AC5F4C4": NOTE.held})
 
         self.assertEqual(screen.do(screen_driver.SAVE), ("hardware", "保存成功!"))
         self.assertEqual(screen.new_output(), printed.sent("4AC5F4C4", echo(wire.SAVE)))
-        self.assertEqual(machine.tables(), {"4AC5F4C4": {"table": [mapping], "saved": [mapping]}})
+        saved = {"4AC5F4C4": NOTE.held | {"saved": [NOTE.mapping]}}
+        self.assertEqual(machine.tables(), saved)
 
         self.assertEqual(screen.close(), 0)
         self.assertEqual(screen.new_output(), "midi_exit\r\n")
         self.assertEqual(screen.errors(), "")
-        commands = wire.sequence(message) + wire.sequence(wire.SAVE)
-        self.assertEqual(machine.received_bytes(), b"".join(commands))
+        self.assertEqual(machine.received_bytes(),
+                         NOTE.sequence + b"".join(wire.sequence(wire.SAVE)))
         machine.power_cycle()
-        self.assertEqual(machine.tables(), {"4AC5F4C4": {"table": [mapping], "saved": [mapping]}})
+        self.assertEqual(machine.tables(), saved)

@@ -4,12 +4,10 @@
 import signal
 import subprocess
 
-import command
 import screen_driver
 import sequencer
 import steps
 from scenario import Scenario
-from transcript import Transcript
 from until import until
 
 HALF_WAY = ("send", steps.EVENT, 8)  # the clocks and the note on are out
@@ -25,8 +23,7 @@ class Endings(Scenario):
     def stop_at(self, step, environment=None):
         """A press that is stopped there, and what lets it go on."""
         follower = steps.Steps(self.program("tests/e2e/keyloft-steps.so"))
-        screen = self.open_screen(follower.environment | (environment or {}))
-        screen.fill_in(**command.INPUTS)
+        screen = self.open_filled_in(follower.environment | (environment or {}))
         follower.hold_at(*step)
         screen.press(screen_driver.APPLY)
         follower.wait_until_held()
@@ -36,22 +33,17 @@ class Endings(Scenario):
         self.assertEqual(sequencer.number_of_clients(), self.before)
         self.assertEqual(sequencer.own_subscriptions(), 0)
         seen = len(self.simulated.received_bytes())
-        screen = self.open_screen()
-        screen.fill_in(**command.INPUTS)
-        screen.new_output()
-        printed = Transcript.of_now()
-        self.assertEqual(screen.do(screen_driver.APPLY), command.SUCCESS)
-        self.assertEqual(screen.new_output(), command.confirmed(printed, "4AC5F4C4"))
-        self.assertEqual(self.simulated.received_bytes()[seen:], command.SEQUENCE)
-        self.assertEqual(self.simulated.tables(), {"4AC5F4C4": command.HELD})
+        screen = self.open_filled_in()
+        self.check_confirmed(screen, "4AC5F4C4")
+        self.check_machine(self.simulated, since=seen)
         self.assertEqual(screen.close(), 0)
 
     def check_signal(self, number):
-        for step, received in ((HALF_WAY, 7), (WAITING, len(command.MESSAGES))):
+        for step, received in ((HALF_WAY, 7), (WAITING, len(self.COMMAND.messages))):
             with self.subTest(step=step):
                 seen = len(self.simulated.received_bytes())
                 screen, _ = self.stop_at(step)
-                expected = b"".join(command.MESSAGES[:received])
+                expected = b"".join(self.COMMAND.messages[:received])
                 until("the bytes", lambda: self.simulated.received_bytes()[seen:] == expected)
                 screen.send_signal(number)
                 self.assertEqual(screen.wait(), -number)
@@ -75,5 +67,5 @@ class Endings(Scenario):
         server.wait()
         follower.release()
         self.assertEqual(screen.wait(), 1)
-        self.assertEqual(self.simulated.received_bytes(), command.SEQUENCE)
+        self.assertEqual(self.simulated.received_bytes(), self.COMMAND.sequence)
         self.check_that_nothing_is_left()

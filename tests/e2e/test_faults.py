@@ -3,35 +3,26 @@
 
 import screen_driver
 import wire
+from command import NOTE
 from scenario import Scenario
 from transcript import Transcript, echo, reply, without_replies
 
-MESSAGE = wire.mapping(12, "Note On", 3, 64)
-MAPPING = {"part": 12, "type": "Note On", "channel": 3, "controller": 64}
+MESSAGE = NOTE.message
 ATTEMPTS = 3  # until neither an answer nor the end of the wait for it was late
 
 
 class Faults(Scenario):
-    def open_filled_in(self):
-        self.printed = Transcript.of_now()
-        screen = self.open_screen()
-        screen.fill_in(part=12, kind="Note On", channel=3, controller=64)
-        screen.new_output()
-        return screen
+    COMMAND = NOTE
 
     def apply(self, screen):
         """Presses, reads the alert, which is the same whatever the machine answers."""
-        self.assertEqual(screen.do(screen_driver.APPLY), ("设置成功!", "旋钮12--设置成功!"))
+        self.printed = Transcript.of_now()
+        self.assertEqual(screen.do(screen_driver.APPLY), NOTE.success)
         return screen.new_output()
 
     def expected(self, *replies, confirmed):
-        return ("NOTE_ON\n" + self.printed.probes() + self.printed.automatic_choice("4AC5F4C4")
+        return (NOTE.found(self.printed, "4AC5F4C4")
                 + self.printed.sent("4AC5F4C4", *replies, confirmed=confirmed))
-
-    def check_machine(self, machine, sequences):
-        """After the end of keyloft: so many sequences came and nothing more."""
-        self.assertEqual(machine.received_bytes(), sequences * b"".join(wire.sequence(MESSAGE)))
-        self.assertEqual(machine.tables(), {"4AC5F4C4": {"table": [MAPPING], "saved": []}})
 
     def test_a_silent_machine_gets_two_whole_sequences_and_never_a_third(self):
         machine = self.machine("--silent")

@@ -6,19 +6,16 @@ import time
 
 import screen_driver
 import sequencer
-import wire
+from command import NOTE
 from scenario import LONG, Scenario
 from sequencer_program import Flood, SequencerProgram
-from transcript import Transcript, echo
 
 RATE = 3000  # a second, if the host is not busy
 LEAST = 90000 if LONG else 3000  # messages that are poured in while commands run
 CONFIRMED = 5  # commands, at the least
 NOISE = bytes((0xBF, 7, 100))  # on no channel that a test uses
-MESSAGE = wire.mapping(12, "Note On", 3, 64)
-NOTES = [bytes((0x92, 64, 12)), bytes((0x82, 64, 12)), MESSAGE]
+NOTES = [bytes((0x92, 64, 12)), bytes((0x82, 64, 12)), NOTE.message]
 CONFIRMATION = "设置成功了 \r\n"
-SUCCESS = ("设置成功!", "旋钮12--设置成功!")
 
 
 class AnsweringProgram:
@@ -46,6 +43,7 @@ class AnsweringProgram:
 
 class FloodedCommand(Scenario):
     TIME_LIMIT = 480
+    COMMAND = NOTE
 
     def another_program(self, client, port):
         program = SequencerProgram(client, port)
@@ -59,34 +57,27 @@ class FloodedCommand(Scenario):
 
     def test_what_another_program_pours_into_the_port_changes_nothing(self):
         machine = self.machine()
-        screen = self.open_screen()
-        screen.fill_in(part=12, kind="Note On", channel=3, controller=64)
+        screen = self.open_filled_in()
         other = self.another_program("Other", "Other port")
-        printed = Transcript.of_now()
-        screen.new_output()
         flood = self.flood(other, NOISE, RATE, sequencer.address("MIDI Client", "Input port"))
         presses = 0
         while presses == 0 or flood.sent < LEAST:
-            self.assertEqual(screen.do(screen_driver.APPLY), SUCCESS)
-            self.assertEqual(screen.new_output(),
-                             "NOTE_ON\n" + printed.probes() + printed.automatic_choice("4AC5F4C4")
-                             + printed.sent("4AC5F4C4", echo(MESSAGE)))
+            self.check_confirmed(screen, "4AC5F4C4")
             presses += 1
         flood.stop()
         self.assertEqual(screen.close(), 0)
-        self.assertEqual(machine.received_bytes(), presses * b"".join(wire.sequence(MESSAGE)))
+        self.assertEqual(machine.received_bytes(), presses * NOTE.sequence)
 
     def test_what_the_machine_itself_pours_out_does_not_hide_its_echo(self):
         source = self.another_program("4AC5F4C4", "4AC5F4C4 MIDI 1")
         machine = AnsweringProgram(source)
         self.addCleanup(machine.stop)
-        screen = self.open_screen()
-        screen.fill_in(part=12, kind="Note On", channel=3, controller=64)
+        screen = self.open_filled_in()
         flood = self.flood(source, NOISE, RATE)
         presses = 0
         # On a busy host the machine may answer too late, and then gets the sequence once more.
         while flood.sent < LEAST or screen.output().count(CONFIRMATION) < CONFIRMED:
-            self.assertEqual(screen.do(screen_driver.APPLY), SUCCESS)
+            self.assertEqual(screen.do(screen_driver.APPLY), NOTE.success)
             presses += 1
         rate = flood.stop()
         print(f"{presses} presses under {rate:.0f} messages a second", flush=True)

@@ -2,13 +2,8 @@
 """A machine that comes and goes while the window is open."""
 
 import subprocess
-from collections import Counter
 
-import command
-import screen_driver
-import sequencer
 from scenario import LONG, Scenario
-from transcript import Transcript
 from until import until
 
 TIMES = 50 if LONG else 6
@@ -19,9 +14,7 @@ class HotPlug(Scenario):
 
     def test_in_and_out_the_next_press_tells_the_truth(self):
         gadget = self.gadget("4AC5F4C4")
-        screen = self.open_screen()
-        screen.fill_in(**command.INPUTS)
-        screen.new_output()
+        screen = self.open_filled_in()
         self.addCleanup(subprocess.run, ["modprobe", "-r", "snd-dummy"], check=False)
         numbers = set()
         first = {}
@@ -31,17 +24,12 @@ class HotPlug(Scenario):
             gadget.plug()
             numbers.add(gadget.client().number)
             machine = self.simulate([gadget])
-            printed = Transcript.of_now()
-            self.assertEqual(screen.do(screen_driver.APPLY), command.SUCCESS)
-            self.assertEqual(screen.new_output(), command.confirmed(printed, "4AC5F4C4"))
-            self.assertEqual(machine.received_bytes(), command.SEQUENCE)
-            self.assertEqual(machine.tables(), {"4AC5F4C4": command.HELD})
+            self.check_confirmed(screen, "4AC5F4C4")
+            self.check_machine(machine)
             self.check_holdings(screen, first, "plugged")
             self.assertEqual(machine.stop(), 0)
             gadget.unplug()
-            printed = Transcript.of_now()
-            self.assertEqual(screen.do(screen_driver.APPLY), command.failure())
-            self.assertEqual(screen.new_output(), command.nobody_there(printed, "4AC5F4C4"))
+            self.check_refused(screen, "4AC5F4C4")
             self.check_holdings(screen, first, "unplugged")
         self.assertEqual(len(numbers), 2)
         self.assertEqual(screen.close(), 0)
@@ -52,8 +40,5 @@ class HotPlug(Scenario):
 
         It may have less: the toolkit's own idle threads end after half a minute.
         """
-        def holdings():
-            return Counter({"threads": screen.threads(), "clients": sequencer.number_of_clients(),
-                            "subscriptions": sequencer.own_subscriptions(), **screen.descriptors()})
-        first.setdefault(state, holdings())
-        until(f"no more than {first[state]}", lambda: holdings() <= first[state], 40)
+        first.setdefault(state, self.holdings(screen))
+        until(f"no more than {first[state]}", lambda: self.holdings(screen) <= first[state], 40)

@@ -7,7 +7,6 @@ import signal
 import subprocess
 from pathlib import Path
 
-import command
 import screen_driver
 import wire
 from scenario import SCRATCH, Scenario
@@ -25,12 +24,9 @@ class MachineProgram(Scenario):
         self.addCleanup(machine.wait)
         self.addCleanup(machine.kill)
         until("the machine", lambda: " of the sequencer\n" in output.read_text())
+        screen = self.open_filled_in()
+        self.check_confirmed(screen, "4AC7F4C4")
         printed = Transcript.of_now()
-        screen = self.open_screen()
-        screen.fill_in(**command.INPUTS)
-        screen.new_output()
-        self.assertEqual(screen.do(screen_driver.APPLY), command.SUCCESS)
-        self.assertEqual(screen.new_output(), command.confirmed(printed, "4AC7F4C4"))
         self.assertEqual(screen.do(screen_driver.SAVE), ("hardware", "保存成功!"))
         self.assertEqual(screen.new_output(), printed.sent("4AC7F4C4", echo(wire.SAVE)))
         self.assertEqual(screen.close(), 0)
@@ -44,8 +40,8 @@ class MachineProgram(Scenario):
                          ["4AC7F4C4  part 3: Control Change, channel 2, controller 9",
                           "4AC7F4C4  saved: 1 mapping"])
         self.assertEqual([json.loads(line) for line in shown[3:]],
-                         [{"machine": "4AC7F4C4", "table": [command.MAPPING],
-                           "saved": [command.MAPPING]}])
+                         [{"machine": "4AC7F4C4", "table": [self.COMMAND.mapping],
+                           "saved": [self.COMMAND.mapping]}])
 
         machine.send_signal(signal.SIGUSR1)
         until("it is back", lambda: output.read_text().count(" of the sequencer\n") == 2)

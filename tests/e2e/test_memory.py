@@ -4,8 +4,6 @@
 import subprocess
 from pathlib import Path
 
-import command
-import screen_driver
 from scenario import Scenario
 
 GROUPS = Path("/sys/fs/cgroup")
@@ -25,11 +23,10 @@ class Memory(Scenario):
 
     def test_a_press_takes_no_more_than_32_megabytes(self):
         machine = self.machine()
-        screen = self.open_screen(
+        screen = self.open_filled_in(
             through=["sh", "-c", f'echo $$ >{self.group}/cgroup.procs; exec "$0"'])
-        screen.fill_in(**command.INPUTS)
-        self.assertEqual(screen.do(screen_driver.APPLY), command.SUCCESS)
-        self.assertEqual(machine.tables(), {"4AC5F4C4": command.HELD})
+        self.check_confirmed(screen, "4AC5F4C4")
+        self.check_machine(machine)
         self.assertIn(str(screen.pid), (self.group / "cgroup.procs").read_text().split())
         self.assertEqual(screen.close(), 0)
         self.assertIn("oom_kill 0\n", (self.group / "memory.events").read_text())

@@ -6,8 +6,6 @@ import subprocess
 import sys
 from pathlib import Path
 
-import command
-import screen_driver
 import sequencer_node
 from scenario import SCRATCH, Scenario
 from sequencer_advice import NO_CLIENT, NO_DRIVER, NO_NODE
@@ -18,21 +16,20 @@ NOBODY = 65534
 
 
 class NoSequencer(Scenario):
+    def open_without_ports(self):
+        screen = self.open_screen()
+        self.assertEqual(screen.new_output(), Transcript([]).start())
+        screen.fill_in(**self.COMMAND.inputs)
+        return screen
+
     def check_failing_press(self, screen):
         """As on a service without any port, and the program goes on."""
-        self.assertEqual(screen.do(screen_driver.APPLY), command.failure())
-        self.assertEqual(screen.new_output(), command.nobody_there(Transcript([]), "4AC0F4C4"))
-
-    def check_working_press(self, screen, code):
-        printed = Transcript.of_now()
-        self.assertEqual(screen.do(screen_driver.APPLY), command.SUCCESS)
-        self.assertEqual(screen.new_output(), command.confirmed(printed, code))
+        self.assertEqual(Transcript.of_now().names, [])
+        self.check_refused(screen, "4AC0F4C4")
 
     def test_no_node_then_no_driver_then_all_is_there_with_the_window_open(self):
         sequencer_node.take_away(self)
-        screen = self.open_screen()
-        self.assertEqual(screen.new_output(), Transcript([]).start())
-        screen.fill_in(**command.INPUTS)
+        screen = self.open_without_ports()
         self.assertEqual(screen.errors(), NO_NODE)
         self.check_failing_press(screen)
         self.assertEqual(screen.errors(), 2 * NO_NODE)
@@ -46,28 +43,25 @@ class NoSequencer(Scenario):
 
         give_driver_back()
         machine = self.machine()
-        self.check_working_press(screen, "4AC5F4C4")
+        self.check_confirmed(screen, "4AC5F4C4")
         self.assertEqual(screen.errors(), 3 * NO_NODE + 2 * NO_DRIVER)
         self.assertEqual(screen.close(), 0)
-        self.assertEqual(machine.received_bytes(), command.SEQUENCE)
-        self.assertEqual(machine.tables(), {"4AC5F4C4": command.HELD})
+        self.check_machine(machine)
 
     def test_all_clients_are_taken_and_then_given_back(self):
         machine = self.scripted_machine("4AC6F4C4", "4AC6F4C4 MIDI 1")
         taken, give_back = sequencer_node.take_all_clients(self)
         self.assertEqual(len(taken), sequencer_node.PROGRAM_CLIENTS - 1)
-        screen = self.open_screen()
-        self.assertEqual(screen.new_output(), Transcript([]).start())
-        screen.fill_in(**command.INPUTS)
+        screen = self.open_without_ports()
         self.assertEqual(screen.errors(), NO_CLIENT)
         self.check_failing_press(screen)
         self.assertEqual(screen.errors(), 2 * NO_CLIENT)
         give_back()
-        self.check_working_press(screen, "4AC6F4C4")
+        self.check_confirmed(screen, "4AC6F4C4")
         self.assertEqual(screen.errors(), 2 * NO_CLIENT)
         self.assertEqual(screen.close(), 0)
-        self.assertEqual(machine.received_bytes(), command.SEQUENCE)
-        self.assertEqual(machine.tell("tables"), command.HELD)
+        self.assertEqual(machine.received_bytes(), self.COMMAND.sequence)
+        self.assertEqual(machine.tell("tables"), self.COMMAND.held)
 
     def test_an_ordinary_user_may_not_use_it_and_then_may(self):
         machine = self.scripted_machine("4AC6F4C4", "4AC6F4C4 MIDI 1")
@@ -89,5 +83,5 @@ class NoSequencer(Scenario):
         until("the refusal", lambda: "refused\n" in output.read_text() or user.poll() is not None)
         sequencer_node.NODE.chmod(0o666)
         self.assertEqual(user.wait(200), 0, output.read_text())
-        self.assertEqual(machine.received_bytes(), command.SEQUENCE)
-        self.assertEqual(machine.tell("tables"), command.HELD)
+        self.assertEqual(machine.received_bytes(), self.COMMAND.sequence)
+        self.assertEqual(machine.tell("tables"), self.COMMAND.held)

@@ -5,7 +5,6 @@ import fcntl
 import os
 from pathlib import Path
 
-import command
 import screen_driver
 from scenario import Scenario
 from transcript import Transcript
@@ -20,12 +19,11 @@ class Output(Scenario):
         super().setUp()
         self.simulated = self.machine()
 
-    def check_press(self, screen):
+    def check_unread_press(self, screen):
         """A press that nobody can read about does what it does."""
-        screen.fill_in(**command.INPUTS)
-        self.assertEqual(screen.do(screen_driver.APPLY), command.SUCCESS)
-        self.assertEqual(self.simulated.received_bytes(), command.SEQUENCE)
-        self.assertEqual(self.simulated.tables(), {"4AC5F4C4": command.HELD})
+        screen.fill_in(**self.COMMAND.inputs)
+        self.assertEqual(screen.do(screen_driver.APPLY), self.COMMAND.success)
+        self.check_machine(self.simulated)
         self.assertEqual(screen.close(), 0)
         self.assertEqual(screen.errors(), "")
 
@@ -34,19 +32,19 @@ class Output(Scenario):
         for stream in (0, 1):
             # Else the next file that is opened would get the number, and the lines.
             self.assertEqual(os.readlink(f"/proc/{screen.pid}/fd/{stream}"), "/dev/null")
-        self.check_press(screen)
+        self.check_unread_press(screen)
 
     def test_the_reader_has_gone(self):
         reading, writing = os.pipe()
         screen = self.open_screen(stdout=writing)
         os.close(writing)
         os.close(reading)
-        self.check_press(screen)
+        self.check_unread_press(screen)
 
     def test_the_disk_is_full(self):
         with open("/dev/full", "wb") as full:
             screen = self.open_screen(stdout=full)
-        self.check_press(screen)
+        self.check_unread_press(screen)
 
     def test_a_reader_that_does_not_read_holds_the_press_until_it_does(self):
         reading, writing = os.pipe()
@@ -54,21 +52,21 @@ class Output(Scenario):
         fcntl.fcntl(writing, fcntl.F_SETPIPE_SZ, SMALL)
         screen = self.open_screen(stdout=writing)
         os.close(writing)
-        screen.fill_in(**command.INPUTS)
+        screen.fill_in(**self.COMMAND.inputs)
         printed = Transcript.of_now()
         # The first press fills more than half of the pipe.
-        self.assertEqual(screen.do(screen_driver.APPLY), command.SUCCESS)
+        self.assertEqual(screen.do(screen_driver.APPLY), self.COMMAND.success)
         screen.press(screen_driver.APPLY)
         until("the press to be held", lambda: self.is_writing(screen))
-        self.assertEqual(self.simulated.received_bytes(), command.SEQUENCE)
-        wanted = printed.start() + 2 * command.confirmed(printed, "4AC5F4C4")
+        self.assertEqual(self.simulated.received_bytes(), self.COMMAND.sequence)
+        wanted = printed.start() + 2 * self.COMMAND.confirmed(printed, "4AC5F4C4")
         text = b""
         while len(text) < len(wanted.encode()):
             text += os.read(reading, SMALL)
-        self.assertEqual(screen.alert(), command.SUCCESS)
+        self.assertEqual(screen.alert(), self.COMMAND.success)
         self.assertEqual(text.decode(), wanted)
         screen.dismiss()
-        self.assertEqual(self.simulated.received_bytes(), 2 * command.SEQUENCE)
+        self.assertEqual(self.simulated.received_bytes(), 2 * self.COMMAND.sequence)
 
     @staticmethod
     def is_writing(screen):

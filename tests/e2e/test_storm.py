@@ -5,14 +5,11 @@ import random
 import subprocess
 import threading
 import time
-from collections import Counter
 
-import command
 import screen_driver
-import sequencer
+from command import failure
 from gadgets import CODES
 from scenario import LONG, Scenario
-from transcript import Transcript
 
 SECONDS = 120 if LONG else 0  # at the least
 PRESSES = 10
@@ -51,27 +48,20 @@ class Plugging(threading.Thread):
 class Storm(Scenario):
     TIME_LIMIT = 480
 
-    @staticmethod
-    def holdings(screen):
-        return Counter({"clients": sequencer.number_of_clients(),
-                        "subscriptions": sequencer.own_subscriptions(),
-                        "threads": screen.threads(), **screen.descriptors()})
-
     def check_answer(self, answer):
         """One of the two that a press can give; the failure lists machines and nothing else."""
-        if answer == command.SUCCESS:
+        if answer == self.COMMAND.success:
             return
         title, text = answer
-        head = command.failure()[1]
-        self.assertEqual((title, text[:len(head)]), (command.failure()[0], head))
+        head = failure()[1]
+        self.assertEqual((title, text[:len(head)]), (failure()[0], head))
         for code in text[len(head):].split():
             self.assertIn(code, CODES)
 
     def test_every_press_is_answered_and_afterwards_all_is_as_before(self):
         gadgets = [self.gadget(code) for code in CODES]
-        screen = self.open_screen()
-        screen.fill_in(**command.INPUTS)
-        self.assertEqual(screen.do(screen_driver.APPLY), command.failure())
+        screen = self.open_filled_in()
+        self.assertEqual(screen.do(screen_driver.APPLY), failure())
         before = self.holdings(screen)
         plugging = Plugging(gadgets)
         self.addCleanup(plugging.stop)
@@ -89,15 +79,13 @@ class Storm(Scenario):
         for gadget in gadgets:
             if gadget.is_bound():
                 gadget.unplug()
-        self.assertEqual(screen.do(screen_driver.APPLY), command.failure())
+        self.assertEqual(screen.do(screen_driver.APPLY), failure())
         # The toolkit's own idle threads end after half a minute.
         self.assertLessEqual(self.holdings(screen), before)
         gadgets[5].plug()
         machine = self.simulate([gadgets[5]])
         screen.new_output()
-        printed = Transcript.of_now()
-        self.assertEqual(screen.do(screen_driver.APPLY), command.SUCCESS)
-        self.assertEqual(screen.new_output(), command.confirmed(printed, "4AC5F4C4"))
-        self.assertEqual(machine.received_bytes(), command.SEQUENCE)
+        self.check_confirmed(screen, "4AC5F4C4")
+        self.assertEqual(machine.received_bytes(), self.COMMAND.sequence)
         self.assertEqual(screen.close(), 0)
         self.assertEqual(screen.errors(), "")

@@ -3,12 +3,9 @@
 
 import subprocess
 
-import command
-import screen_driver
 import sequencer
 from scenario import Scenario
 from sequencer_program import SequencerProgram
-from transcript import Transcript
 
 OWN_PORTS = [("MIDI Client", "Output port"), ("MIDI Client", "Input port")]
 
@@ -17,21 +14,15 @@ class Strangers(Scenario):
     def setUp(self):
         super().setUp()
         self.simulated = self.machine()
-        self.screen = self.open_screen()
-        self.screen.fill_in(**command.INPUTS)
+        self.screen = self.open_filled_in()
         self.presses = 0
         self.confirmed_press()
 
     def confirmed_press(self):
         """One press as if nobody else were there."""
-        printed = Transcript.of_now()
-        if self.presses == 0:
-            self.screen.new_output()  # of the beginning
-        self.assertEqual(self.screen.do(screen_driver.APPLY), command.SUCCESS)
+        self.check_confirmed(self.screen, "4AC5F4C4")
         self.presses += 1
-        self.assertEqual(self.screen.new_output(), command.confirmed(printed, "4AC5F4C4"))
-        self.assertEqual(self.simulated.received_bytes(), command.SEQUENCE * self.presses)
-        self.assertEqual(self.simulated.tables(), {"4AC5F4C4": command.HELD})
+        self.check_machine(self.simulated, sequences=self.presses)
 
     def test_nobody_can_connect_anything_with_keyloft(self):
         own = ["{}:{}".format(*sequencer.address(*names)) for names in OWN_PORTS]
@@ -58,7 +49,7 @@ class Strangers(Scenario):
         for names in OWN_PORTS:
             for _ in range(50):
                 try:
-                    stranger.send([command.MESSAGE], to=sequencer.address(*names))
+                    stranger.send([self.COMMAND.message], to=sequencer.address(*names))
                     taken += 1
                 except OSError:
                     pass  # this port takes nothing from anybody

@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: MIT
 """A machine that is pulled at each step of a command that is on its way to it."""
 
-import command
 import screen_driver
 import steps
+from command import NOTHING_HELD, USUAL, failure
 from scenario import Scenario
-from transcript import Transcript, echo
+from transcript import echo
 from until import until
 
 CONFIRMED = "设置成功了 \r\n"
@@ -19,9 +19,7 @@ class Unplugging(Scenario):
         super().setUp()
         self.cable = self.gadget("4AC5F4C4")
         self.steps = steps.Steps(self.program("tests/e2e/keyloft-steps.so"))
-        self.screen = self.open_screen(self.steps.environment)
-        self.screen.fill_in(**command.INPUTS)
-        self.screen.new_output()
+        self.screen = self.open_filled_in(self.steps.environment)
         self.machine = None
 
     def plug(self, *faults):
@@ -36,11 +34,11 @@ class Unplugging(Scenario):
         self.steps.wait_until_held()
         until("the bytes", lambda: len(self.machine.received_bytes()) >= len(received))
         output = ""
-        counts = command.MESSAGE in received
-        while counts and answers and echo(command.MESSAGE) not in output:
-            output += self.next_output()
+        counts = USUAL.message in received
+        while counts and answers and echo(USUAL.message) not in output:
+            output += until("output", self.screen.new_output)
         self.assertEqual(self.machine.tables(),
-                         {"4AC5F4C4": command.HELD if counts else command.NOTHING_HELD})
+                         {"4AC5F4C4": USUAL.held if counts else NOTHING_HELD})
         self.cable.unplug()
         self.steps.release()
         alert = self.screen.alert()
@@ -49,16 +47,11 @@ class Unplugging(Scenario):
         self.machine.stop()
         return alert, output + self.screen.new_output()
 
-    def next_output(self):
-        return until("output", self.screen.new_output)
-
     def check_next_press(self):
         """With the machine back, all is as if nothing had been."""
         self.plug()
-        printed = Transcript.of_now()
-        self.assertEqual(self.screen.do(screen_driver.APPLY), command.SUCCESS)
-        self.assertEqual(self.screen.new_output(), command.confirmed(printed, "4AC5F4C4"))
-        self.assertEqual(self.machine.received_bytes(), command.SEQUENCE)
+        self.check_confirmed(self.screen, "4AC5F4C4")
+        self.assertEqual(self.machine.received_bytes(), USUAL.sequence)
         self.machine.stop()
         self.cable.unplug()
 
@@ -70,43 +63,43 @@ class Unplugging(Scenario):
             with self.subTest(step=step):
                 self.plug()
                 alert, output = self.pull_at("line", *step, b"")
-                self.assertEqual(alert, command.failure("4AC5F4C4"))
+                self.assertEqual(alert, failure("4AC5F4C4"))
                 self.assertNotIn("clock mc", output)
                 self.check_end(output, "\r\n1\n")
                 self.check_next_press()
 
     def test_before_each_send_the_rest_fails(self):
-        for number in range(len(command.MESSAGES)):
+        for number in range(len(USUAL.messages)):
             with self.subTest(sent=number):
                 self.plug()
-                received = b"".join(command.MESSAGES[:number])
+                received = b"".join(USUAL.messages[:number])
                 alert, output = self.pull_at("send", steps.EVENT, number + 1, received)
                 # The echo may be there, but it is the last send that counts.
-                self.assertEqual(alert, command.failure("4AC5F4C4"))
-                counts = command.MESSAGE in received
+                self.assertEqual(alert, failure("4AC5F4C4"))
+                counts = USUAL.message in received
                 self.check_end(output, (CONFIRMED if counts else UNCONFIRMED) + "1\n")
                 self.check_next_press()
 
     def test_while_the_echo_is_waited_for_the_echo_decides(self):
         self.plug()
-        alert, output = self.pull_at("pause", 300000, 1, command.SEQUENCE)
-        self.assertEqual(alert, command.SUCCESS)
-        self.check_end(output, echo(command.MESSAGE) + CONFIRMED + "0\n")
+        alert, output = self.pull_at("pause", 300000, 1, USUAL.sequence)
+        self.assertEqual(alert, USUAL.success)
+        self.check_end(output, echo(USUAL.message) + CONFIRMED + "0\n")
         self.check_next_press()
         self.plug("--silent")
-        alert, output = self.pull_at("pause", 300000, 1, command.SEQUENCE, answers=False)
-        self.assertEqual(alert, command.failure("4AC5F4C4"))
+        alert, output = self.pull_at("pause", 300000, 1, USUAL.sequence, answers=False)
+        self.assertEqual(alert, failure("4AC5F4C4"))
         self.check_end(output, "clock mc\r\n" + UNCONFIRMED + "1\n")
         self.check_next_press()
 
     def test_while_the_alert_is_shown_the_alert_stays_as_it_is(self):
         self.plug()
         self.screen.press(screen_driver.APPLY)
-        self.assertEqual(self.screen.alert(), command.SUCCESS)
+        self.assertEqual(self.screen.alert(), USUAL.success)
         self.cable.unplug()
-        self.assertEqual(self.screen.alert(), command.SUCCESS)
+        self.assertEqual(self.screen.alert(), USUAL.success)
         self.screen.dismiss()
         self.machine.stop()
-        self.assertEqual(self.screen.do(screen_driver.APPLY), command.failure())
+        self.assertEqual(self.screen.do(screen_driver.APPLY), failure())
         self.screen.new_output()
         self.check_next_press()

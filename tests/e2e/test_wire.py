@@ -15,13 +15,24 @@ class Wire(Scenario):
         self.gadget, = self.plug("4AC5F4C4")
         self.monitor = self.watch_wire(self.gadget)
 
-    def check_pauses(self, messages, pauses):
-        """Whether they are all as long as they have to be, if the monitor can tell."""
+    def are_long_enough(self, messages, pauses):
+        """Whether all pauses are as long as they have to be, if the monitor can tell."""
         if any(message.waited for message in messages):
             return False
         for before, after, least in zip(messages, messages[1:], pauses[1:]):
             self.assertGreaterEqual(round(after.at - before.at, 6), least)
         return True
+
+    def check_pauses(self, pauses):
+        """Those before the messages of a press, as soon as one finds the cable free."""
+        screen = self.open_screen()
+        for attempt in range(ATTEMPTS):
+            screen.do(screen_driver.APPLY)
+            messages = self.monitor.messages()[attempt * len(pauses):]
+            self.assertEqual(len(messages), len(pauses))
+            if self.are_long_enough(messages, pauses):
+                return
+        self.fail("the cable was never free all through a command")
 
     def test_nothing_but_the_sequence_of_each_command(self):
         machine = self.simulate([self.gadget])
@@ -43,23 +54,8 @@ class Wire(Scenario):
 
     def test_pauses_within_a_sequence_are_never_too_short(self):
         self.simulate([self.gadget])
-        screen = self.open_screen()
-        for attempt in range(ATTEMPTS):
-            screen.do(screen_driver.APPLY)
-            messages = self.monitor.messages()[attempt * 10:]
-            self.assertEqual(len(messages), 10)
-            if self.check_pauses(messages, wire.PAUSES):
-                return
-        self.fail("the cable was never free all through a command")
+        self.check_pauses(wire.PAUSES)
 
     def test_a_repetition_comes_after_the_whole_wait_for_the_echo(self):
         self.simulate([self.gadget], "--silent")
-        screen = self.open_screen()
-        pauses = wire.PAUSES + [wire.PAUSE_BEFORE_REPETITION] + wire.PAUSES[1:]
-        for attempt in range(ATTEMPTS):
-            screen.do(screen_driver.APPLY)
-            messages = self.monitor.messages()[attempt * 20:]
-            self.assertEqual(len(messages), 20)
-            if self.check_pauses(messages, pauses):
-                return
-        self.fail("the cable was never free all through a command")
+        self.check_pauses(wire.PAUSES + [wire.PAUSE_BEFORE_REPETITION] + wire.PAUSES[1:])
