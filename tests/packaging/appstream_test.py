@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Software centres can read what describes the program. What they ask for changes with each release."""
 
@@ -18,7 +17,3 @@ class AppStream(support.Staged):
 
     def test_description_is_valid_with_what_is_installed_beside_it(self):
         run("appstreamcli", "validate-tree", "--no-net", self.stage)
-
-
-if __name__ == "__main__":
-    support.main()

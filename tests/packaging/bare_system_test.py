@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """The Debian package in a bare Debian system: it is installed, runs, passes its own test there, and
 goes without a trace. The system is a folder that debootstrap fills once; needs root."""
@@ -110,7 +109,3 @@ class BareSystem(unittest.TestCase):
         self.assertEqual(left, [])
         for program in PROGRAMS:
             self.assertFalse((ROOT / "usr/bin" / program).exists())
-
-
-if __name__ == "__main__":
-    support.main()

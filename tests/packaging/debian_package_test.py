@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """The Debian package, built from the sources for other tests, too, and what the build says."""
 
@@ -17,8 +16,12 @@ class DebianPackage(unittest.TestCase):
         WORK.mkdir(exist_ok=True)
         cls.log = support.build_package(PACKAGE)
 
-    def deb(self):
-        return next(PACKAGE.glob("keyloft_*.deb"))
+    def unpacked(self):
+        """The package's files in a folder of their own."""
+        root = WORK / "unpacked"
+        shutil.rmtree(root, ignore_errors=True)
+        run("dpkg-deb", "--extract", next(PACKAGE.glob("keyloft_*.deb")), root)
+        return root
 
     def test_compiler_was_given_the_hardening_flags(self):
         support.need("blhc")
@@ -28,17 +31,12 @@ class DebianPackage(unittest.TestCase):
 
     def test_programs_are_hardened(self):
         support.need("hardening-check")
-        root = WORK / "unpacked"
-        shutil.rmtree(root, ignore_errors=True)
-        run("dpkg-deb", "--extract", self.deb(), root)
+        root = self.unpacked()
         for program in support.PROGRAMS:
             run("hardening-check", "--nocfprotection", root / "usr/bin" / program)
 
     def test_documents_are_left_readable_and_without_a_dead_link(self):
-        root = WORK / "unpacked-documents"
-        shutil.rmtree(root, ignore_errors=True)
-        run("dpkg-deb", "--extract", self.deb(), root)
-        folder = root / "usr/share/doc/keyloft"
+        folder = self.unpacked() / "usr/share/doc/keyloft"
         documents = list(folder.rglob("*.md"))
         self.assertGreaterEqual(len(documents), 3)
         self.assertEqual(dead_links(folder, documents), [])
@@ -47,7 +45,3 @@ class DebianPackage(unittest.TestCase):
         support.need("wrap-and-sort")
         changed = run("wrap-and-sort", "--dry-run", "--wrap-always", cwd=SOURCE).stdout
         self.assertEqual(changed, "")
-
-
-if __name__ == "__main__":
-    support.main()

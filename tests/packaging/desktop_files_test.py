@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """The desktop entry and the metainfo, as they are installed."""
 
@@ -72,7 +71,3 @@ class Metainfo(support.Staged):
                 english = [text for text in texts if LANGUAGE not in text.attrib]
                 chinese = [text for text in texts if text.get(LANGUAGE) == "zh_CN"]
                 self.assertEqual(len(english), len(chinese), f"{parent.tag}/{tag}")
-
-
-if __name__ == "__main__":
-    support.main()

@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """The documents: no link in them is dead, here and as they are installed, and the manual pages lead
 to the guide."""
@@ -88,7 +87,3 @@ class Installed(support.Staged):
                              [guide + ending for guide in guides], page)
             for path in named:
                 self.assertTrue((self.stage / path.replace("\\-", "-")).is_file(), page)
-
-
-if __name__ == "__main__":
-    support.main()

@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """The programs of an optimised build are hardened, and a sanitizer build is not in its way."""
 
@@ -62,7 +61,3 @@ class Hardened(unittest.TestCase):
         for source, words in commands(build).items():
             self.assertIn("-fsanitize=address,undefined", words, source)
             self.assertFalse([word for word in words if "FORTIFY" in word], source)
-
-
-if __name__ == "__main__":
-    support.main()

@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """The icon's pictures: each as large as its folder says, and what the SVG looks like now."""
 
@@ -30,7 +29,3 @@ class Icons(support.Staged):
             for drawn in Path(folder).rglob("*.png"):
                 kept = SOURCE / "packaging/icons" / drawn.relative_to(folder)
                 run("compare", "-metric", "AE", drawn, kept, "null:")
-
-
-if __name__ == "__main__":
-    support.main()

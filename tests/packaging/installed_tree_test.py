@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """What is installed where, that it can be moved, and that it goes again."""
 
@@ -56,7 +55,3 @@ class InstalledTree(support.Staged):
         self.assertNotEqual(files_below(root), set())
         run("cmake", "--build", BUILD, "--target", "uninstall", env=environment)
         self.assertEqual(files_below(root), set())
-
-
-if __name__ == "__main__":
-    support.main()

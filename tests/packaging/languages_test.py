@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """What translators find, and what users of other languages see: the same texts, none is shipped."""
 
@@ -57,7 +56,3 @@ class Languages(unittest.TestCase):
                 "LOCPATH": str(self.folder), "LC_ALL": name}).stdout
             self.assertNotIn('lang_name=""', says)  # it is known, not the C locale instead
             self.assertEqual(self.tour(name), expected, language)
-
-
-if __name__ == "__main__":
-    support.main()

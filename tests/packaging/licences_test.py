@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """Every file says under which licence it comes."""
 
@@ -25,7 +24,3 @@ class Licences(unittest.TestCase):
     def test_licence_texts_are_one(self):
         text = (SOURCE / "LICENSE").read_text(encoding="utf-8")
         self.assertEqual((SOURCE / "LICENSES/MIT.txt").read_text(encoding="utf-8"), text)
-
-
-if __name__ == "__main__":
-    support.main()

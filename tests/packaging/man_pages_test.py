@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """The manual pages: well-formed, in both languages, and complete."""
 
@@ -55,7 +54,3 @@ class ManPages(support.Staged):
             self.assertEqual(len(pages), 2)
             for page in pages:
                 self.assertEqual(options_in_page(page.read_text(encoding="utf-8")), shown, page)
-
-
-if __name__ == "__main__":
-    support.main()

@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """The Debian package is the same, byte for byte, when it is built again in another folder."""
 
@@ -21,7 +20,3 @@ class Reproducible(unittest.TestCase):
         support.build_package(folder)
         self.assertEqual(len(sums(PACKAGE)), 4)  # sources, their description, program, symbols
         self.assertEqual(sums(folder), sums(PACKAGE))
-
-
-if __name__ == "__main__":
-    support.main()

@@ -1,4 +1,3 @@
-#!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
 """The version number, which is set in CMakeLists.txt, is the same everywhere."""
 
@@ -42,7 +41,3 @@ class Versions(support.Staged):
         for program in ("keyloft-machine", "keyloftctl"):
             self.assertEqual(run(self.stage / "bin" / program, "--version").stdout,
                              f"{program} {self.version}\n")
-
-
-if __name__ == "__main__":
-    support.main()
