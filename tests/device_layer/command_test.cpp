@@ -27,10 +27,7 @@ TEST_F(Command, save_probes_twice_and_is_confirmed) {
     echo_in_the_long_pause({0xAF, 0x7F, 0x7F});
     EXPECT_THAT(outcome_of([&] { return usb_midi_main(127, 175, 127, 127); }),
                 Pair(0, probe_finds + "key_code_value_set\r\n" + probe_finds + message_starts +
-                            "af\t7f\t7f\t\r\n"
-                            "\r\n设定回显正常\r\n"
-                            "midi_setup_data 0 af , p af\r\n"
-                            "midi_setup_data 1 7f , p 7f\r\n"
+                            "af\t7f\t7f\t\r\n" + echo_is_right + compared("af", "af", "7f", "7f") +
                             "设置成功了 \r\n"));
     EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends(0xAF, 0x7F, 0x7F));
     EXPECT_EQ(recording.pauses(), command_pauses(false));

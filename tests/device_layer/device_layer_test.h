@@ -57,6 +57,24 @@ Lines order_of(Call call) {
     return recording.journal;
 }
 
+/// What is printed when the source at an index is connected: "4ACCF4C4 is online".
+inline std::string connecting_lines(const std::string& sources, const std::string& index,
+                                    const std::string& name_and_state) {
+    return "MIDIGetNumberOfSources " + sources + " \r\nmidi init success ,number code " + index +
+           " \r\n" + name_and_state + "\r\n";
+}
+
+/// The reader's lines behind those of the packets: the first two bytes of the expected echo, each
+/// with the one that came.
+inline std::string compared(const std::string& expected0, const std::string& came0,
+                            const std::string& expected1, const std::string& came1) {
+    return "midi_setup_data 0 " + expected0 + " , p " + came0 + "\r\nmidi_setup_data 1 " +
+           expected1 + " , p " + came1 + "\r\n";
+}
+
+/// What stands before them when they are the same.
+inline const std::string echo_is_right = "\r\n设定回显正常\r\n";
+
 /// Makes a change when the n-th call of an operation begins, counted from 1.
 inline void at_call(const std::string& operation, unsigned number, std::function<void()> change) {
     recording.before_call = [=, begun = 0U](std::string_view call) mutable {

@@ -16,9 +16,27 @@ protected:
     static int probe() { return send(0xFF, 0x0F, 0, 0); }
 };
 
-TEST_F(DeviceScan, probe_that_finds_the_machine_says_so_in_its_own_words) {
-    EXPECT_THAT(outcome_of([&] { return send_midi_out_data(0xFF, 0x0F, 0, 0); }),
-                Pair(0, scan_of_one + "no macthing name B \r\n"));
+/// What the confirmed send and the entry that makes five plain sends do before they send.
+struct Search {
+    decltype(&send_midi_out_data) entry;
+    std::size_t sends; ///< without an echo
+};
+
+class DeviceSearch : public ConfirmedSequence, public testing::WithParamInterface<Search> {
+protected:
+    static auto outcome_of_type(std::uint8_t type) {
+        recording.journal.clear();
+        return outcome_of([=] { return GetParam().entry(type, 3, 0x10, 0x22); });
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(confirmed, DeviceSearch, testing::Values(Search{&send_midi_out_data, 20}));
+INSTANTIATE_TEST_SUITE_P(plain, DeviceSearch,
+                         testing::Values(Search{&send_midi_out_data_combo, 5}));
+
+TEST_P(DeviceSearch, probe_that_finds_the_machine_says_so_in_its_own_words_and_only_looks) {
+    EXPECT_THAT(outcome_of_type(0xFF), Pair(0, scan_of_one + "no macthing name B \r\n"));
+    EXPECT_EQ(recording.calls({"MIDIPacketListInit", "MIDISend", "usleep"}), Lines{});
 }
 
 TEST_F(DeviceScan, probe_never_sends_whatever_its_other_arguments) {
@@ -73,11 +91,8 @@ TEST_F(DeviceScan, found_machine_gets_the_message) {
     EXPECT_THAT(outcome_of([&] { return send_midi_out_data(0xB0, 3, 0x10, 0x22); }),
                 Pair(0, scan_of_one + "midiOutShortMsg\r\n" + three_lookups +
                             "clock mc\r\n"
-                            "b2\t10\t22\t\r\n"
-                            "\r\n设定回显正常\r\n"
-                            "midi_setup_data 0 b2 , p b2\r\n"
-                            "midi_setup_data 1 10 , p 10\r\n"
-                            "设置成功了 \r\n"));
+                            "b2\t10\t22\t\r\n" +
+                            echo_is_right + compared("b2", "b2", "10", "10") + "设置成功了 \r\n"));
     EXPECT_EQ(recording.calls({"MIDISend"}), sequence_sends(0xB2, 0x10, 0x22));
 }
 
@@ -89,22 +104,24 @@ TEST_F(DeviceScan, gives_the_sends_own_result) {
     EXPECT_EQ(send(0xB0, 1, 0x10, 0x22), 1);
 }
 
-TEST_F(DeviceScan, no_devices_at_all_read_as_success) {
+TEST_P(DeviceSearch, no_devices_at_all_read_as_success) {
     recording.devices.clear();
-    EXPECT_THAT(outcome_of([&] { return send_midi_out_data(0xB0, 1, 0x10, 0x22); }),
-                Pair(0, "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n"));
-    EXPECT_EQ(recording.journal, Lines{"MIDIGetNumberOfDevices"});
-    EXPECT_EQ(probe(), 0);
+    for (const int type : {0xFF, 0xB0}) {
+        EXPECT_THAT(outcome_of_type(static_cast<std::uint8_t>(type)),
+                    Pair(0, "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n"));
+        EXPECT_EQ(recording.journal, Lines{"MIDIGetNumberOfDevices"});
+    }
 }
 
-TEST_F(DeviceScan, devices_without_the_machine_read_as_failure) {
+TEST_P(DeviceSearch, devices_without_the_machine_read_as_failure) {
     recording.objects[device_].name = "another";
     recording.add_device({.name = "4ACCF4C5", .model = "4ACCF4C4"});
-    for (const std::uint8_t type : std::initializer_list<std::uint8_t>{0xFF, 0xB0}) {
-        EXPECT_THAT(outcome_of([&] { return send_midi_out_data(type, 1, 0x10, 0x22); }),
-                    Pair(1, "send_midi_out_data\r\n MIDIGetNumberOfDevices  2\r\n"));
+    recording.add_device({.name = "4ACCF4C4", .model = "another"});
+    for (const int type : {0xFF, 0xB0}) {
+        EXPECT_THAT(outcome_of_type(static_cast<std::uint8_t>(type)),
+                    Pair(1, "send_midi_out_data\r\n MIDIGetNumberOfDevices  3\r\n"));
+        EXPECT_EQ(recording.calls({"MIDISend"}), Lines{});
     }
-    EXPECT_EQ(recording.calls({"MIDISend"}), Lines{});
 }
 
 TEST_F(DeviceScan, machine_behind_other_devices_is_found) {
@@ -127,10 +144,10 @@ TEST_F(DeviceScan, right_model_with_another_name_is_not_the_machine) {
 }
 
 // A missing text leaves the previous device's, which then counts as this one's.
-TEST_F(DeviceScan, missing_model_is_compared_with_the_device_before) {
+TEST_P(DeviceSearch, missing_model_is_compared_with_the_device_before) {
     recording.objects[device_].name = "another";
     recording.add_device({.name = "4ACCF4C4 again"});
-    EXPECT_EQ(probe(), 0);
+    EXPECT_EQ(outcome_of_type(0xFF).first, 0);
     EXPECT_STREQ(manuf, "maker");
     EXPECT_EQ(recording.calls({"MIDIGetDevice"}).size(), 2U);
 }
@@ -168,20 +185,22 @@ TEST_F(DeviceScan, device_names_are_not_cut_to_eight_characters) {
     EXPECT_EQ(std::string(manuf), std::string(63, 'm'));
 }
 
-TEST_F(DeviceScan, count_is_a_signed_32_bit_number_printed_in_hexadecimal) {
+TEST_P(DeviceSearch, count_is_a_signed_32_bit_number_printed_in_hexadecimal) {
     const std::pair<ItemCount, const char*> none[] = {
         {0xFFFFFFFF, "ffffffff"}, {0x80000000, "80000000"}, {0x100000000, "0"}};
     for (const auto& [count, digits] : none) {
         recording.device_count = count;
-        recording.journal.clear();
-        EXPECT_THAT(outcome_of([&] { return send_midi_out_data(0xFF, 0x0F, 0, 0); }),
-                    Pair(0, std::string("send_midi_out_data\r\n MIDIGetNumberOfDevices  ") +
-                                digits + "\r\n"));
-        EXPECT_EQ(recording.calls({"MIDIGetDevice"}), Lines{});
+        for (const int type : {0xFF, 0xB0}) {
+            EXPECT_THAT(outcome_of_type(static_cast<std::uint8_t>(type)),
+                        Pair(0, std::string("send_midi_out_data\r\n MIDIGetNumberOfDevices  ") +
+                                    digits + "\r\n"));
+            EXPECT_EQ(recording.calls({"MIDIGetDevice"}), Lines{});
+        }
     }
     recording.device_count = 0x100000001;
-    EXPECT_EQ(printed_by([] { send_midi_out_data(0xFF, 0x0F, 0, 0); }),
-              scan_of_one + "no macthing name B \r\n");
+    EXPECT_EQ(outcome_of_type(0xFF).second, scan_of_one + "no macthing name B \r\n");
+    EXPECT_EQ(outcome_of_type(0xB0).first, 0);
+    EXPECT_EQ(recording.calls({"MIDISend"}).size(), GetParam().sends);
 }
 
 TEST_F(DeviceScan, forty_three_devices_are_printed_as_2b) {
@@ -280,15 +299,12 @@ TEST_F(NameJudge, what_follows_the_eighth_byte_does_not_count) {
 TEST_F(NameJudge, a_difference_at_any_position_of_any_of_the_three_is_another_machine) {
     for (std::size_t position = 0; position < 8; ++position)
         for (const char other : {'\0', 'x', static_cast<char>(0xCC)}) {
-            fill("4ACCF4C4", "4ACCF4C4", "4ACCF4C4");
-            model[position] = other;
-            EXPECT_EQ(midi_device_name_judge(), 0) << "model " << position;
-            fill("4ACCF4C4", "4ACCF4C4", "4ACCF4C4");
-            name[position] = other;
-            EXPECT_EQ(midi_device_name_judge(), 0) << "name " << position;
-            fill("4ACCF4C4", "4ACCF4C4", "4ACCF4C4");
-            device_name[position] = other;
-            EXPECT_EQ(midi_device_name_judge(), 0) << "device_name " << position;
+            for (const auto& [changed, which] : {std::pair{model, "model"}, std::pair{name, "name"},
+                                                 std::pair{device_name, "device_name"}}) {
+                fill("4ACCF4C4", "4ACCF4C4", "4ACCF4C4");
+                changed[position] = other;
+                EXPECT_EQ(midi_device_name_judge(), 0) << which << ' ' << position;
+            }
         }
 }
 

@@ -64,35 +64,27 @@ TEST_F(EchoReader, matching_echo_raises_the_flag) {
 
 TEST_F(EchoReader, pitch_bend_is_matched_by_its_status_alone) {
     expect_echo({0xE3, 0x10, 0x22});
-    EXPECT_EQ(read({{0xE3, 0x7F, 0x00}}), "e3\t7f\t0\t\r\n"
-                                          "\r\n设定回显正常\r\n"
-                                          "midi_setup_data 0 e3 , p e3\r\n"
-                                          "midi_setup_data 1 10 , p 7f\r\n");
+    EXPECT_EQ(read({{0xE3, 0x7F, 0x00}}),
+              "e3\t7f\t0\t\r\n" + echo_is_right + compared("e3", "e3", "10", "7f"));
     EXPECT_EQ(set_up_ok_flag, 185);
 }
 
 TEST_F(EchoReader, pitch_bend_of_another_channel_is_no_match) {
     expect_echo({0xE3, 0x10, 0x22});
-    EXPECT_EQ(read({{0xE4, 0x10, 0x22}}), "e4\t10\t22\t\r\n"
-                                          "midi_setup_data 0 e3 , p e4\r\n"
-                                          "midi_setup_data 1 10 , p 10\r\n");
+    EXPECT_EQ(read({{0xE4, 0x10, 0x22}}), "e4\t10\t22\t\r\n" + compared("e3", "e4", "10", "10"));
     EXPECT_EQ(set_up_ok_flag, 0);
 }
 
 TEST_F(EchoReader, other_first_data_byte_is_no_match) {
     expect_echo({0x93, 0x40, 0x7F});
     set_up_ok_flag = 7;
-    EXPECT_EQ(read({{0x93, 0x41, 0x7F}}), "93\t41\t7f\t\r\n"
-                                          "midi_setup_data 0 93 , p 93\r\n"
-                                          "midi_setup_data 1 40 , p 41\r\n");
+    EXPECT_EQ(read({{0x93, 0x41, 0x7F}}), "93\t41\t7f\t\r\n" + compared("93", "93", "40", "41"));
     EXPECT_EQ(set_up_ok_flag, 7);
 }
 
 TEST_F(EchoReader, other_status_is_no_match) {
     expect_echo({0x93, 0x40, 0x7F});
-    EXPECT_EQ(read({{0x83, 0x40, 0x7F}}), "83\t40\t7f\t\r\n"
-                                          "midi_setup_data 0 93 , p 83\r\n"
-                                          "midi_setup_data 1 40 , p 40\r\n");
+    EXPECT_EQ(read({{0x83, 0x40, 0x7F}}), "83\t40\t7f\t\r\n" + compared("93", "83", "40", "40"));
     EXPECT_EQ(set_up_ok_flag, 0);
 }
 
@@ -125,10 +117,8 @@ TEST_F(EchoReader, arriving_pitch_bend_gets_no_exception) {
 
 TEST_F(EchoReader, last_of_two_packets_is_compared) {
     expect_echo({0x90, 0x40, 0x7F});
-    EXPECT_EQ(read({{0x90, 0x40, 0x7F}, {0xF8}}), "90\t40\t7f\t\r\n"
-                                                  "f8\t\r\n"
-                                                  "midi_setup_data 0 90 , p f8\r\n"
-                                                  "midi_setup_data 1 40 , p 40\r\n");
+    EXPECT_EQ(read({{0x90, 0x40, 0x7F}, {0xF8}}),
+              "90\t40\t7f\t\r\nf8\t\r\n" + compared("90", "f8", "40", "40"));
     EXPECT_EQ(kept(4), (Bytes{0xF8, 0x40, 0x7F, 0}));
     EXPECT_EQ(set_up_ok_flag, 0);
 }
@@ -145,10 +135,7 @@ TEST_F(EchoReader, one_byte_is_compared_together_with_what_an_earlier_call_left)
     expect_echo({0xF8, 0x40, 0});
     (void)read({{0x90, 0x40, 0x7F}});
     EXPECT_EQ(set_up_ok_flag, 0);
-    EXPECT_EQ(read({{0xF8}}), "f8\t\r\n"
-                              "\r\n设定回显正常\r\n"
-                              "midi_setup_data 0 f8 , p f8\r\n"
-                              "midi_setup_data 1 40 , p 40\r\n");
+    EXPECT_EQ(read({{0xF8}}), "f8\t\r\n" + echo_is_right + compared("f8", "f8", "40", "40"));
     EXPECT_EQ(set_up_ok_flag, 185);
     EXPECT_EQ(kept(3), (Bytes{0xF8, 0x40, 0x7F}));
 }
@@ -157,23 +144,17 @@ TEST_F(EchoReader, no_packets_compare_what_is_there) {
     expect_echo({0x90, 0x40, 0x7F});
     (void)read({{0x90, 0x40, 0x7F}});
     set_up_ok_flag = 0;
-    EXPECT_EQ(read({}), "\r\n设定回显正常\r\n"
-                        "midi_setup_data 0 90 , p 90\r\n"
-                        "midi_setup_data 1 40 , p 40\r\n");
+    EXPECT_EQ(read({}), echo_is_right + compared("90", "90", "40", "40"));
     EXPECT_EQ(set_up_ok_flag, 185);
     expect_echo({0x91, 0x40, 0x7F});
     set_up_ok_flag = 0;
-    EXPECT_EQ(read({}), "midi_setup_data 0 91 , p 90\r\n"
-                        "midi_setup_data 1 40 , p 40\r\n");
+    EXPECT_EQ(read({}), compared("91", "90", "40", "40"));
     EXPECT_EQ(set_up_ok_flag, 0);
 }
 
 TEST_F(EchoReader, empty_packet_prints_its_line_end_and_copies_nothing) {
     expect_echo({0x90, 0x40, 0x7F});
-    EXPECT_EQ(read({{0x90, 0x41}, {}}), "90\t41\t\r\n"
-                                        "\r\n"
-                                        "midi_setup_data 0 90 , p 90\r\n"
-                                        "midi_setup_data 1 40 , p 41\r\n");
+    EXPECT_EQ(read({{0x90, 0x41}, {}}), "90\t41\t\r\n\r\n" + compared("90", "90", "40", "41"));
     EXPECT_EQ(kept(3), (Bytes{0x90, 0x41, 0}));
 }
 
@@ -192,9 +173,7 @@ TEST_F(EchoReader, shorter_packet_overwrites_only_its_own_bytes) {
 }
 
 TEST_F(EchoReader, zeroed_record_is_matched_by_zero_bytes) {
-    EXPECT_EQ(read({}), "\r\n设定回显正常\r\n"
-                        "midi_setup_data 0 0 , p 0\r\n"
-                        "midi_setup_data 1 0 , p 0\r\n");
+    EXPECT_EQ(read({}), echo_is_right + compared("0", "0", "0", "0"));
     EXPECT_EQ(set_up_ok_flag, 185);
 }
 
@@ -252,10 +231,8 @@ TEST_P(LongPacket, is_printed_and_cut_to_the_buffer) {
     std::ostringstream lines;
     for (const std::uint8_t byte : data)
         lines << std::hex << unsigned{byte} << '\t';
-    EXPECT_EQ(read({data}), lines.str() + "\r\n"
-                                          "\r\n设定回显正常\r\n"
-                                          "midi_setup_data 0 81 , p 81\r\n"
-                                          "midi_setup_data 1 82 , p 82\r\n");
+    EXPECT_EQ(read({data}),
+              lines.str() + "\r\n" + echo_is_right + compared("81", "81", "82", "82"));
     data.resize(64);
     EXPECT_EQ(kept(64), data);
     EXPECT_EQ(expected_echo(), (std::array{0x81, 0x82, 0x83}));
@@ -288,8 +265,7 @@ TEST_F(EchoReader, packets_of_all_lengths_are_read_one_behind_the_other) {
             lines += "a" + std::to_string(length) + "\t";
         lines += "\r\n";
     }
-    EXPECT_EQ(read(packets), lines + "midi_setup_data 0 0 , p a9\r\n"
-                                     "midi_setup_data 1 0 , p a9\r\n");
+    EXPECT_EQ(read(packets), lines + compared("0", "a9", "0", "a9"));
 }
 
 } // namespace

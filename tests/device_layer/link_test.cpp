@@ -153,17 +153,13 @@ TEST_F(Link, start_up_prints_only_what_the_naming_prints) {
 
 TEST_F(Link, start_up_with_a_source_online) {
     recording.add_source({.name = "4ACCF4C4 MIDI 1"});
-    EXPECT_EQ(start_up(), "MIDIGetNumberOfSources 1 \r\n"
-                          "midi init success ,number code 0 \r\n"
-                          "4ACCF4C4 MIDI 1 is online\r\n");
+    EXPECT_EQ(start_up(), connecting_lines("1", "0", "4ACCF4C4 MIDI 1 is online"));
     EXPECT_EQ(realtime_connect_state_flag, 1);
 }
 
 TEST_F(Link, start_up_with_a_source_offline) {
     recording.add_source({.name = "4ACCF4C4 MIDI 1", .offline = 1});
-    EXPECT_EQ(start_up(), "MIDIGetNumberOfSources 1 \r\n"
-                          "midi init success ,number code 0 \r\n"
-                          "4ACCF4C4 MIDI 1 is offline\r\n");
+    EXPECT_EQ(start_up(), connecting_lines("1", "0", "4ACCF4C4 MIDI 1 is offline"));
     EXPECT_EQ(realtime_connect_state_flag, 0);
 }
 

@@ -82,10 +82,8 @@ TEST_F(Names, naming_ends_by_connecting_and_gives_the_index) {
     EXPECT_THAT(outcome_of([&] { return set_device_name(0x4AC5F4C4); }),
                 Pair(1U, "set_device_name 4ac5f4c4 \r\n"
                          "middle_value 5 \r\n"
-                         "Generated device_name: 4AC5F4C4\n"
-                         "MIDIGetNumberOfSources 2 \r\n"
-                         "midi init success ,number code 1 \r\n"
-                         "4AC5F4C4 MIDI 1 is online\r\n"));
+                         "Generated device_name: 4AC5F4C4\n" +
+                             connecting_lines("2", "1", "4AC5F4C4 MIDI 1 is online")));
     EXPECT_EQ(realtime_connect_state_flag, 1);
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}).size(), 2U);
 }
@@ -158,10 +156,8 @@ protected:
 TEST_F(ConnectByCode, machine_that_is_online_answers_one) {
     recording.add_source({.name = "4AC3F4C4 MIDI 1"});
     EXPECT_THAT(outcome_of([&] { return judge_device_connect_state_with_id(0x4AC3F4C4); }),
-                Pair(1, "set_device_name 4ac3f4c4 \r\n"
-                        "MIDIGetNumberOfSources 1 \r\n"
-                        "midi init success ,number code 0 \r\n"
-                        "4AC3F4C4 MIDI 1 is online\r\n"));
+                Pair(1, "set_device_name 4ac3f4c4 \r\n" +
+                            connecting_lines("1", "0", "4AC3F4C4 MIDI 1 is online")));
     EXPECT_STREQ(device_name, "4AC3F4C4");
     EXPECT_EQ(VID_PID_val, 0x4AC3F4C4U);
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}).size(), 2U);
@@ -171,18 +167,14 @@ TEST_F(ConnectByCode, machine_that_is_offline_answers_zero) {
     recording.add_source({.name = "4AC3F4C4 MIDI 1", .offline = 1});
     realtime_connect_state_flag = 1;
     EXPECT_THAT(outcome_of([&] { return judge_device_connect_state_with_id(0x4AC3F4C4); }),
-                Pair(0, "set_device_name 4ac3f4c4 \r\n"
-                        "MIDIGetNumberOfSources 1 \r\n"
-                        "midi init success ,number code 0 \r\n"
-                        "4AC3F4C4 MIDI 1 is offline\r\n"));
+                Pair(0, "set_device_name 4ac3f4c4 \r\n" +
+                            connecting_lines("1", "0", "4AC3F4C4 MIDI 1 is offline")));
 }
 
 TEST_F(ConnectByCode, without_sources_every_machine_answers_zero) {
     realtime_connect_state_flag = 1;
     EXPECT_THAT(outcome_of([&] { return judge_device_connect_state_with_id(0x4AC3F4C4); }),
-                Pair(0, "set_device_name 4ac3f4c4 \r\n"
-                        "MIDIGetNumberOfSources 0 \r\n"
-                        "midi init failed \r\n"));
+                Pair(0, "set_device_name 4ac3f4c4 \r\n" + no_sources));
 }
 
 TEST_F(ConnectByCode, machine_probed_last_stays_the_current_one) {

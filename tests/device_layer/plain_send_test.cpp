@@ -60,13 +60,6 @@ TEST_F(PlainSend, high_bytes_are_printed_without_a_sign) {
               three_lookups + "MSG: 80 ff 0 \r\n");
 }
 
-TEST_F(PlainSend, offline_destination_is_refused) {
-    recording.objects[destination_].offline = 1;
-    EXPECT_THAT(outcome_of([&] { return core_midi_send_msg(0x93, 0x40, 0x7F); }),
-                Pair(1, three_lookups + "offline \r\n"));
-    EXPECT_EQ(recording.calls({"MIDIPacketListAdd", "MIDISend", "usleep"}), Lines{});
-}
-
 TEST_F(PlainSend, only_an_offline_property_of_one_is_offline) {
     for (const std::int32_t value : {0, 2, -1, 257}) {
         recording.objects[destination_].offline = value;
@@ -74,24 +67,6 @@ TEST_F(PlainSend, only_an_offline_property_of_one_is_offline) {
     }
     recording.objects[destination_].offline.reset();
     EXPECT_EQ(sent_by(0x93, 0x40, 0x7F).size(), 1U);
-}
-
-TEST_F(PlainSend, missing_destination_is_refused_after_two_lookups) {
-    recording.objects[destination_].name = "another";
-    EXPECT_THAT(outcome_of([&] { return core_midi_send_msg(0x93, 0x40, 0x7F); }),
-                Pair(1, "MIDIGetNumberOfDestinations 1 \r\n"
-                        "CCCCC: another is online\r\n"
-                        "MIDIGetNumberOfDestinations 1 \r\n"
-                        "CCCCC: another is online\r\n"));
-    EXPECT_EQ(recording.calls({"MIDIPacketListAdd", "MIDISend", "usleep"}), Lines{});
-}
-
-TEST_F(PlainSend, no_destinations_at_all_are_refused_after_two_lookups) {
-    recording.destinations.clear();
-    EXPECT_EQ(order_of([] { EXPECT_EQ(core_midi_send_msg(0xF8, 0, 0), 1); }),
-              (Lines{"MIDIPacketListInit", "MIDIGetNumberOfDestinations",
-                     "> MIDIGetNumberOfDestinations 0 \r\n", "MIDIGetDestination 4294967295",
-                     "MIDIGetNumberOfDestinations", "> MIDIGetNumberOfDestinations 0 \r\n"}));
 }
 
 TEST_F(PlainSend, endpoint_of_the_first_lookup_gets_the_message) {
@@ -161,5 +136,39 @@ TEST_F(PlainSend, echo_record_and_flag_stay_as_they_are) {
     EXPECT_EQ(set_up_ok_flag, 185);
     EXPECT_EQ(expected_echo(), (std::array{0x11, 0x22, 0x33}));
 }
+
+/// What the plain and the confirmed send refuse.
+class RefusedSend : public ConfirmedSequence,
+                    public testing::WithParamInterface<decltype(&core_midi_send_msg)> {
+protected:
+    static void expect(const std::string& printed) {
+        EXPECT_THAT(outcome_of([] { return GetParam()(0x93, 0x40, 0x7F); }), Pair(1, printed));
+        EXPECT_EQ(recording.calls({"MIDIPacketListAdd", "MIDISend", "usleep"}), Lines{});
+    }
+};
+
+TEST_P(RefusedSend, destination_is_offline) {
+    recording.objects[destination_].offline = 1;
+    expect(three_lookups + "offline \r\n");
+}
+
+TEST_P(RefusedSend, destination_is_missing_after_two_lookups) {
+    recording.objects[destination_].name = "another";
+    expect("MIDIGetNumberOfDestinations 1 \r\n"
+           "CCCCC: another is online\r\n"
+           "MIDIGetNumberOfDestinations 1 \r\n"
+           "CCCCC: another is online\r\n");
+}
+
+TEST_P(RefusedSend, no_destinations_are_there_at_all) {
+    recording.destinations.clear();
+    EXPECT_EQ(order_of([] { EXPECT_EQ(GetParam()(0xF8, 0, 0), 1); }),
+              (Lines{"MIDIPacketListInit", "MIDIGetNumberOfDestinations",
+                     "> MIDIGetNumberOfDestinations 0 \r\n", "MIDIGetDestination 4294967295",
+                     "MIDIGetNumberOfDestinations", "> MIDIGetNumberOfDestinations 0 \r\n"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(plain, RefusedSend, testing::Values(&core_midi_send_msg));
+INSTANTIATE_TEST_SUITE_P(confirmed, RefusedSend, testing::Values(&core_midi_send_msg_combo));
 
 } // namespace

@@ -61,40 +61,6 @@ TEST_F(SequenceEntry, gives_the_result_of_the_last_send) {
     EXPECT_EQ(recording.calls({"MIDIPacketListInit"}).size(), 5U);
 }
 
-TEST_F(SequenceEntry, probe_only_looks) {
-    EXPECT_THAT(outcome_of([&] { return send_midi_out_data_combo(0xFF, 3, 0x10, 0x22); }),
-                Pair(0, scan_of_one + "no macthing name B \r\n"));
-    EXPECT_EQ(recording.calls({"MIDIPacketListInit", "MIDISend", "usleep"}), Lines{});
-}
-
-TEST_F(SequenceEntry, devices_without_the_machine_read_as_failure) {
-    recording.objects[device_].model = "another";
-    EXPECT_THAT(outcome_of([&] { return send_midi_out_data_combo(0xB0, 3, 0x10, 0x22); }),
-                Pair(1, scan_of_one));
-}
-
-TEST_F(SequenceEntry, no_devices_at_all_read_as_success) {
-    recording.devices.clear();
-    EXPECT_THAT(outcome_of([&] { return send_midi_out_data_combo(0xB0, 3, 0x10, 0x22); }),
-                Pair(0, "send_midi_out_data\r\n MIDIGetNumberOfDevices  0\r\n"));
-}
-
-TEST_F(SequenceEntry, count_is_a_signed_32_bit_number) {
-    recording.device_count = 0xFFFFFFFF;
-    EXPECT_EQ(printed_by([] { send_midi_out_data_combo(0xB0, 3, 0x10, 0x22); }),
-              "send_midi_out_data\r\n MIDIGetNumberOfDevices  ffffffff\r\n");
-    EXPECT_EQ(recording.calls({"MIDIGetDevice"}), Lines{});
-    recording.device_count = 0x100000001;
-    EXPECT_EQ(send(0xB0, 3, 0x10, 0x22), 0);
-    EXPECT_EQ(recording.calls({"MIDISend"}).size(), 5U);
-}
-
-TEST_F(SequenceEntry, missing_text_is_compared_with_the_device_before) {
-    recording.objects[device_].name = "another";
-    recording.add_device({.name = "4ACCF4C4"});
-    EXPECT_EQ(send(0xFF, 0, 0, 0), 0);
-}
-
 TEST_F(SequenceEntry, awaits_no_echo_and_leaves_the_record_alone) {
     set_up_ok_flag = 185;
     midi_setup_data[0] = 0x11;

@@ -97,9 +97,7 @@ TEST_F(SourceConnection, offline_source_is_connected_all_the_same) {
     recording.add_source({.name = "4ACCF4C4 with its full name", .offline = 1});
     realtime_connect_state_flag = 1;
     EXPECT_THAT(outcome_of([&] { return midi_source_connect(); }),
-                Pair(0U, "MIDIGetNumberOfSources 1 \r\n"
-                         "midi init success ,number code 0 \r\n"
-                         "4ACCF4C4 with its full name is offline\r\n"));
+                Pair(0U, connecting_lines("1", "0", "4ACCF4C4 with its full name is offline")));
     EXPECT_EQ(realtime_connect_state_flag, 0);
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}).size(), 2U);
 }
@@ -109,9 +107,8 @@ TEST_F(SourceConnection, only_one_means_offline) {
     for (const std::int32_t value : {0, 2, -1, 256, 257}) {
         recording.objects[source].offline = value;
         realtime_connect_state_flag = 0;
-        EXPECT_EQ(printed_by([] { midi_source_connect(); }), "MIDIGetNumberOfSources 1 \r\n"
-                                                             "midi init success ,number code 0 \r\n"
-                                                             "4ACCF4C4 is online\r\n");
+        EXPECT_EQ(printed_by([] { midi_source_connect(); }),
+                  connecting_lines("1", "0", "4ACCF4C4 is online"));
         EXPECT_EQ(realtime_connect_state_flag, 1) << value;
     }
 }
@@ -173,9 +170,7 @@ TEST_F(SourceConnection, null_name_is_compared_with_what_the_name_before_left) {
     recording.add_source({.name = "4ACCF4C4 MIDI 1"});
     recording.add_source({});
     EXPECT_THAT(outcome_of([&] { return midi_source_connect(); }),
-                Pair(1U, "MIDIGetNumberOfSources 2 \r\n"
-                         "midi init success ,number code 1 \r\n"
-                         "4ACCF4C4 is online\r\n"));
+                Pair(1U, connecting_lines("2", "1", "4ACCF4C4 is online")));
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}),
               (Lines{"MIDIPortConnectSource out, source1, no context",
                      "MIDIPortConnectSource in, source1, no context"}));
@@ -206,19 +201,16 @@ TEST_F(SourceConnection, name_of_the_connected_source_is_whole_up_to_63_characte
     const std::string long_name = "4ACCF4C4" + std::string(80, 'y');
     recording.add_source({.name = long_name});
     recording.add_source({.name = "another"});
-    EXPECT_EQ(printed_by([] { midi_source_connect(); }), "MIDIGetNumberOfSources 2 \r\n"
-                                                         "midi init success ,number code 0 \r\n" +
-                                                             long_name.substr(0, 63) +
-                                                             " is online\r\n");
+    EXPECT_EQ(printed_by([] { midi_source_connect(); }),
+              connecting_lines("2", "0", long_name.substr(0, 63) + " is online"));
     EXPECT_EQ(std::string(jname), long_name.substr(0, 63));
 }
 
 TEST_F(SourceConnection, count_and_index_are_hexadecimal) {
     for (unsigned i = 0; i < 0x2B; ++i)
         recording.add_source({.name = i == 0x1A ? "4ACCF4C4" : "another"});
-    EXPECT_EQ(printed_by([] { midi_source_connect(); }), "MIDIGetNumberOfSources 2b \r\n"
-                                                         "midi init success ,number code 1a \r\n"
-                                                         "4ACCF4C4 is online\r\n");
+    EXPECT_EQ(printed_by([] { midi_source_connect(); }),
+              connecting_lines("2b", "1a", "4ACCF4C4 is online"));
     EXPECT_EQ(recording.calls({"MIDIPortDisconnectSource"}).size(), 2U * 0x2B);
 }
 
@@ -235,9 +227,7 @@ TEST_F(SourceConnection, source_is_fetched_again_before_it_is_connected) {
     const MIDIObjectRef second = recording.add_source({.name = "another"});
     at_call("MIDIGetSource", 3, [&] { recording.sources = {second, first}; });
     EXPECT_THAT(outcome_of([&] { return midi_source_connect(); }),
-                Pair(0U, "MIDIGetNumberOfSources 2 \r\n"
-                         "midi init success ,number code 0 \r\n"
-                         "another is online\r\n"));
+                Pair(0U, connecting_lines("2", "0", "another is online")));
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}).front(),
               "MIDIPortConnectSource out, source1, no context");
 }
@@ -246,9 +236,8 @@ TEST_F(SourceConnection, source_is_fetched_again_before_it_is_connected) {
 TEST_F(SourceConnection, source_that_went_meanwhile_is_carried_on_as_no_object) {
     recording.add_source({.name = "4ACCF4C4 MIDI 1"});
     at_call("MIDIGetSource", 2, [] { recording.sources.clear(); });
-    EXPECT_EQ(printed_by([] { midi_source_connect(); }), "MIDIGetNumberOfSources 1 \r\n"
-                                                         "midi init success ,number code 0 \r\n"
-                                                         "4ACCF4C4 is online\r\n");
+    EXPECT_EQ(printed_by([] { midi_source_connect(); }),
+              connecting_lines("1", "0", "4ACCF4C4 is online"));
     EXPECT_EQ(recording.calls({"MIDIPortConnectSource"}),
               (Lines{"MIDIPortConnectSource out, nothing, no context",
                      "MIDIPortConnectSource in, nothing, no context"}));
