@@ -36,27 +36,31 @@ protected:
     static void press(QAccessibleInterface* of) {
         of->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
     }
-    void choose(const QString& menu, const QString& item) {
-        press(search(get(QAccessible::ComboBox, menu), QAccessible::ListItem, item));
+    void choose(const QString& caption, const QString& item) {
+        press(search(get(QAccessible::ComboBox, caption), QAccessible::ListItem, item));
     }
     void type(const QString& field, const QString& text) {
         QAccessibleInterface* edit = get(QAccessible::EditableText, field);
         edit->editableTextInterface()->replaceText(0, edit->textInterface()->characterCount(),
                                                    text);
     }
+    void SetUp() override {
+        OpenScreen::SetUp();
+        menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
+    }
     QAccessibleInterface* alert_node() {
         return alert() ? QAccessible::queryAccessibleInterface(alert()) : nullptr;
     }
 
     EmbeddedMachine machine{service, machine_5};
+    QAccessibleInterface* menu = nullptr; ///< that of the message types
 };
 
 TEST_F(ContentViewAccessible, EveryControlHasItsCaptionAsNameAndItsOwnRole) {
     EXPECT_EQ(root()->role(), QAccessible::Window);
     EXPECT_EQ(value(get(QAccessible::ComboBox, u"设备型号(Machine Serial)"_s)), u"4AC0F4C4"_s);
     EXPECT_EQ(value(get(QAccessible::EditableText, u"硬件编号(Hardware Part Code)"_s)), u"0"_s);
-    EXPECT_EQ(value(get(QAccessible::ComboBox, u"消息类型(Message Type)："_s)),
-              u"Control Change"_s);
+    EXPECT_EQ(value(menu), u"Control Change"_s);
     EXPECT_EQ(value(get(QAccessible::EditableText, u"消息通道(Message Channel)："_s)), u"1"_s);
     EXPECT_EQ(value(get(QAccessible::EditableText, u"控制器号(Controller Number)："_s)), u"0"_s);
     EXPECT_TRUE(get(QAccessible::Button, u"设置"_s)->state().focusable);
@@ -74,7 +78,6 @@ TEST_F(ContentViewAccessible, EveryCaptionIsTheLabelOfItsControl) {
 }
 
 TEST_F(ContentViewAccessible, AMenuHasItsItemsWithoutBeingOpened) {
-    QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     ASSERT_EQ(menu->childCount(), 4);
     for (int i = 0; i < 4; ++i) {
         QAccessibleInterface* item = menu->child(i);
@@ -92,7 +95,6 @@ TEST_F(ContentViewAccessible, AMenuHasItsItemsWithoutBeingOpened) {
 }
 
 TEST_F(ContentViewAccessible, AMenusChoiceIsItsTextToo) {
-    QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     choose(u"消息类型(Message Type)："_s, u"Note Off"_s);
     QAccessibleTextInterface* text = menu->textInterface();
     ASSERT_NE(text, nullptr);
@@ -107,7 +109,6 @@ TEST_F(ContentViewAccessible, AMenusChoiceIsItsTextToo) {
 }
 
 TEST_F(ContentViewAccessible, AMenuOpensAndClosesByItsAction) {
-    QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     const QString show_menu = QAccessibleActionInterface::showMenuAction();
     menu->actionInterface()->doAction(show_menu);
     EXPECT_TRUE(menu->state().expanded);
@@ -116,23 +117,21 @@ TEST_F(ContentViewAccessible, AMenuOpensAndClosesByItsAction) {
         menu->childAt(menu->child(1)->rect().center().x(), menu->child(1)->rect().center().y()),
         menu->child(1));
     menu->actionInterface()->doAction(show_menu);
-    EXPECT_TRUE(QTest::qWaitFor([menu] { return menu->state().collapsed; }));
+    EXPECT_TRUE(QTest::qWaitFor([this] { return menu->state().collapsed; }));
 }
 
 TEST_F(ContentViewAccessible, AMenusOtherActionsAreAWidgets) {
-    QAccessibleActionInterface* menu =
-        get(QAccessible::ComboBox, u"消息类型(Message Type)："_s)->actionInterface();
+    QAccessibleActionInterface* actions = menu->actionInterface();
     const QString focus = QAccessibleActionInterface::setFocusAction();
-    EXPECT_EQ(menu->actionNames(),
+    EXPECT_EQ(actions->actionNames(),
               (QStringList{QAccessibleActionInterface::showMenuAction(), focus}));
     ASSERT_FALSE(type_menu()->hasFocus());
-    menu->doAction(focus);
+    actions->doAction(focus);
     EXPECT_TRUE(type_menu()->hasFocus());
     EXPECT_FALSE(type_menu()->view()->isVisible());
 }
 
 TEST_F(ContentViewAccessible, AMenusTextCanOnlyBeRead) {
-    QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     QAccessibleTextInterface* text = menu->textInterface();
     text->addSelection(0, 7);
     text->setSelection(0, 0, 7);
@@ -155,7 +154,6 @@ TEST_F(ContentViewAccessible, AMenusTextCanOnlyBeRead) {
 }
 
 TEST_F(ContentViewAccessible, AnItemIsALeaf) {
-    QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     QAccessibleInterface* item = menu->child(1);
     EXPECT_EQ(item->childCount(), 0);
     EXPECT_EQ(item->child(0), nullptr);
@@ -178,7 +176,6 @@ TEST_F(ContentViewAccessible, AnItemIsALeaf) {
 }
 
 TEST_F(ContentViewAccessible, OnlyAPressOnAnEnabledMenusItemChooses) {
-    QAccessibleInterface* menu = get(QAccessible::ComboBox, u"消息类型(Message Type)："_s);
     menu->child(1)->actionInterface()->doAction(QAccessibleActionInterface::showMenuAction());
     EXPECT_EQ(screen->state().message_type_menu_string, "Control Change");
     type_menu()->setEnabled(false);
@@ -190,8 +187,7 @@ TEST_F(ContentViewAccessible, OnlyAPressOnAnEnabledMenusItemChooses) {
 }
 
 TEST_F(ContentViewAccessible, AnItemThatItsMenuHasNoLongerIsInvalid) {
-    QAccessibleInterface* item =
-        get(QAccessible::ComboBox, u"消息类型(Message Type)："_s)->child(3);
+    QAccessibleInterface* item = menu->child(3);
     ASSERT_TRUE(item->isValid());
     type_menu()->removeItem(3);
     EXPECT_FALSE(item->isValid());

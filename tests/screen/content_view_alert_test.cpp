@@ -6,6 +6,13 @@ namespace {
 
 class ContentViewAlert : public OpenScreen {
 protected:
+    /// The alert is there, with these texts.
+    void expect_alert(const QString& title, const QString& message) {
+        ASSERT_NE(alert(), nullptr);
+        EXPECT_EQ(alert_title(), title);
+        EXPECT_EQ(alert_message(), message);
+    }
+
     /// Dismisses the alert as a person does, and waits until it has gone.
     void dismiss(const std::function<void(QDialog*)>& how) {
         QDialog* dialog = alert();
@@ -19,9 +26,7 @@ TEST_F(ContentViewAlert, AnAppliedMappingIsReportedWithTitleAndText) {
     EmbeddedMachine machine(service, machine_5);
     part()->setText(u"12"_s);
     QTest::mouseClick(apply(), Qt::LeftButton);
-    ASSERT_NE(alert(), nullptr);
-    EXPECT_EQ(alert_title(), u"设置成功!"_s);
-    EXPECT_EQ(alert_message(), u"旋钮12--设置成功!"_s);
+    ASSERT_NO_FATAL_FAILURE(expect_alert(u"设置成功!"_s, u"旋钮12--设置成功!"_s));
     EXPECT_EQ(alert()->windowTitle(), u"设置成功!"_s);
     EXPECT_TRUE(screen->state().showAlert);
     EXPECT_EQ(machine.table(), (MappingTable{{12, protocol::MessageType::control_change, 1, 0}}));
@@ -38,10 +43,8 @@ TEST_F(ContentViewAlert, AFailureListsTheMachinesThatArePresent) {
     EmbeddedMachine two(service, 0x4AC2F4C4);
     EmbeddedMachine eleven(service, 0x4ACBF4C4);
     QTest::mouseClick(apply(), Qt::LeftButton);
-    ASSERT_NE(alert(), nullptr);
-    EXPECT_EQ(alert_title(), u"设置失败!"_s);
-    EXPECT_EQ(alert_message(),
-              u"设置失败,检查连接状态\n[当前可选-选项-连接列表]\n4AC2F4C4\n4ACBF4C4"_s);
+    expect_alert(u"设置失败!"_s,
+                 u"设置失败,检查连接状态\n[当前可选-选项-连接列表]\n4AC2F4C4\n4ACBF4C4"_s);
 }
 
 TEST_F(ContentViewAlert, SaveReportsSuccessAndFailureWithTitleAndTextSwapped) {
@@ -49,18 +52,14 @@ TEST_F(ContentViewAlert, SaveReportsSuccessAndFailureWithTitleAndTextSwapped) {
     QTest::mouseClick(apply(), Qt::LeftButton);
     dismiss([&](QDialog*) { alert_button(1)->click(); });
     QTest::mouseClick(save(), Qt::LeftButton);
-    ASSERT_NE(alert(), nullptr);
-    EXPECT_EQ(alert_title(), u"hardware"_s);
-    EXPECT_EQ(alert_message(), u"保存成功!"_s);
+    expect_alert(u"hardware"_s, u"保存成功!"_s);
     dismiss([&](QDialog*) { alert_button(1)->click(); });
 
     // The device list must not be empty for the absence of the machine to be a failure.
     machine.unplug();
     EmbeddedMachine other(service, 0x4AC2F4C4);
     QTest::mouseClick(save(), Qt::LeftButton);
-    ASSERT_NE(alert(), nullptr);
-    EXPECT_EQ(alert_title(), u"保存失败!"_s);
-    EXPECT_EQ(alert_message(), u"hardware"_s);
+    expect_alert(u"保存失败!"_s, u"hardware"_s);
 }
 
 TEST_F(ContentViewAlert, ItHasTwoIdenticalButtonsAndNoOther) {

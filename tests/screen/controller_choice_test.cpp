@@ -27,9 +27,7 @@ TEST_F(ScreenActions, EachMachineAloneIsChosen) {
         fake_device = {};
         fake_device.answers.at(i) = 1;
         const std::string name = std::string("4AC") + digits[i] + "F4C4";
-        EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_transcript() + "<set_device_name " + name +
-                               ">\n-" + digits[i] + "--set_device_name(0x" + name +
-                               ");\n<usb_midi_main 00 B0 00 00>\n0\n");
+        EXPECT_EQ(apply(), whole_press(automatic_choice(digits[i])));
         EXPECT_EQ(screen_.machine_type_menu_string, name);
         EXPECT_EQ(screen_.machine_type_menu_string, machine_type_array.at(i));
     }
@@ -64,41 +62,28 @@ TEST_F(ScreenActions, TwoMachinesAnswerAndTheMenuDecidesAsWithNone) {
     fake_device.answers[2] = 1;
     fake_device.answers[11] = 1;
     screen_.machine_type_menu_string = "4ACBF4C4";
-    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_transcript() +
-                           "<set_device_name 16CBF4C4>\n"
-                           "User selected: 4ACBF4C4\n"
-                           "set_device_name(0x16CBF4C4);\n"
-                           "<usb_midi_main 00 B0 00 00>\n"
-                           "0\n");
+    EXPECT_EQ(apply(), whole_press(manual_choice("4ACBF4C4", 'B')));
 }
 
 TEST_F(ScreenActions, AllSixteenAnswerAndTheMenuDecides) {
     fake_device.answers.fill(1);
-    EXPECT_NE(apply().find("<set_device_name 16C0F4C4>\nUser selected: 4AC0F4C4\n"),
-              std::string::npos);
+    EXPECT_EQ(apply(), whole_press(manual_choice("4AC0F4C4", '0')));
 }
 
 TEST_F(ScreenActions, CommandGoesOutAfterAnInvalidMiddleToo) {
     screen_.machine_type_menu_string = "4AC10F4C4";
-    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_transcript() +
-                           "Error: Invalid middle hex value in machine type\n"
-                           "<usb_midi_main 00 B0 00 00>\n"
-                           "0\n");
+    EXPECT_EQ(apply(), whole_press(invalid_middle));
 }
 
 TEST_F(ScreenActions, CommandGoesOutAfterAnInvalidMachineToo) {
     screen_.machine_type_menu_string = "5AC0F4C4";
-    EXPECT_EQ(apply(), "CONTROL_CHANGE\n" + probe_transcript() +
-                           "Error: Invalid machine type selected\n"
-                           "<usb_midi_main 00 B0 00 00>\n"
-                           "0\n");
+    EXPECT_EQ(apply(), whole_press(invalid_machine));
 }
 
 TEST_F(ScreenActions, InvalidMenuTextIsMentionedByNoAlert) {
     screen_.machine_type_menu_string = "5AC0F4C4";
     static_cast<void>(apply());
-    EXPECT_EQ(screen_.showmessage_title, "设置成功!");
-    EXPECT_EQ(screen_.showmessage, "旋钮0--设置成功!");
+    expect_alert("设置成功!", "旋钮0--设置成功!");
     fake_device.main_result = 1;
     static_cast<void>(apply());
     EXPECT_EQ(screen_.showmessage_title, "设置失败!");

@@ -78,29 +78,24 @@ TEST_F(FatalStopDeath, EmptyFieldAborts) {
 TEST_F(FatalStopDeath, Controller256AbortsAfterTheProbe) {
     screen_.message_controller_number_code_string = "256";
     fake_device.answers[5] = 1;
-    expect_death("written before\nCONTROL_CHANGE\n" + probe_transcript() +
-                 "<set_device_name 4AC5F4C4>\n-5--set_device_name(0x4AC5F4C4);\n");
+    expect_death("written before\n" + up_to_the_choice() + automatic_choice('5'));
 }
 
 TEST_F(FatalStopDeath, ControllerMinusOneAbortsAfterTheProbe) {
     screen_.message_controller_number_code_string = "-1";
-    expect_death("written before\nCONTROL_CHANGE\n" + probe_transcript() +
-                 "<set_device_name 16C0F4C4>\nUser selected: 4AC0F4C4\n"
-                 "set_device_name(0x16C0F4C4);\n");
+    expect_death("written before\n" + up_to_the_choice() + manual_choice("4AC0F4C4", '0'));
 }
 
 TEST_F(FatalStopDeath, Part256AbortsAfterTheProbeAndNoCommandGoesOut) {
     screen_.hardware_part_number_code_string = "256";
     screen_.machine_type_menu_string = "";
-    expect_death("written before\nCONTROL_CHANGE\n" + probe_transcript() +
-                 "Error: Invalid machine type selected\n");
+    expect_death("written before\n" + up_to_the_choice() + invalid_machine);
 }
 
 TEST_F(FatalStopDeath, Channel17AbortsAfterTheProbe) {
     screen_.message_channel_menu_string = "17";
     screen_.machine_type_menu_string = "4ACF4C4";
-    expect_death("written before\nCONTROL_CHANGE\n" + probe_transcript() +
-                 "Error: Invalid middle hex value in machine type\n");
+    expect_death("written before\n" + up_to_the_choice() + invalid_middle);
 }
 
 TEST_F(FatalStopDeath, OutputWrittenBeforeIsNotLostInAPipe) {
@@ -114,15 +109,14 @@ TEST_F(FatalStopDeath, OutputWrittenBeforeIsNotLostInAPipe) {
     std::array<char, 512> piece{};
     for (ssize_t got = 0; (got = read(pipe_[0], piece.data(), piece.size())) > 0;)
         text.append(piece.data(), static_cast<std::size_t>(got));
-    EXPECT_EQ(text, "written before\nCONTROL_CHANGE\n" + probe_transcript() +
-                        "<set_device_name 4AC5F4C4>\n-5--set_device_name(0x4AC5F4C4);\n");
+    EXPECT_EQ(text, "written before\n" + up_to_the_choice() + automatic_choice('5'));
 }
 
 TEST_F(FatalStopDeath, SumOfAnswersAbove255AbortsAfterTheProbe) {
     fake_device.answers[0] = 255;
     fake_device.answers[1] = 255;
     EXPECT_EXIT(press(file_), testing::KilledBySignal(SIGABRT), "");
-    EXPECT_EQ(file_text(), "written before\nCONTROL_CHANGE\n" + probe_transcript());
+    EXPECT_EQ(file_text(), "written before\n" + up_to_the_choice());
 }
 
 TEST_F(FatalStopDeath, StopWithAMessageOfItsOwnPrintsIt) {

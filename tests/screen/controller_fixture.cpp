@@ -82,6 +82,25 @@ std::string printed(const std::string& call) {
     return '<' + call + ">\n";
 }
 
+std::string automatic_choice(char digit) {
+    const std::string code = std::string("4AC") + digit + "F4C4";
+    return "<set_device_name " + code + ">\n-" + digit + "--set_device_name(0x" + code + ");\n";
+}
+
+std::string manual_choice(const std::string& menu, char digit) {
+    const std::string code = std::string("16C") + digit + "F4C4";
+    return "<set_device_name " + code + ">\nUser selected: " + menu + "\nset_device_name(0x" +
+           code + ");\n";
+}
+
+std::string up_to_the_choice() {
+    return "CONTROL_CHANGE\n" + probe_transcript();
+}
+
+std::string whole_press(const std::string& choice) {
+    return up_to_the_choice() + choice + "<usb_midi_main 00 B0 00 00>\n0\n";
+}
+
 CommandBytes command_bytes() {
     return {c_arg_transfer_UInt8_1, c_arg_transfer_UInt8_2, c_arg_transfer_UInt8_3,
             c_arg_transfer_UInt8_4};

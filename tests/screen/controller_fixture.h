@@ -31,6 +31,15 @@ extern FakeDevice fake_device;
 [[nodiscard]] std::string probe_transcript();
 /// A journal line as it is printed.
 [[nodiscard]] std::string printed(const std::string& call);
+/// The lines of the choice of a machine by its digit: that of the only one, and that of the menu.
+[[nodiscard]] std::string automatic_choice(char digit);
+[[nodiscard]] std::string manual_choice(const std::string& menu, char digit);
+inline const std::string invalid_middle = "Error: Invalid middle hex value in machine type\n";
+inline const std::string invalid_machine = "Error: Invalid machine type selected\n";
+/// What a press up to the choice prints, with the initial type; and what a whole successful one
+/// does, with all the initial fields and these lines of the choice.
+[[nodiscard]] std::string up_to_the_choice();
+[[nodiscard]] std::string whole_press(const std::string& choice);
 
 /// The command's bytes, from the first variable to the fourth.
 using CommandBytes = std::array<unsigned, 4>;

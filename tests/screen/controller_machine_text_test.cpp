@@ -3,13 +3,6 @@
 
 using namespace std::string_literals;
 
-namespace {
-
-const std::string invalid_middle = "Error: Invalid middle hex value in machine type\n";
-const std::string invalid_machine = "Error: Invalid machine type selected\n";
-
-} // namespace
-
 /// The lines between the probe and the command, for a menu text and no machine.
 class MachineText : public ScreenActions {
 protected:
@@ -17,18 +10,12 @@ protected:
         fake_device = {};
         screen_.machine_type_menu_string = menu;
         const std::string text = apply();
-        const std::string before = "CONTROL_CHANGE\n" + probe_transcript();
+        const std::string before = up_to_the_choice();
         const std::string after = printed(command_call(0, 0xB0, 0)) + "0\n";
         EXPECT_TRUE(text.starts_with(before)) << menu;
         EXPECT_TRUE(text.ends_with(after)) << menu;
         EXPECT_EQ(screen_.machine_type_menu_string, menu);
         return text.substr(before.size(), text.size() - before.size() - after.size());
-    }
-
-    static std::string selected(const std::string& menu, char digit) {
-        const std::string code = "16C"s + digit + "F4C4";
-        return "<set_device_name " + code + ">\nUser selected: " + menu + "\nset_device_name(0x" +
-               code + ");\n";
     }
 };
 
@@ -36,20 +23,20 @@ TEST_F(MachineText, EveryEntryOfTheMenuGivesItsCodeWithTheTopByte16) {
     const std::string digits = "0123456789ABCDEF";
     for (std::size_t i = 0; i < 16; ++i) {
         const std::string& menu = machine_type_array.at(i);
-        EXPECT_EQ(choice_lines(menu), selected(menu, digits[i]));
+        EXPECT_EQ(choice_lines(menu), manual_choice(menu, digits[i]));
     }
 }
 
 TEST_F(MachineText, LowerCaseDigitInTheMiddleParses) {
-    EXPECT_EQ(choice_lines("4ACaF4C4"), selected("4ACaF4C4", 'A'));
-    EXPECT_EQ(choice_lines("4ACfF4C4"), selected("4ACfF4C4", 'F'));
+    EXPECT_EQ(choice_lines("4ACaF4C4"), manual_choice("4ACaF4C4", 'A'));
+    EXPECT_EQ(choice_lines("4ACfF4C4"), manual_choice("4ACfF4C4", 'F'));
 }
 
 TEST_F(MachineText, LeadingZerosInTheMiddleParse) {
-    EXPECT_EQ(choice_lines("4AC05F4C4"), selected("4AC05F4C4", '5'));
-    EXPECT_EQ(choice_lines("4AC0000000FF4C4"), selected("4AC0000000FF4C4", 'F'));
+    EXPECT_EQ(choice_lines("4AC05F4C4"), manual_choice("4AC05F4C4", '5'));
+    EXPECT_EQ(choice_lines("4AC0000000FF4C4"), manual_choice("4AC0000000FF4C4", 'F'));
     EXPECT_EQ(choice_lines("4AC00000000000000000000CF4C4"),
-              selected("4AC00000000000000000000CF4C4", 'C'));
+              manual_choice("4AC00000000000000000000CF4C4", 'C'));
 }
 
 TEST_F(MachineText, SevenCharactersHaveAnEmptyMiddle) {
@@ -97,6 +84,6 @@ TEST_F(MachineText, EmptyAndShortTextsAreInvalidMachines) {
 
 TEST_F(MachineText, LongTextIsReadAsAnyOther) {
     const std::string menu = "4AC" + std::string(10'000, '0') + "3F4C4";
-    EXPECT_EQ(choice_lines(menu), selected(menu, '3'));
+    EXPECT_EQ(choice_lines(menu), manual_choice(menu, '3'));
     EXPECT_EQ(choice_lines(std::string(10'000, '4')), invalid_machine);
 }

@@ -77,7 +77,7 @@ TEST_F(StoppedPress, SumOfAnswersAbove255StopsBehindTheProbe) {
     fake_device.answers[15] = 1;
     CapturedOutput output;
     EXPECT_THROW(apply_action(screen_), FatalStop);
-    EXPECT_EQ(output.take(), "CONTROL_CHANGE\n" + probe_transcript());
+    EXPECT_EQ(output.take(), up_to_the_choice());
     EXPECT_EQ(fake_device.calls.size(), 16U);
     EXPECT_EQ(command_bytes(), (CommandBytes{0x11, 0x22, 0x33, 0x44}));
 }
@@ -96,8 +96,7 @@ TEST_F(StoppedPress, BrokenMenuTextComesBeforeABrokenPart) {
     screen_.hardware_part_number_code_string = "-1";
     CapturedOutput output;
     EXPECT_THROW(apply_action(screen_), FatalStop);
-    EXPECT_EQ(output.take(),
-              "CONTROL_CHANGE\n" + probe_transcript() + "Error: Invalid machine type selected\n");
+    EXPECT_EQ(output.take(), up_to_the_choice() + invalid_machine);
 }
 
 TEST_F(StoppedPress, NextPressWorksAsIfNothingHadBeen) {
@@ -106,7 +105,6 @@ TEST_F(StoppedPress, NextPressWorksAsIfNothingHadBeen) {
     screen_.message_controller_number_code_string = "3";
     fake_device = {};
     fake_device.answers[5] = 1;
-    EXPECT_TRUE(apply().ends_with("-5--set_device_name(0x4AC5F4C4);\n"
-                                  "<usb_midi_main 01 B1 03 03>\n0\n"));
+    EXPECT_TRUE(apply().ends_with(automatic_choice('5') + "<usb_midi_main 01 B1 03 03>\n0\n"));
     EXPECT_TRUE(screen_.showAlert);
 }
