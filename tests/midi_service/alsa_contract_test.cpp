@@ -4,8 +4,6 @@
 #include "midi_service/alsa/alsa_backend.h"
 #include "tests/midi_service/alsa_peer.h"
 
-#include <deque>
-
 namespace {
 
 /// Peers that are programs on this computer's sequencer.
@@ -17,11 +15,7 @@ public:
     MidiBackend& backend() override { return backend_; }
 
     Peer attach(std::string_view utf8_name) override {
-        Bytes& bytes = received_.emplace_back();
-        peers_.push_back(std::make_unique<AlsaPeer>(
-            std::string(utf8_name), [this, &bytes](std::span<const std::uint8_t> sent) {
-                happened([&] { bytes.insert(bytes.end(), sent.begin(), sent.end()); });
-            }));
+        peers_.push_back(std::make_unique<AlsaPeer>(std::string(utf8_name), next_receiver()));
         return peers_.size() - 1;
     }
 
@@ -31,10 +25,8 @@ public:
     void detach(Peer peer) override { peers_[peer].reset(); }
     void let_names_age() override { now_ += std::chrono::milliseconds{100}; }
     void emit(Peer peer, const Bytes& messages) override { peers_[peer]->emit(messages); }
-    const Bytes& received(Peer peer) override { return received_[peer]; }
 
 private:
-    std::deque<Bytes> received_; ///< a peer's bytes stay where they are
     std::vector<std::unique_ptr<AlsaPeer>> peers_;
     static inline std::chrono::milliseconds now_{0};
     const std::unique_ptr<AlsaBackend> owned_ = AlsaBackend::create([] { return now_; });

@@ -15,6 +15,12 @@ bool ContractWorld::wait_until(const std::function<bool()>& condition) {
     return changed_.wait_for(lock, std::chrono::seconds{10}, condition);
 }
 
+std::function<void(std::span<const std::uint8_t>)> ContractWorld::next_receiver() {
+    return [this, &bytes = received_.emplace_back()](std::span<const std::uint8_t> sent) {
+        happened([&] { bytes.insert(bytes.end(), sent.begin(), sent.end()); });
+    };
+}
+
 void ContractInbox::read(const MIDIPacketList* list, void* port_context, void* source_context) {
     auto& inbox = *static_cast<ContractInbox*>(port_context);
     const MIDIPacket& packet = list->packet[0];

@@ -5,9 +5,11 @@
 #include "tests/support/service_use.h"
 
 #include <condition_variable>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -46,16 +48,21 @@ public:
     virtual void emit(Peer peer, const Bytes& messages) = 0;
 
     /// Every byte that reached the peer so far. Call it in a condition of wait_until() only.
-    [[nodiscard]] virtual const Bytes& received(Peer peer) = 0;
+    [[nodiscard]] const Bytes& received(Peer peer) const { return received_[peer]; }
 
     /// Writes something down for the conditions of wait_until() to see. Any thread.
     void happened(const std::function<void()>& write_down);
     /// True as soon as the condition holds, false when it does not within ten seconds.
     [[nodiscard]] bool wait_until(const std::function<bool()>& condition);
 
+protected:
+    /// Makes room for the bytes of the next peer; what is given has to be called with them.
+    [[nodiscard]] std::function<void(std::span<const std::uint8_t> sent)> next_receiver();
+
 private:
     std::mutex mutex_;
     std::condition_variable changed_;
+    std::deque<Bytes> received_; ///< a peer's bytes stay where they are
 };
 
 using MakeContractWorld = std::unique_ptr<ContractWorld> (*)();

@@ -3,8 +3,6 @@
 
 #include "midi_service/embedded/embedded_backend.h"
 
-#include <deque>
-
 namespace {
 
 using std::chrono::microseconds;
@@ -19,11 +17,7 @@ public:
     MidiBackend& backend() override { return backend_; }
 
     Peer attach(std::string_view utf8_name) override {
-        Bytes& bytes = received_.emplace_back();
-        references_.push_back(
-            backend_.attach(look(utf8_name), [this, &bytes](std::span<const std::uint8_t> sent) {
-                happened([&] { bytes.insert(bytes.end(), sent.begin(), sent.end()); });
-            }));
+        references_.push_back(backend_.attach(look(utf8_name), next_receiver()));
         return references_.size() - 1;
     }
 
@@ -40,15 +34,12 @@ public:
             backend_.advance(microseconds{0});
     }
 
-    const Bytes& received(Peer peer) override { return received_[peer]; }
-
 private:
     static EmbeddedObject look(std::string_view utf8_name) {
         return {.name = std::string(utf8_name), .model = std::string(utf8_name)};
     }
 
     bool manual_;
-    std::deque<Bytes> received_; ///< a peer's bytes stay where they are
     std::vector<MIDIObjectRef> references_;
     EmbeddedBackend backend_; ///< last: its receive thread ends first
 };

@@ -169,32 +169,6 @@ TEST_F(Service, PropertyOfTheOtherKindIsNone) {
     EXPECT_EQ(number, 9);
 }
 
-TEST_F(Service, ConnectionReachesTheBackendOnceAndSoDoesItsEnd) {
-    const MIDIPortRef in = input(client(), ignore, nullptr);
-    static_cast<void>(backend_.take());
-    EXPECT_EQ(MIDIPortDisconnectSource(in, peer_), -ENOTCONN);
-    EXPECT_EQ(MIDIPortConnectSource(in, peer_, nullptr), 0);
-    EXPECT_EQ(MIDIPortConnectSource(in, peer_, nullptr), 0);
-    EXPECT_EQ(MIDIPortConnectSource(in, other_peer_, nullptr), 0);
-    EXPECT_EQ(MIDIPortDisconnectSource(in, peer_), 0);
-    EXPECT_EQ(MIDIPortDisconnectSource(in, peer_), -ENOTCONN);
-    EXPECT_EQ(MIDIPortConnectSource(in, peer_, nullptr), 0);
-    EXPECT_THAT(backend_.take(),
-                ElementsAre(text("connect", {in, peer_}), text("connect", {in, other_peer_}),
-                            text("disconnect", {in, peer_}), text("connect", {in, peer_})));
-}
-
-TEST_F(Service, FailedConnectionIsReportedAndIsNone) {
-    const MIDIPortRef in = input(client(), ignore, nullptr);
-    backend_.statuses["connect"] = -EBUSY;
-    EXPECT_EQ(MIDIPortConnectSource(in, peer_, nullptr), -EBUSY);
-    EXPECT_EQ(MIDIPortDisconnectSource(in, peer_), -ENOTCONN);
-    backend_.statuses.clear();
-    static_cast<void>(backend_.take());
-    EXPECT_EQ(MIDIPortConnectSource(in, peer_, nullptr), 0);
-    EXPECT_THAT(backend_.take(), ElementsAre(text("connect", {in, peer_})));
-}
-
 TEST_F(Service, OutputPortIsNeverConnected) {
     const MIDIPortRef out = output(client());
     static_cast<void>(backend_.take());
@@ -203,31 +177,57 @@ TEST_F(Service, OutputPortIsNeverConnected) {
     EXPECT_THAT(backend_.take(), IsEmpty());
 }
 
-TEST_F(Service, SourceThatTheBackendCannotReachIsNotConnected) {
-    const MIDIPortRef in = input(client(), ignore, nullptr);
-    static_cast<void>(backend_.take());
-    backend_.statuses["connect"] = -ENODEV;
-    EXPECT_EQ(MIDIPortConnectSource(in, peer_, nullptr), -ENODEV);
-    EXPECT_EQ(MIDIPortDisconnectSource(in, peer_), -ENOTCONN);
-    EXPECT_THAT(backend_.take(), ElementsAre(text("connect", {in, peer_})));
+/// With an input port, and the journal as it is after its opening.
+class Connecting : public Service {
+protected:
+    Connecting() { static_cast<void>(backend_.take()); }
+
+    MIDIPortRef in_ = input(client(), ignore, nullptr);
+};
+
+TEST_F(Connecting, ConnectionReachesTheBackendOnceAndSoDoesItsEnd) {
+    EXPECT_EQ(MIDIPortDisconnectSource(in_, peer_), -ENOTCONN);
+    EXPECT_EQ(MIDIPortConnectSource(in_, peer_, nullptr), 0);
+    EXPECT_EQ(MIDIPortConnectSource(in_, peer_, nullptr), 0);
+    EXPECT_EQ(MIDIPortConnectSource(in_, other_peer_, nullptr), 0);
+    EXPECT_EQ(MIDIPortDisconnectSource(in_, peer_), 0);
+    EXPECT_EQ(MIDIPortDisconnectSource(in_, peer_), -ENOTCONN);
+    EXPECT_EQ(MIDIPortConnectSource(in_, peer_, nullptr), 0);
+    EXPECT_THAT(backend_.take(),
+                ElementsAre(text("connect", {in_, peer_}), text("connect", {in_, other_peer_}),
+                            text("disconnect", {in_, peer_}), text("connect", {in_, peer_})));
 }
 
-TEST_F(Service, SourceThatWentHasToBeConnectedAnew) {
-    const MIDIPortRef in = input(client(), ignore, nullptr);
-    ASSERT_EQ(MIDIPortConnectSource(in, peer_, nullptr), 0);
+TEST_F(Connecting, FailedConnectionIsReportedAndIsNone) {
+    backend_.statuses["connect"] = -EBUSY;
+    EXPECT_EQ(MIDIPortConnectSource(in_, peer_, nullptr), -EBUSY);
+    EXPECT_EQ(MIDIPortDisconnectSource(in_, peer_), -ENOTCONN);
+    backend_.statuses.clear();
+    static_cast<void>(backend_.take());
+    EXPECT_EQ(MIDIPortConnectSource(in_, peer_, nullptr), 0);
+    EXPECT_THAT(backend_.take(), ElementsAre(text("connect", {in_, peer_})));
+}
+
+TEST_F(Connecting, SourceThatTheBackendCannotReachIsNotConnected) {
+    backend_.statuses["connect"] = -ENODEV;
+    EXPECT_EQ(MIDIPortConnectSource(in_, peer_, nullptr), -ENODEV);
+    EXPECT_EQ(MIDIPortDisconnectSource(in_, peer_), -ENOTCONN);
+    EXPECT_THAT(backend_.take(), ElementsAre(text("connect", {in_, peer_})));
+}
+
+TEST_F(Connecting, SourceThatWentHasToBeConnectedAnew) {
+    ASSERT_EQ(MIDIPortConnectSource(in_, peer_, nullptr), 0);
     static_cast<void>(backend_.take());
     backend_.statuses["offline"] = -ENODEV;
     backend_.statuses["connect"] = -ENODEV;
-    EXPECT_EQ(MIDIPortConnectSource(in, peer_, nullptr), -ENODEV);
-    EXPECT_EQ(MIDIPortDisconnectSource(in, peer_), -ENOTCONN);
-    EXPECT_THAT(backend_.take(), ElementsAre(text("connect", {in, peer_})));
+    EXPECT_EQ(MIDIPortConnectSource(in_, peer_, nullptr), -ENODEV);
+    EXPECT_EQ(MIDIPortDisconnectSource(in_, peer_), -ENOTCONN);
+    EXPECT_THAT(backend_.take(), ElementsAre(text("connect", {in_, peer_})));
 }
 
-TEST_F(Service, WhatNeverWasAnObjectIsNotConnectedAndTheBackendNotAsked) {
-    const MIDIPortRef in = input(client(), ignore, nullptr);
-    static_cast<void>(backend_.take());
+TEST_F(Connecting, WhatNeverWasAnObjectIsNotConnectedAndTheBackendNotAsked) {
     for (const MIDIObjectRef none : {MIDIObjectRef{0}, MIDIObjectRef{0xFFFFFFFF}})
-        EXPECT_EQ(MIDIPortConnectSource(in, none, nullptr), -ENODEV);
+        EXPECT_EQ(MIDIPortConnectSource(in_, none, nullptr), -ENODEV);
     EXPECT_THAT(backend_.take(), IsEmpty());
     EXPECT_THAT(backend_.take_queries(), IsEmpty());
 }

@@ -25,8 +25,12 @@ const Bytes command = sequence(0xB0, 0x07, 0x05);
 const Bytes save = sequence(0xAF, 0x7F, 0x7F);
 const Bytes echo = {0xB0, 0x07, 0x05};
 
-TEST(ConnectedMachine, EchoesNoSoonerThanAMillisecondAfterTheMessage) {
+class ConnectedMachineTest : public testing::Test {
+protected:
     WatcherRecord record;
+};
+
+TEST_F(ConnectedMachineTest, EchoesNoSoonerThanAMillisecondAfterTheMessage) {
     SocketMachine machine({}, record);
     EXPECT_EQ(machine.next_due(), std::nullopt);
     const auto before = Clock::now();
@@ -41,8 +45,7 @@ TEST(ConnectedMachine, EchoesNoSoonerThanAMillisecondAfterTheMessage) {
     EXPECT_EQ(machine.next_due(), std::nullopt);
 }
 
-TEST(ConnectedMachine, TellsItsWatcherWhatCameAndWentAndHappened) {
-    WatcherRecord record;
+TEST_F(ConnectedMachineTest, TellsItsWatcherWhatCameAndWentAndHappened) {
     SocketMachine machine({}, record);
     give(machine, command);
     machine.send_due(machine.next_due().value());
@@ -54,16 +57,14 @@ TEST(ConnectedMachine, TellsItsWatcherWhatCameAndWentAndHappened) {
                                         "saved: 1 mapping"}));
 }
 
-TEST(ConnectedMachine, DelaysTheEchoOfASlowMachine) {
-    WatcherRecord record;
+TEST_F(ConnectedMachineTest, DelaysTheEchoOfASlowMachine) {
     SocketMachine machine({.slow = 1, .delay_ms = 400}, record);
     const auto before = Clock::now();
     give(machine, command);
     EXPECT_GE(machine.next_due().value(), before + milliseconds(401));
 }
 
-TEST(ConnectedMachine, SendsABurstInOneGoWithoutAGap) {
-    WatcherRecord record;
+TEST_F(ConnectedMachineTest, SendsABurstInOneGoWithoutAGap) {
     SocketMachine machine({.chatter = 1}, record);
     give(machine, command);
     machine.send_due(machine.next_due().value());
@@ -71,8 +72,7 @@ TEST(ConnectedMachine, SendsABurstInOneGoWithoutAGap) {
               (Bytes{0xF8, 0x91, 0x3C, 0x64, 0xB0, 0x07, 0x05, 0xF8, 0x81, 0x3C, 0x00}));
 }
 
-TEST(ConnectedMachine, KeepsTheGapBetweenItsMessages) {
-    WatcherRecord record;
+TEST_F(ConnectedMachineTest, KeepsTheGapBetweenItsMessages) {
     SocketMachine machine({.chatter = 1}, record, milliseconds(1));
     give(machine, command);
     const std::vector<Bytes> expected = {
@@ -91,8 +91,7 @@ TEST(ConnectedMachine, KeepsTheGapBetweenItsMessages) {
     EXPECT_EQ(machine.next_due(), std::nullopt);
 }
 
-TEST(ConnectedMachine, SendsWhatItsPartsAreMappedToWhenTheyArePlayed) {
-    WatcherRecord record;
+TEST_F(ConnectedMachineTest, SendsWhatItsPartsAreMappedToWhenTheyArePlayed) {
     SocketMachine machine({}, record, milliseconds(1));
     give(machine, command);
     machine.send_due(machine.next_due().value());
@@ -110,8 +109,7 @@ TEST(ConnectedMachine, SendsWhatItsPartsAreMappedToWhenTheyArePlayed) {
     EXPECT_EQ(machine.next_due(), std::nullopt);
 }
 
-TEST(ConnectedMachine, LeavesWhenItVanishesAndSendsNothingMore) {
-    WatcherRecord record;
+TEST_F(ConnectedMachineTest, LeavesWhenItVanishesAndSendsNothingMore) {
     SocketMachine machine({.vanish_after = 15}, record);
     give(machine, command);
     EXPECT_TRUE(machine.next_due().has_value());
@@ -122,8 +120,7 @@ TEST(ConnectedMachine, LeavesWhenItVanishesAndSendsNothingMore) {
     EXPECT_EQ(taken(machine), Bytes{});
 }
 
-TEST(ConnectedMachine, TellsThatItsConnectionWasTakenAwayAndSendsNothingMore) {
-    WatcherRecord record;
+TEST_F(ConnectedMachineTest, TellsThatItsConnectionWasTakenAwayAndSendsNothingMore) {
     SocketMachine machine({}, record);
     give(machine, command);
     EXPECT_TRUE(machine.next_due().has_value());
@@ -136,8 +133,7 @@ TEST(ConnectedMachine, TellsThatItsConnectionWasTakenAwayAndSendsNothingMore) {
     EXPECT_GE(machine.descriptor(), 0);
 }
 
-TEST(ConnectedMachine, IsBackWithTheSavedTableAfterAPowerCycle) {
-    WatcherRecord record;
+TEST_F(ConnectedMachineTest, IsBackWithTheSavedTableAfterAPowerCycle) {
     SocketMachine machine({}, record);
     give(machine, command);
     give(machine, save);
@@ -151,8 +147,7 @@ TEST(ConnectedMachine, IsBackWithTheSavedTableAfterAPowerCycle) {
               (MappingTable{{5, protocol::MessageType::control_change, 1, 7}}));
 }
 
-TEST(ConnectedMachine, ComesBackAfterItVanished) {
-    WatcherRecord record;
+TEST_F(ConnectedMachineTest, ComesBackAfterItVanished) {
     SocketMachine machine({.vanish_after = 1}, record);
     give(machine, {0xF8});
     EXPECT_EQ(machine.descriptor(), -1);

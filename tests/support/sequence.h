@@ -21,16 +21,10 @@ inline std::vector<Bytes> sequence_events(std::uint8_t status, std::uint8_t data
                                           std::uint8_t data2) {
     const auto on = static_cast<std::uint8_t>(0x90 | (status & 0x0F));
     const auto off = static_cast<std::uint8_t>(0x80 | (status & 0x0F));
-    return {{0xF8},
-            {0xF8},
-            {0xF8},
-            {0xF8},
-            {0xF8},
-            {0xF8},
-            {on, data1, data2},
-            {off, data1, data2},
-            {status, data1, data2},
-            {0xF8}};
+    std::vector<Bytes> events(6, Bytes{0xF8});
+    events.insert(events.end(),
+                  {{on, data1, data2}, {off, data1, data2}, {status, data1, data2}, {0xF8}});
+    return events;
 }
 
 /// The same as the bytes on the cable.
