@@ -149,10 +149,10 @@ public:
     }
 
     [[nodiscard]] int places_left() const override {
-        snd_seq_t* sequencer = sequencer_.get();
-        return sequencer
-                   ? ::places_left(query_all_clients(sequencer), query_most_clients(sequencer))
-                   : 0;
+        if (!sequencer_)
+            return 0;
+        return ::places_left(query_all_clients(sequencer_.get()),
+                             query_most_clients(sequencer_.get()));
     }
 
 private:

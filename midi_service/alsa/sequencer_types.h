@@ -2,10 +2,10 @@
 #pragma once
 
 #include <algorithm>
+#include <compare>
 #include <cstdint>
 #include <span>
 #include <string>
-#include <tuple>
 #include <vector>
 
 // What is on the sequencer, as plain values.
@@ -14,10 +14,7 @@
 struct Address {
     std::uint8_t client = 0;
     std::uint8_t port = 0;
-    bool operator==(const Address&) const = default;
-    bool operator<(const Address& other) const {
-        return std::tie(client, port) < std::tie(other.client, other.port);
-    }
+    auto operator<=>(const Address&) const = default; ///< by client, then by port
 };
 
 struct PortInfo {
