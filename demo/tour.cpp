@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include "demo/demo.h"
-#include "demo/tour_steps.h"
 
 #include "keyloft/ContentView.h"
 

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "demo/tour_steps.h"
+#include "demo/demo.h"
 
 #include "keyloft/ContentView.h"
-#include "simulation/embedded_connection.h"
 
 #include <QAbstractItemView>
 #include <QComboBox>

@@ -61,23 +61,3 @@ bool EmbeddedMachine::play(int part, int value) {
     service_.emit(reference_, *message, std::chrono::microseconds(0));
     return true;
 }
-
-MappingTable EmbeddedMachine::table() const {
-    const std::lock_guard lock(mutex_);
-    return firmware_.table();
-}
-
-MappingTable EmbeddedMachine::saved_table() const {
-    const std::lock_guard lock(mutex_);
-    return firmware_.saved_table();
-}
-
-std::vector<std::uint8_t> EmbeddedMachine::received() const {
-    const std::lock_guard lock(mutex_);
-    return received_;
-}
-
-MIDIObjectRef EmbeddedMachine::reference() const {
-    const std::lock_guard lock(mutex_);
-    return reference_;
-}

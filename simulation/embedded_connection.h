@@ -31,12 +31,24 @@ public:
     /// if the machine is unplugged or has no such mapping.
     bool play(int part, int value);
 
-    [[nodiscard]] MappingTable table() const;
-    [[nodiscard]] MappingTable saved_table() const;
+    [[nodiscard]] MappingTable table() const {
+        const std::lock_guard lock(mutex_);
+        return firmware_.table();
+    }
+    [[nodiscard]] MappingTable saved_table() const {
+        const std::lock_guard lock(mutex_);
+        return firmware_.saved_table();
+    }
     /// Every byte that reached the machine, in order.
-    [[nodiscard]] std::vector<std::uint8_t> received() const;
+    [[nodiscard]] std::vector<std::uint8_t> received() const {
+        const std::lock_guard lock(mutex_);
+        return received_;
+    }
     /// The machine's reference at the service; 0 while it is unplugged.
-    [[nodiscard]] MIDIObjectRef reference() const;
+    [[nodiscard]] MIDIObjectRef reference() const {
+        const std::lock_guard lock(mutex_);
+        return reference_;
+    }
 
 private:
     void receive(std::span<const std::uint8_t> messages);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "demo/tour_steps.h"
+#include "demo/demo.h"
 #include "tests/screen/screen_fixture.h"
 
 #include <QDir>
