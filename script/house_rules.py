@@ -100,6 +100,9 @@ def includes(lines):
 
 def check_includes(path, lines, known):
     for number, opening, target in includes(lines):
+        if re.search(r"\.(c|cc|cpp|cxx)$", target):
+            yield number, f"compile this file instead of including it: {target}"
+            continue
         if opening == "<":
             if QT.match(target) and QT_FREE.match(path):
                 yield number, f"no Qt here: {target}"

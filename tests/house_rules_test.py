@@ -99,6 +99,12 @@ class Includes(unittest.TestCase):
                 ("tests/a.cpp", "ctl/report.h", True)):
             self.check(path, target, is_allowed)
 
+    def test_source_files_are_not_included(self):
+        for name in ("report.c", "report.cc", "report.cpp", "report.cxx"):
+            self.check("tests/a.cpp", f"ctl/{name}", False)
+            self.assertEqual(len(complaints("tests/a.cpp", f"#include <{name}>")), 1, name)
+        self.check("tests/a.cpp", "tests/ccpp.h", True)
+
 
 if __name__ == "__main__":
     unittest.main()
