@@ -25,16 +25,16 @@ ClientInfo read_info(snd_seq_client_info_t* info) {
 
 void say_nothing(const char*, int, const char*, int, const char*, ...) {}
 
-/// Calls `use` with a description of the subscription of `to` to `from`.
-template<typename Use>
-int with_subscription(Address from, Address to, Use use) {
+/// Calls one of the library's functions with a description of the subscription of `to` to `from`.
+int with_subscription(snd_seq_t* sequencer, Address from, Address to,
+                      int (*function)(snd_seq_t*, snd_seq_port_subscribe_t*)) {
     snd_seq_port_subscribe_t* subscription = nullptr;
     snd_seq_port_subscribe_alloca(&subscription);
     const snd_seq_addr_t sender = {from.client, from.port};
     const snd_seq_addr_t receiver = {to.client, to.port};
     snd_seq_port_subscribe_set_sender(subscription, &sender);
     snd_seq_port_subscribe_set_dest(subscription, &receiver);
-    return use(subscription);
+    return function(sequencer, subscription);
 }
 
 } // namespace
@@ -79,23 +79,17 @@ int create_port(snd_seq_t* sequencer, const std::string& name, unsigned capabili
 }
 
 int subscribe(snd_seq_t* sequencer, Address from, Address to) {
-    const int result = with_subscription(from, to, [sequencer](auto* subscription) {
-        return snd_seq_subscribe_port(sequencer, subscription);
-    });
+    const int result = with_subscription(sequencer, from, to, &snd_seq_subscribe_port);
     // EBUSY: connected already, or another program has the port for itself alone.
     return result == -EBUSY && is_subscribed(sequencer, from, to) ? 0 : result;
 }
 
 int unsubscribe(snd_seq_t* sequencer, Address from, Address to) {
-    return with_subscription(from, to, [sequencer](auto* subscription) {
-        return snd_seq_unsubscribe_port(sequencer, subscription);
-    });
+    return with_subscription(sequencer, from, to, &snd_seq_unsubscribe_port);
 }
 
 bool is_subscribed(snd_seq_t* sequencer, Address from, Address to) {
-    return with_subscription(from, to, [sequencer](auto* subscription) {
-               return snd_seq_get_port_subscription(sequencer, subscription);
-           }) >= 0;
+    return with_subscription(sequencer, from, to, &snd_seq_get_port_subscription) >= 0;
 }
 
 std::optional<PortInfo> query_port(snd_seq_t* sequencer, Address address) {
