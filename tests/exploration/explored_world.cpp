@@ -49,7 +49,7 @@ constexpr std::array<const char*, fault_count> fault_names = {
     "echo between long data",
 };
 
-constexpr const char* name = "4AC5F4C4";
+constexpr const char* machine_name = "4AC5F4C4";
 constexpr OSStatus low_byte_zero = -256;
 
 EmbeddedObject look_of(const std::string& machine) {
@@ -75,7 +75,7 @@ const char* to_string(Fault fault) {
 
 ExploredWorld::ExploredWorld(EmbeddedBackend& service, SteppingBackend& backend,
                              const Bytes& message)
-    : service_(service), backend_(backend), message_(message), machine_(add(name)),
+    : service_(service), backend_(backend), message_(message), machine_(add(machine_name)),
       stranger_(service.attach(look_of("Piano"), [this](std::span<const std::uint8_t> bytes) {
           strangers_bytes.insert(strangers_bytes.end(), bytes.begin(), bytes.end());
       })) {}
@@ -97,7 +97,7 @@ void ExploredWorld::happen(Fault fault, const Step& step) {
         backend_.refuse_send = -ENOBUFS;
         return;
     case Fault::twin_appears:
-        add(name);
+        add(machine_name);
         return;
     case Fault::other_appears:
         add("4AC9F4C4");
@@ -147,7 +147,7 @@ void ExploredWorld::look_different(Fault fault) {
     if (fault == Fault::sends_fail_with_low_byte_zero)
         look.send_status = low_byte_zero;
     if (fault == Fault::back_as_it_was) {
-        look = look_of(name);
+        look = look_of(machine_name);
         echo = Echo::normal;
         plug(machine_);
     }
