@@ -24,8 +24,9 @@ target_link_libraries(keyloft_options INTERFACE Threads::Threads)
 function(keyloft_part part)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "LINK")
   add_library(${part} OBJECT ${arg_UNPARSED_ARGUMENTS})
-  # All as one file: the headers take longer than the code. The other builds compile each by itself.
-  if(KEYLOFT_VARIANT MATCHES "^(address|thread|fuzz)$")
+  # All as one file, where the preset wants it: the headers take longer than the code.
+  list(LENGTH arg_UNPARSED_ARGUMENTS files)
+  if(KEYLOFT_PARTS_AS_ONE AND files GREATER 1)
     set_target_properties(${part} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 0)
   endif()
   target_link_libraries(${part} PUBLIC keyloft_options ${arg_LINK})
