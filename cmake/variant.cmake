@@ -16,6 +16,9 @@ if(KEYLOFT_VARIANT STREQUAL "address")
   # Plain char is unsigned on some of Debian's processors.
   set(compiling ${sanitized} -fsanitize=address,undefined -fno-sanitize=vptr -funsigned-char)
   set(linking -fsanitize=address,undefined)
+  if(KEYLOFT_FUZZ) # the fuzz targets are made of the same parts
+    list(APPEND compiling -fsanitize=fuzzer-no-link)
+  endif()
 elseif(KEYLOFT_VARIANT STREQUAL "thread")
   set(compiling ${sanitized} -fsanitize=thread)
   set(linking -fsanitize=thread)
