@@ -97,9 +97,10 @@ class Gadget:
     def client(self):
         """The machine's client on the sequencer, or nothing."""
         card = self.near_card()
-        for client in sequencer.clients():
-            if card is not None and client.card == card and client.ports:
-                return client
+        if card is not None:
+            for client in sequencer.clients():
+                if client.card == card and client.ports:
+                    return client
         return None
 
     def wait_until_plugged(self):

@@ -17,6 +17,26 @@ class Run:
     data: bytes
 
 
+class JsonLines:
+    """A file to which a program appends JSON lines. Each is read once: the processor is emulated."""
+
+    def __init__(self, path):
+        self.path = path
+        self._entries = []
+        self._read = 0  # bytes
+
+    def entries(self):
+        """The whole lines so far."""
+        if self.path.exists():
+            with open(self.path, "rb") as file:
+                file.seek(self._read)
+                text = file.read()
+            text = text[:text.rfind(b"\n") + 1]
+            self._read += len(text)
+            self._entries += map(json.loads, text.splitlines())
+        return self._entries
+
+
 class Machines:
     """One process that answers for some plugged gadgets; the faults are for all of them.
 
@@ -25,28 +45,23 @@ class Machines:
 
     def __init__(self, program, gadgets, folder, *faults):
         self.codes = [gadget.code for gadget in gadgets]
-        self._journal = folder / f"journal-{'-'.join(self.codes[:2])}.jsonl"
-        self._output = folder / f"machines-{'-'.join(self.codes[:2])}.jsonl"
-        self._errors = self._output.with_suffix(".err")
-        self._journal.unlink(missing_ok=True)
-        with open(self._output, "wb") as output, open(self._errors, "wb") as errors:
+        self._journal = JsonLines(folder / f"journal-{'-'.join(self.codes[:2])}.jsonl")
+        self._output = JsonLines(folder / f"machines-{'-'.join(self.codes[:2])}.jsonl")
+        self._errors = self._output.path.with_suffix(".err")
+        self._journal.path.unlink(missing_ok=True)
+        with open(self._output.path, "wb") as output, open(self._errors, "wb") as errors:
             self._process = subprocess.Popen(
-                [program, *(gadget.place for gadget in gadgets), "--journal", self._journal,
+                [program, *(gadget.place for gadget in gadgets), "--journal", self._journal.path,
                  *faults], stdin=subprocess.DEVNULL, stdout=output, stderr=errors)
         until("the simulated machines", lambda: self._ready() or self._process.poll() is not None)
         if self._process.poll() is not None:
             raise AssertionError(f"keyloft-raw-machine ended: {self._errors.read_text()}")
 
-    def _lines(self, path):
-        """The whole lines of a file of JSON lines."""
-        text = path.read_text() if path.exists() else ""
-        return [json.loads(line) for line in text[:text.rfind("\n") + 1].splitlines()]
-
     def _ready(self):
-        return {"ready": True} in self._lines(self._output)
+        return {"ready": True} in self._output.entries()
 
     def journal(self):
-        return self._lines(self._journal)
+        return self._journal.entries()
 
     def _runs(self, key, code):
         return [Run(entry["ns"] / 1e9, entry["machine"], bytes.fromhex(entry[key]))
@@ -73,12 +88,12 @@ class Machines:
 
         A mapping is {"part": 5, "type": "Note On", "channel": 3, "controller": 64}.
         """
-        before = len(self._lines(self._output))
+        before = len(self._output.entries())
         self._process.send_signal(signal.SIGUSR2)
         count = before + len(self.codes)
-        until("the tables", lambda: len(self._lines(self._output)) >= count)
+        until("the tables", lambda: len(self._output.entries()) >= count)
         return {line["machine"]: {"table": line["table"], "saved": line["saved"]}
-                for line in self._lines(self._output)[before:count]}
+                for line in self._output.entries()[before:count]}
 
     def power_cycle(self):
         """Pulls every plug and puts it back, as switching the machines off and on does."""
