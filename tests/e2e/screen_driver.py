@@ -59,7 +59,8 @@ class Screen:
                 command, stdin=subprocess.DEVNULL, stdout=output if stdout is None else stdout,
                 stderr=errors, env=os.environ | (environment or {}))
         self.pid = self._process.pid
-        until("the window", lambda: self._find_window() or not self.is_running())
+        # The one processor that looks for the window is the one that makes it.
+        until("the window", lambda: self._find_window() or not self.is_running(), every=0.1)
         if not self.is_running():
             raise AssertionError(f"keyloft ended at once: {self.errors()}")
 

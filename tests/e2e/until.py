@@ -7,8 +7,9 @@ import time
 PATIENCE = 90
 
 
-def until(what, condition, seconds=PATIENCE):
-    """The first true result of `condition`; AssertionError when none comes in time."""
+def until(what, condition, seconds=PATIENCE, every=0.02):
+    """The first true result of `condition`, tried `every` so many seconds; AssertionError when none
+    comes in time."""
     deadline = time.monotonic() + seconds
     while True:
         result = condition()
@@ -16,4 +17,4 @@ def until(what, condition, seconds=PATIENCE):
             return result
         if time.monotonic() > deadline:
             raise AssertionError(f"waited {seconds} s in vain for {what}")
-        time.sleep(0.02)
+        time.sleep(every)
