@@ -280,12 +280,9 @@ OSStatus MIDIPortConnectSource(MIDIPortRef reference, MIDIEndpointRef source, vo
         if (is_gone(old))
             remove_connection(*port, old);
     }
-    const bool was_connected = is_connected(*port, source);
-    // Before the backend connects: the source may be sending already.
-    set_connection(*port, source, context);
-    const OSStatus status = was_connected ? 0 : backend().connect(reference, source);
-    if (status != 0)
-        remove_connection(*port, source);
+    const OSStatus status = is_connected(*port, source) ? 0 : backend().connect(reference, source);
+    if (status == 0)
+        set_connection(*port, source, context);
     return status;
 }
 

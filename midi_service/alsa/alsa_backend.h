@@ -23,8 +23,7 @@ public:
     /// The computer's own; it costs no system call and is behind by at most 10 ms.
     [[nodiscard]] static std::chrono::milliseconds coarse_time();
 
-    /// Never null. `clock` says how old names are. Not to be destroyed while it is
-    /// installed.
+    /// Never null; not to be destroyed while it is installed. `clock` says how old names are.
     [[nodiscard]] static std::unique_ptr<AlsaBackend> create(Clock clock = &coarse_time);
 
     /// What is wrong with the sequencer, by the last call that needed it; nothing when it works.
