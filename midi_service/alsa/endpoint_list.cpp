@@ -5,6 +5,7 @@
 #include <alsa/asoundlib.h>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <utility>
 
 namespace {
@@ -93,7 +94,7 @@ void EndpointList::remove(Address address) {
 
 void EndpointList::replace_all(std::span<const PortInfo> ports) {
     for (const Address address : addresses()) {
-        const auto now = std::ranges::lower_bound(ports, address, {}, &PortInfo::address);
+        const auto now = std::ranges::lower_bound(ports, address, std::less{}, &PortInfo::address);
         if (now == ports.end() || now->address != address || now->name != find(address)->name())
             remove(address);
     }

@@ -2,10 +2,10 @@
 #pragma once
 
 #include <algorithm>
-#include <compare>
 #include <cstdint>
 #include <span>
 #include <string>
+#include <tuple>
 #include <vector>
 
 // What is on the sequencer, as plain values.
@@ -14,7 +14,10 @@
 struct Address {
     std::uint8_t client = 0;
     std::uint8_t port = 0;
-    auto operator<=>(const Address&) const = default; ///< by client, then by port
+    bool operator==(const Address&) const = default;
+    bool operator<(const Address& other) const {
+        return std::tie(client, port) < std::tie(other.client, other.port);
+    }
 };
 
 struct PortInfo {
