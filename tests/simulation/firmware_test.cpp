@@ -171,10 +171,9 @@ TEST(Firmware, PlaysAPartAsItIsMapped) {
 
 TEST(Firmware, ForgetsTheClocksOfBeforeAPowerCycle) {
     Firmware firmware;
-    (void)firmware.receive(Bytes(6, 0xF8));
+    (void)firmware.receive(clocks_6);
     (void)firmware.power_cycle();
-    const Bytes rest = {0x90, 0x07, 0x05, 0x80, 0x07, 0x05, 0xB0, 0x07, 0x05};
-    EXPECT_TRUE(firmware.receive(rest).replies.empty());
+    EXPECT_TRUE(firmware.receive(joined({pair_07_05, message_07_05})).replies.empty());
     EXPECT_TRUE(firmware.table().empty());
 }
 
