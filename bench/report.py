@@ -147,8 +147,8 @@ LIMITS = [
     ("command", "host command/ours", "switches", 7, 9),
     ("command", "host command/send", "allocations", 0, 0),
     ("command", "host command/receive", "allocations", 0, 0),
-    ("command", "host command/send", "instructions", 4_800, 5_600),
-    ("command", "host command/receive", "instructions", 4_800, 5_600),
+    ("command", "host command/send", "instructions", 3_600, 4_250),
+    ("command", "host command/receive", "instructions", 4_150, 4_800),
 ]
 
 
