@@ -67,22 +67,17 @@ NameTable::~NameTable() {
 void NameTable::open() {
     file_ = ::open("/proc/asound/seq/clients", O_RDONLY | O_CLOEXEC);
     if (is_open())
-        make_room(usual_room);
-}
-
-void NameTable::make_room(std::size_t size) {
-    room_ = std::make_unique_for_overwrite<char[]>(size);
-    room_size_ = size;
+        room_.resize(usual_room);
 }
 
 std::vector<Address> NameTable::suspects(const EndpointList& endpoints) {
     // A read from the start makes the kernel write the table anew and give all of it at once.
-    ssize_t length = pread(file_, room_.get(), room_size_, 0);
-    while (length > 0 && static_cast<std::size_t>(length) == room_size_) {
-        make_room(2 * room_size_);
-        length = pread(file_, room_.get(), room_size_, 0);
+    ssize_t length = pread(file_, room_.data(), room_.size(), 0);
+    while (length > 0 && static_cast<std::size_t>(length) == room_.size()) {
+        room_.resize(2 * room_.size());
+        length = pread(file_, room_.data(), room_.size(), 0);
     }
     if (length <= 0)
         return endpoints.addresses();
-    return endpoints_named_otherwise({room_.get(), static_cast<std::size_t>(length)}, endpoints);
+    return endpoints_named_otherwise({room_.data(), static_cast<std::size_t>(length)}, endpoints);
 }

@@ -3,7 +3,6 @@
 
 #include "midi_service/alsa/endpoint_list.h"
 
-#include <memory>
 #include <string_view>
 #include <vector>
 
@@ -30,9 +29,6 @@ public:
     [[nodiscard]] std::vector<Address> suspects(const EndpointList& endpoints);
 
 private:
-    void make_room(std::size_t size);
-
     int file_ = -1;
-    std::unique_ptr<char[]> room_; ///< for the table
-    std::size_t room_size_ = 0;
+    std::vector<char> room_{}; ///< for the table
 };
