@@ -160,14 +160,7 @@ private:
     void bring_up() {
         if (is_up_)
             return;
-        int result = 0;
-        if (!sequencer_) {
-            result = open_announcements();
-            if (result == 0) {
-                name_table_.open();
-                read_all();
-            }
-        }
+        int result = sequencer_ ? 0 : open_announcements();
         for (auto& [reference, client] : clients_) {
             if (result == 0 && !client.is_open())
                 result = client.open();
@@ -176,7 +169,7 @@ private:
         error_ = -result;
     }
 
-    /// 0 or a negative errno.
+    /// Also reads what is there. 0 or a negative errno.
     [[nodiscard]] int open_announcements() {
         Sequencer opened;
         if (const int result = open_sequencer("MIDI Client announcements", opened); result < 0)
@@ -190,6 +183,8 @@ private:
         if (const int result = subscribe(opened.get(), announcer, own); result < 0)
             return result;
         sequencer_ = std::move(opened);
+        name_table_.open();
+        read_all();
         return 0;
     }
 
