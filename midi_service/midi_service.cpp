@@ -156,37 +156,28 @@ bool holds_whole_messages(std::span<const std::uint8_t> bytes) {
     return false;
 }
 
-/// The packet behind this one: past its data, rounded up to a multiple of four.
-const MIDIPacket* packet_behind(const MIDIPacket* packet) {
-    return reinterpret_cast<const MIDIPacket*>(static_cast<std::uintptr_t>(address_behind(packet)));
-}
-
-std::span<const std::uint8_t> packet_bytes(const MIDIPacket* packet) {
-    return {reinterpret_cast<const std::uint8_t*>(packet) + packet_head, packet->length};
-}
-
-/// Never reads behind the first packet that does not.
-bool holds_whole_messages(const MIDIPacketList& list) {
+/// Calls `use` with each packet's bytes in turn. Gives its first status that is not 0, and does not
+/// look behind that packet.
+template<typename Use>
+OSStatus for_each_packet(const MIDIPacketList& list, Use use) {
     const MIDIPacket* packet = list.packet;
-    for (std::uint32_t i = 0; i < list.numPackets; ++i) {
-        if (!holds_whole_messages(packet_bytes(packet)))
-            return false;
-        packet = packet_behind(packet);
+    OSStatus status = 0;
+    for (std::uint32_t i = 0; i < list.numPackets && status == 0; ++i) {
+        const auto* data = reinterpret_cast<const std::uint8_t*>(packet) + packet_head;
+        status = use(std::span(data, packet->length));
+        packet = reinterpret_cast<const MIDIPacket*>(
+            static_cast<std::uintptr_t>(address_behind(packet)));
     }
-    return true;
+    return status;
 }
 
 OSStatus send_packets(MIDIPortRef port, MIDIEndpointRef destination, const MIDIPacketList& list) {
-    if (!holds_whole_messages(list))
-        return -EBADMSG;
-    const MIDIPacket* packet = list.packet;
-    for (std::uint32_t i = 0; i < list.numPackets; ++i) {
-        const OSStatus status = backend().send(port, destination, packet_bytes(packet));
-        if (status != 0)
-            return status;
-        packet = packet_behind(packet);
-    }
-    return 0;
+    const OSStatus status = for_each_packet(
+        list, [](const auto& bytes) { return holds_whole_messages(bytes) ? 0 : -EBADMSG; });
+    if (status != 0)
+        return status;
+    return for_each_packet(
+        list, [&](const auto& bytes) { return backend().send(port, destination, bytes); });
 }
 
 } // namespace
