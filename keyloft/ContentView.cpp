@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "keyloft/ContentView.h"
 
-#include "keyloft/accessible.h"
 #include "keyloft/caption.h"
 #include "keyloft/drop_down.h"
 #include "keyloft/legible.h"
@@ -278,7 +277,7 @@ void ContentView::arrange_controls() {
     // A style may give a higher menu a wider arrow, so that the room depends on the font, too.
     set(fitted_font(font(), [&](const QFont& font) {
         set(font);
-        return std::ranges::all_of(menus_, [](const Menu& menu) { return menu.control->fits(); }) &&
+        return std::ranges::all_of(menus_, [](const Menu& menu) { return menu.first->fits(); }) &&
                std::ranges::all_of(buttons_, &button_fits);
     }));
 }

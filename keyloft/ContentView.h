@@ -5,6 +5,7 @@
 #include "keyloft/screen_controller.h"
 
 #include <QWidget>
+#include <utility>
 #include <vector>
 
 class Caption;
@@ -40,14 +41,8 @@ protected:
 private:
     using Field = std::string ScreenState::*;
     using Action = void (*)(ScreenState&);
-    struct Menu {
-        DropDown* control;
-        Field field;
-    };
-    struct TextField {
-        QLineEdit* control;
-        Field field;
-    };
+    using Menu = std::pair<DropDown*, Field>;
+    using TextField = std::pair<QLineEdit*, Field>;
 
     void add_row(QVBoxLayout* rows, const QString& caption, QWidget* control, const QString& name);
     void add_menu(QVBoxLayout* rows, const QString& caption, const QStringList& items,
@@ -75,3 +70,8 @@ private:
     bool running_ = false;   ///< an action is running
     bool on_screen_ = false; ///< the appear hook has run and the disappear hook has not
 };
+
+/// From now on the screen's widgets show what they are in the accessibility tree: the screen a
+/// window, its picture a graphic, its menus operable combo boxes. Any number of calls; needs the
+/// application object.
+void install_screen_accessible();

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "keyloft/accessible.h"
-
 #include "keyloft/ContentView.h"
+
 #include "keyloft/drop_down.h"
 #include "keyloft/picture.h"
 
