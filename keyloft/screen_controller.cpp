@@ -38,36 +38,6 @@ std::array<std::string, protocol::family_size> build_machine_types() {
     return types;
 }
 
-} // namespace
-
-std::array<std::string, 16> machine_type_array = build_machine_types();
-std::string ShellCommandPath = "  ";
-std::array<std::uint8_t, 16> device_connect_state_retval{};
-std::int32_t command_setup_succeed_flag = 0;
-std::uint32_t c_arg_transfer_Uint32 = 0;
-std::uint8_t c_arg_transfer_UInt8_1 = 0;
-std::uint8_t c_arg_transfer_UInt8_2 = 0;
-std::uint8_t c_arg_transfer_UInt8_3 = 0;
-std::uint8_t c_arg_transfer_UInt8_4 = 0;
-
-[[gnu::weak]] void fatal_stop(const char* message, FatalReason) {
-    std::fflush(stdout);
-    std::fprintf(stderr, "%s\n", message);
-    std::abort();
-}
-
-void ClearDeviceMathingRetval() {
-    device_connect_state_retval.fill(0);
-}
-
-std::string bundle_path() {
-    std::error_code error; // without /proc the folder is empty and the path still absolute
-    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
-    return executable.parent_path().string() + "/../share/keyloft";
-}
-
-namespace {
-
 template<typename Value>
 Value unwrap(const std::optional<Value>& value, FatalReason reason) {
     if (!value)
@@ -232,11 +202,8 @@ void prepare_command(const MappingTexts& texts) {
 std::string present_machines() {
     std::string list;
     for (std::uint32_t i = 0; i < device_connect_state_retval.size(); ++i) {
-        if (device_connect_state_retval[i] != 1)
-            continue;
-        if (!list.empty())
-            list += '\n';
-        list += machine_name(i);
+        if (device_connect_state_retval[i] == 1)
+            list += (list.empty() ? "" : "\n") + machine_name(i);
     }
     return list;
 }
@@ -258,6 +225,32 @@ void run_command(ScreenState& screen) {
 }
 
 } // namespace
+
+std::array<std::string, 16> machine_type_array = build_machine_types();
+std::string ShellCommandPath = "  ";
+std::array<std::uint8_t, 16> device_connect_state_retval{};
+std::int32_t command_setup_succeed_flag = 0;
+std::uint32_t c_arg_transfer_Uint32 = 0;
+std::uint8_t c_arg_transfer_UInt8_1 = 0;
+std::uint8_t c_arg_transfer_UInt8_2 = 0;
+std::uint8_t c_arg_transfer_UInt8_3 = 0;
+std::uint8_t c_arg_transfer_UInt8_4 = 0;
+
+[[gnu::weak]] void fatal_stop(const char* message, FatalReason) {
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s\n", message);
+    std::abort();
+}
+
+void ClearDeviceMathingRetval() {
+    device_connect_state_retval.fill(0);
+}
+
+std::string bundle_path() {
+    std::error_code error; // without /proc the folder is empty and the path still absolute
+    const auto executable = std::filesystem::read_symlink("/proc/self/exe", error);
+    return executable.parent_path().string() + "/../share/keyloft";
+}
 
 void apply_action(ScreenState& screen) {
     ShellCommandPath = without_last(bundle_path(), 14);
