@@ -53,11 +53,7 @@ unsigned low_32_bits(std::uint64_t value) {
     return static_cast<unsigned>(value);
 }
 
-} // namespace
-
 // --- device codes and names ---
-
-namespace {
 
 /// A model whose name is `head`, the middle value as one digit, and `tail`.
 struct NamingRule {
@@ -191,16 +187,11 @@ bool is_offline(MIDIEndpointRef endpoint) {
 } // namespace
 
 std::int32_t midi_init() {
-    client = 0;
-    inPort = 0;
-    gOutPort = 0;
-    gDest = 0;
-    std::memset(name, 0, sizeof name);
-    std::memset(manuf, 0, sizeof manuf);
-    std::memset(model, 0, sizeof model);
-    std::memset(offline_flag, 0, sizeof offline_flag);
-    std::memset(jname, 0, sizeof jname);
-    std::memset(midiout_databuffer, 0, sizeof midiout_databuffer);
+    const auto clear = [](auto&... variables) {
+        (std::memset(&variables, 0, sizeof variables), ...);
+    };
+    clear(client, inPort, gOutPort, gDest);
+    clear(name, manuf, model, offline_flag, jname, midiout_databuffer);
     // Statuses ignored: without MIDI every later call finds nothing, which says the same.
     MIDIClientCreate(CFSTR("MIDI Client"), nullptr, nullptr, &client);
     MIDIOutputPortCreate(client, CFSTR("Output port"), &gOutPort);
