@@ -18,15 +18,11 @@ int check(int result) {
 } // namespace
 
 SequencerMachine::SequencerMachine(std::uint32_t code, MachineFaults faults,
-                                   MachineWatcher& watcher)
-    : ConnectedMachine(code, faults, watcher, std::chrono::milliseconds(0)), client_(name()),
-      port_name_(name() + " MIDI 1") {
-    SequencerMachine::plug();
-}
-
-SequencerMachine::SequencerMachine(std::string client, std::string port, MachineWatcher& watcher)
-    : ConnectedMachine(0, {}, watcher, std::chrono::milliseconds(0)), client_(std::move(client)),
-      port_name_(std::move(port)) {
+                                   MachineWatcher& watcher, const std::string& client,
+                                   const std::string& port)
+    : ConnectedMachine(code, faults, watcher, std::chrono::milliseconds(0)),
+      client_(client.empty() ? name() : client),
+      port_name_(port.empty() ? name() + " MIDI 1" : port) {
     SequencerMachine::plug();
 }
 

@@ -12,9 +12,10 @@
 /// to the port's subscribers.
 class SequencerMachine : public ConnectedMachine {
 public:
-    /// Joins the sequencer under the names that a USB machine with this code has. MachineError when
-    /// there is no sequencer or it has no room.
-    SequencerMachine(std::uint32_t code, MachineFaults faults, MachineWatcher& watcher);
+    /// Joins the sequencer. `client` and `port`: its names; empty: those that a USB machine with
+    /// this code has. MachineError when there is no sequencer or it has no room.
+    SequencerMachine(std::uint32_t code, MachineFaults faults, MachineWatcher& watcher,
+                     const std::string& client = {}, const std::string& port = {});
 
     /// Such as "client 128 of the sequencer", the number by which other programs find the machine.
     /// Only while it is there; another one after each power cycle.
@@ -23,9 +24,6 @@ public:
     void read() override;
 
 protected:
-    /// The same under other names and with the code 0.
-    SequencerMachine(std::string client, std::string port, MachineWatcher& watcher);
-
     [[nodiscard]] snd_seq_t* sequencer() const { return sequencer_.get(); }
     [[nodiscard]] int port() const { return port_; }
 

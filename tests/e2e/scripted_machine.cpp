@@ -26,7 +26,7 @@ void check(int result) {
 class ScriptedMachine final : public SequencerMachine {
 public:
     ScriptedMachine(const char* client, const char* port, MachineWatcher& watcher)
-        : SequencerMachine(client, port, watcher) {}
+        : SequencerMachine(0, {}, watcher, client, port) {}
 
     void rename_client(const std::string& name) {
         check(snd_seq_set_client_name(sequencer(), name.c_str()));
