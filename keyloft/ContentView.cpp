@@ -149,7 +149,7 @@ void ContentView::add_menu(QVBoxLayout* rows, const QString& caption, const QStr
                            const QString& name, Field field) {
     auto* menu = new DropDown(items);
     add_row(rows, caption, menu, name);
-    menus_.push_back({menu, field});
+    menus_.emplace_back(menu, field);
     connect(menu, &QComboBox::textActivated, this,
             [this, field](const QString& text) { state_.*field = text.toStdString(); });
 }
@@ -162,7 +162,7 @@ void ContentView::add_field(QVBoxLayout* rows, const QString& caption, const QSt
     // A Chinese input method would write full-width digits, which are no numbers here.
     edit->setInputMethodHints(Qt::ImhDigitsOnly | Qt::ImhPreferNumbers);
     add_row(rows, caption, edit, name);
-    fields_.push_back({edit, field});
+    fields_.emplace_back(edit, field);
     // Not textEdited: edits through the accessibility bus do not emit it.
     connect(edit, &QLineEdit::textChanged, this,
             [this, field](const QString& text) { state_.*field = text.toStdString(); });

@@ -135,14 +135,16 @@ TEST_F(Presses, AThousandLeaveNothingBehind) {
     appear_hook();
     const std::string first = press();
     ASSERT_NE(first.find("设置成功了"), std::string::npos) << first;
-    EXPECT_EQ(press(19, first), 19);
+    EXPECT_EQ(press(99, first), 99);
     const std::string on_sequencer = sequencer();
     const std::string held = holdings();
     const long anonymous = anonymous_kilobytes();
 
     const std::size_t heap = mallinfo2().uordblks;
-    EXPECT_EQ(press(980, first), 980);
-    EXPECT_EQ(mallinfo2().uordblks, heap);
+    EXPECT_EQ(press(900, first), 900);
+    // A press that left something behind would leave a block of 24 bytes or more each time; a list
+    // that grows once may take one.
+    EXPECT_LT(mallinfo2().uordblks, heap + 900);
 
     EXPECT_EQ(screen_.showmessage_title, "设置成功!");
     EXPECT_EQ(sequencer(), on_sequencer);
