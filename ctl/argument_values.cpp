@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
-#include <utility>
 
 namespace {
 
@@ -46,16 +44,8 @@ std::uint32_t code_argument(std::string_view name, std::string_view text) {
 
 } // namespace
 
-int number_argument(std::string_view name, std::string_view text, int least, int most) {
-    unsigned value = 0; // without a sign: "-0" is no number here
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (error == std::errc{} && stop == end && std::cmp_greater_equal(value, least) &&
-        std::cmp_less_equal(value, most))
-        return static_cast<int>(value);
-    throw WrongArguments(std::string(name) + " is " + quoted(text) +
-                         ": it has to be a whole number from " + std::to_string(least) + " to " +
-                         std::to_string(most));
+int number_argument(std::string_view name, std::string_view text, unsigned least, unsigned most) {
+    return static_cast<int>(count_argument(std::string(name), std::string(text), least, most));
 }
 
 protocol::MessageType type_argument(std::string_view text) {

@@ -22,9 +22,9 @@ struct MachineChoice {
     bool operator==(const MachineChoice&) const = default;
 };
 
-/// A whole decimal number from `least` to `most`; WrongArguments, which calls it `name`.
-[[nodiscard]] int number_argument(std::string_view name, std::string_view text, int least,
-                                  int most);
+/// A whole decimal number from `least` to `most`, as a mapping has it; see count_argument().
+[[nodiscard]] int number_argument(std::string_view name, std::string_view text, unsigned least,
+                                  unsigned most);
 
 /// A message type by the window's name or a short one (note-on, note-off, control-change, cc,
 /// bend-change, bend), in upper or lower case; WrongArguments.

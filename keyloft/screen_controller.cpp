@@ -203,7 +203,7 @@ std::string present_machines() {
     std::string list;
     for (std::uint32_t i = 0; i < device_connect_state_retval.size(); ++i) {
         if (device_connect_state_retval[i] == 1)
-            list += (list.empty() ? "" : "\n") + machine_name(i);
+            list.append(list.empty() ? "" : "\n").append(machine_name(i));
     }
     return list;
 }

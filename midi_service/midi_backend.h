@@ -72,13 +72,13 @@ public:
 /// its clients and ports are disposed of. Calling thread; the backend has to outlive its use.
 void install_midi_backend(MidiBackend* backend);
 
-/// In place of a port: each of them.
+/// In place of a port: each that is connected to the source.
 inline constexpr MIDIPortRef every_port = ~MIDIPortRef{0};
 
 /// For backends: hands one whole message that `source` sent to the callback of an input port, if
-/// the two are connected, in pieces of at most 256 bytes. Nothing (empty) is nothing. Any thread
-/// (called the receive thread), with no lock held that a call of the backend's takes; one callback
-/// runs at a time.
+/// the two are connected, in pieces of at most 256 bytes. An empty message is not handed on. Any
+/// thread (called the receive thread), with no lock held that a call of the backend's takes; one
+/// callback runs at a time.
 void deliver(MIDIPortRef port, MIDIEndpointRef source, MIDITimeStamp time,
              std::span<const std::uint8_t> message);
 

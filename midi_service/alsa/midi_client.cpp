@@ -200,11 +200,9 @@ OSStatus MidiClient::connect(MIDIPortRef reference, MIDIEndpointRef source, Addr
     if (!is_open())
         return -ENODEV;
     const Port& port = ports_.at(reference);
-    // The route comes first: the source may be sending already.
-    receive_thread_->add({port.number, address, reference, source});
     const int result = subscribe(sequencer_.get(), address, own_address(port));
-    if (result < 0)
-        receive_thread_->remove(reference, source);
+    if (result >= 0)
+        receive_thread_->add({port.number, address, reference, source});
     return to_status(result);
 }
 
