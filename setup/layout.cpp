@@ -35,6 +35,8 @@ struct ReadMachine {
     std::map<int, LayoutEntry> entries;
 };
 
+constexpr std::array<std::string_view, 3> value_keys = {"type", "channel", "controller"};
+
 /// The number of a part: decimal digits and nothing else.
 std::optional<int> part_number(std::string_view text) {
     int number = 0;
@@ -95,9 +97,11 @@ private:
     void read_top(const toml::table& top);
     void read_machine(const toml::key& key, const toml::node& node, std::uint32_t code);
     void read_part(const toml::key& key, const toml::node& node, std::uint32_t code);
-    void read_mapping(const toml::key& part_key, const toml::table& table,
-                      protocol::KeyMapping& mapping);
-    void read_value(const toml::key& key, const toml::node& node, protocol::KeyMapping& mapping);
+    void read_mapping(const toml::source_position& position, const std::string& part,
+                      const toml::table& table, protocol::KeyMapping& mapping);
+    void read_misplaced(const toml::key& key, const toml::node& node);
+    void read_value(const toml::key& key, const toml::node& node, const std::string& part,
+                    protocol::KeyMapping& mapping);
     void read_type(const toml::node& node, const std::string& name, protocol::MessageType& type);
     void read_number(const toml::node& node, const std::string& name, int least, int most,
                      int& into);
@@ -141,6 +145,10 @@ void Reader::read_top(const toml::table& top) {
         if (!code) {
             const bool is_outside = !item.second->is_table() || part_number(name);
             complain(position, is_outside ? outside_text(name) : no_code_text(name));
+            if (const toml::table* const table = item.second->as_table()) {
+                for (const Item& part : in_order(*table))
+                    read_misplaced(*part.first, *part.second);
+            }
             continue;
         }
         const auto [other, is_new] = codes.emplace(*code, item.first);
@@ -169,31 +177,46 @@ void Reader::read_part(const toml::key& key, const toml::node& node, std::uint32
     const auto part = part_number(key.str());
     if (!part) {
         complain(position, no_part_text(key.str()));
+        read_misplaced(key, node);
         return;
     }
     LayoutEntry entry{{.part = *part}, place_of(position)};
     if (const toml::table* const table = node.as_table())
-        read_mapping(key, *table, entry.mapping);
+        read_mapping(position, part_name(*part), *table, entry.mapping);
     else
-        complain(position, no_table_text(*part, found_text(node)));
+        complain(position, no_mapping_text(part_name(*part), found_text(node)));
     const auto [other, is_new] = machines_[code].entries.emplace(*part, std::move(entry));
     if (!is_new)
         complain(position, same_part_text(code, *part, other->second.place));
 }
 
-void Reader::read_mapping(const toml::key& part_key, const toml::table& table,
-                          protocol::KeyMapping& mapping) {
+void Reader::read_mapping(const toml::source_position& position, const std::string& part,
+                          const toml::table& table, protocol::KeyMapping& mapping) {
     for (const auto& item : table)
-        read_value(item.first, item.second, mapping);
-    for (const std::string_view key : {"type", "channel", "controller"}) {
+        read_value(item.first, item.second, part, mapping);
+    for (const std::string_view key : value_keys) {
         if (!table.contains(key))
-            complain(part_key.source().begin, missing_key_text(mapping.part, key));
+            complain(position, missing_key_text(part, key));
     }
 }
 
-void Reader::read_value(const toml::key& key, const toml::node& node,
+/// Below a name that is no machine's or no part's: what looks like a mapping is looked at, so that
+/// all mistakes are said at once.
+void Reader::read_misplaced(const toml::key& key, const toml::node& node) {
+    const toml::table* const table = node.as_table();
+    if (table == nullptr || std::ranges::none_of(value_keys, [table](std::string_view value) {
+            return table->contains(value);
+        }))
+        return;
+    const auto part = part_number(key.str());
+    protocol::KeyMapping unused;
+    read_mapping(key.source().begin, part ? part_name(*part) : part_name(key.str()), *table,
+                 unused);
+}
+
+void Reader::read_value(const toml::key& key, const toml::node& node, const std::string& part,
                         protocol::KeyMapping& mapping) {
-    const std::string name = value_name(key.str(), mapping.part);
+    const std::string name = value_name(key.str(), part);
     if (key.str() == "type")
         read_type(node, name, mapping.type);
     else if (key.str() == "channel")
@@ -201,7 +224,7 @@ void Reader::read_value(const toml::key& key, const toml::node& node,
     else if (key.str() == "controller")
         read_number(node, name, 0, protocol::highest_number, mapping.controller);
     else
-        complain(key.source().begin, unknown_key_text(mapping.part, key.str()));
+        complain(key.source().begin, unknown_key_text(part, key.str()));
 }
 
 void Reader::read_type(const toml::node& node, const std::string& name,

@@ -54,35 +54,43 @@ std::string second_machine_text(std::uint32_t code, const MachineLayout& first) 
            ": only the layout of one machine can be used for another";
 }
 
-std::string no_table_text(int part, std::string_view found) {
-    return "part " + std::to_string(part) + " is " + std::string(found) +
+std::string part_name(int part) {
+    return "part " + std::to_string(part);
+}
+
+std::string part_name(std::string_view key) {
+    return "part " + quoted(key);
+}
+
+std::string no_mapping_text(std::string_view part, std::string_view found) {
+    return std::string(part) + " is " + std::string(found) +
            ": it has to be a table, { type = ..., channel = ..., controller = ... }";
 }
 
-std::string unknown_key_text(int part, std::string_view key) {
-    return "part " + std::to_string(part) + " has a key " + quoted(key) +
+std::string unknown_key_text(std::string_view part, std::string_view key) {
+    return std::string(part) + " has a key " + quoted(key) +
            ": only type, channel and controller are known";
 }
 
-std::string missing_key_text(int part, std::string_view key) {
-    return "part " + std::to_string(part) + " has no " + std::string(key);
+std::string missing_key_text(std::string_view part, std::string_view key) {
+    return std::string(part) + " has no " + std::string(key);
 }
 
 std::string same_part_text(std::uint32_t code, int part, const Place& place_of_other) {
-    return "part " + std::to_string(part) + " of " + protocol::code_text(code) + " is also at " +
+    return part_name(part) + " of " + protocol::code_text(code) + " is also at " +
            place_text(place_of_other);
 }
 
 std::string same_message_text(std::uint32_t code, const LayoutEntry& entry,
                               const LayoutEntry& other) {
     const std::string words = protocol::mapping_text(entry.mapping);
-    return "part " + std::to_string(entry.mapping.part) + " of " + protocol::code_text(code) +
-           " sends the same message as part " + std::to_string(other.mapping.part) + ", " +
+    return part_name(entry.mapping.part) + " of " + protocol::code_text(code) +
+           " sends the same message as " + part_name(other.mapping.part) + ", " +
            place_text(other.place) + words.substr(words.find(": "));
 }
 
-std::string value_name(std::string_view key, int part) {
-    return std::string(key) + " of part " + std::to_string(part);
+std::string value_name(std::string_view key, std::string_view part) {
+    return std::string(key) + " of " + std::string(part);
 }
 
 std::string wrong_type_text(std::string_view name, std::string_view found) {

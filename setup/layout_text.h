@@ -27,16 +27,18 @@ namespace setup {
                                             const Place& place_of_other);
 [[nodiscard]] std::string second_machine_text(std::uint32_t code, const MachineLayout& first);
 
-// Parts.
-[[nodiscard]] std::string no_table_text(int part, std::string_view found);
-[[nodiscard]] std::string unknown_key_text(int part, std::string_view key);
-[[nodiscard]] std::string missing_key_text(int part, std::string_view key);
+// Parts. `part` is as part_name() has it.
+[[nodiscard]] std::string part_name(int part);
+[[nodiscard]] std::string part_name(std::string_view key);
+[[nodiscard]] std::string no_mapping_text(std::string_view part, std::string_view found);
+[[nodiscard]] std::string unknown_key_text(std::string_view part, std::string_view key);
+[[nodiscard]] std::string missing_key_text(std::string_view part, std::string_view key);
 [[nodiscard]] std::string same_part_text(std::uint32_t code, int part, const Place& place_of_other);
 [[nodiscard]] std::string same_message_text(std::uint32_t code, const LayoutEntry& entry,
                                             const LayoutEntry& other);
 
 /// "channel of part 12"
-[[nodiscard]] std::string value_name(std::string_view key, int part);
+[[nodiscard]] std::string value_name(std::string_view key, std::string_view part);
 [[nodiscard]] std::string wrong_type_text(std::string_view name, std::string_view found);
 [[nodiscard]] std::string wrong_number_text(std::string_view name, std::string_view found,
                                             int least, int most);

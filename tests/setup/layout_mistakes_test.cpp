@@ -243,6 +243,28 @@ TEST(LayoutMistakes, NameThatIsNoPart) {
                   Lines{"2:1: \"" + std::string(name) + sentence});
 }
 
+TEST(LayoutMistakes, MappingsBelowWrongNamesAreReadToo) {
+    const std::string mapping = "{ type = \"Note On\", channel = 17, controler = 7 }";
+    EXPECT_EQ(
+        mistakes_of_parts("128 = " + mapping),
+        (Lines{"2:1: \"128\" is no part: that is a whole number from 0 to 127",
+               "2:1: part \"128\" has no controller",
+               "2:37: channel of part \"128\" is 17: it has to be a whole number from 1 to 16",
+               "2:41: part \"128\" has a key \"controler\": only type, channel and controller "
+               "are known"}));
+    EXPECT_EQ(mistakes_in("[desk]\n12 = { channel = 0, type = \"Note On\", controller = 7 }"),
+              (Lines{"1:2: \"desk\" is no device code: that has eight hexadecimal digits, such as "
+                     "4AC5F4C4",
+                     "2:18: channel of part 12 is 0: it has to be a whole number from 1 to 16"}));
+}
+
+TEST(LayoutMistakes, WhatIsNoMappingBelowAWrongNameIsNotSpokenOf) {
+    EXPECT_EQ(mistakes_of_parts("[4AC5F4C4.parts]\n12 = " + good + "\n[4AC5F4C4.name]\n"),
+              (Lines{"2:11: \"parts\" is no part: that is a whole number from 0 to 127",
+                     "4:11: \"name\" is no part: that is a whole number from 0 to 127"}));
+    EXPECT_EQ(mistakes_in("[about]\nauthor = 'me'\n").size(), 1U);
+}
+
 TEST(LayoutMistakes, PartThatIsNoTable) {
     const std::string sentence =
         ": it has to be a table, { type = ..., channel = ..., controller = ... }";
