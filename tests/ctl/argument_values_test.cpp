@@ -105,7 +105,7 @@ TEST(MachineArgument, SaysWhatIsWrong) {
         {"4AC5F4C4@:0", "CLIENT of -m is \"\": it has to be a whole number from 0 to 255"},
     };
     for (const auto& [text, sentence] : mistakes)
-        EXPECT_EQ(mistake([&text = text] { (void)machine_argument(text); }), sentence);
+        EXPECT_EQ(mistake([&name = text] { (void)machine_argument(name); }), sentence);
 }
 
 TEST(DemoArgument, TakesCodesOneByOneOrAllOfTheFamily) {
