@@ -24,13 +24,10 @@ class Desktop:
         address = self._folder / "dbus-daemon.out"
         until("the session bus", lambda: "\n" in address.read_text() or bus.poll() is not None)
         os.environ.update({
-            "DISPLAY": f":{display}",
-            "DBUS_SESSION_BUS_ADDRESS": address.read_text().strip(),
-            "QT_QPA_PLATFORM": "xcb",
+            "DISPLAY": f":{display}", "DBUS_SESSION_BUS_ADDRESS": address.read_text().strip(),
+            "QT_QPA_PLATFORM": "xcb", "XDG_RUNTIME_DIR": runtime,
             # Otherwise a program is on the accessibility bus only when a screen reader asks.
-            "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1",
-            "XDG_RUNTIME_DIR": runtime,
-        })
+            "QT_LINUX_ACCESSIBILITY_ALWAYS_ON": "1"})
 
     def _start(self, program, *arguments):
         with open(self._folder / f"{program}.out", "wb") as output, \

@@ -36,9 +36,8 @@ class MachineProgram(Scenario):
         until("the tables", lambda: output.read_text().endswith("}\n"))
         shown = output.read_text().splitlines()
         self.assertRegex(shown[0], r"^4AC7F4C4  client \d+ of the sequencer$")
-        self.assertEqual(shown[1:3],
-                         ["4AC7F4C4  part 3: Control Change, channel 2, controller 9",
-                          "4AC7F4C4  saved: 1 mapping"])
+        self.assertEqual(shown[1:3], ["4AC7F4C4  part 3: Control Change, channel 2, controller 9",
+                                      "4AC7F4C4  saved: 1 mapping"])
         self.assertEqual([json.loads(line) for line in shown[3:]],
                          [{"machine": "4AC7F4C4", "table": [self.COMMAND.mapping],
                            "saved": [self.COMMAND.mapping]}])

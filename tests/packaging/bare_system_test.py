@@ -18,8 +18,7 @@ ROOT = WORK / "bare"
 
 def archive():
     """The address of the Debian archive that this computer uses."""
-    uris = run("apt-get", "indextargets", "--format", "$(REPO_URI)",
-               f"Codename: {RELEASE}").stdout
+    uris = run("apt-get", "indextargets", "--format", "$(REPO_URI)", f"Codename: {RELEASE}").stdout
     if not uris.split():
         raise unittest.SkipTest(f"apt knows no archive of {RELEASE}; apt-get update may help")
     return uris.split()[0]

@@ -14,10 +14,8 @@ TREE = {
       for language in ("", "zh_CN/")),
     *(f"share/icons/hicolor/{size}x{size}/apps/{ID}.png" for size in ICON_SIZES),
     f"share/icons/hicolor/scalable/apps/{ID}.svg",
-    f"share/applications/{ID}.desktop",
-    f"share/metainfo/{ID}.metainfo.xml",
-    "share/bash-completion/completions/keyloftctl",
-    "lib/systemd/user/keyloft-keep@.service",
+    f"share/applications/{ID}.desktop", f"share/metainfo/{ID}.metainfo.xml",
+    "share/bash-completion/completions/keyloftctl", "lib/systemd/user/keyloft-keep@.service",
     *(f"share/doc/keyloft/{document}" for document in DOCUMENTS),
 }
 

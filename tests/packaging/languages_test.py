@@ -12,8 +12,7 @@ from support import BUILD, SOURCE, WORK, run
 
 LUPDATE = "/usr/lib/qt6/bin/lupdate"
 KEYS = {"设备型号(Machine Serial)", "硬件编号(Hardware Part Code)", "消息类型(Message Type)：",
-        "消息通道(Message Channel)：", "控制器号(Controller Number)：", "Placeholder",
-        "设置", "保存", "确定"}
+        "消息通道(Message Channel)：", "控制器号(Controller Number)：", "Placeholder", "设置", "保存", "确定"}
 # Turkish has an i of its own, German another decimal sign.
 LANGUAGES = ["zh_CN", "zh_TW", "tr_TR", "de_DE"]
 
