@@ -6,7 +6,7 @@ import unittest
 
 import support
 from documents_test import dead_links
-from support import PACKAGE, SOURCE, WORK, run
+from support import PACKAGE, WORK, run
 
 
 class DebianPackage(unittest.TestCase):
@@ -40,8 +40,3 @@ class DebianPackage(unittest.TestCase):
         documents = list(folder.rglob("*.md"))
         self.assertGreaterEqual(len(documents), 3)
         self.assertEqual(dead_links(folder, documents), [])
-
-    def test_control_files_are_in_order(self):
-        support.need("wrap-and-sort")
-        support.only_on_debian_12("wrap-and-sort")
-        self.assertEqual(run("wrap-and-sort", "--dry-run", "--wrap-always", cwd=SOURCE).stdout, "")
