@@ -37,7 +37,9 @@ private:
     [[nodiscard]] std::vector<setup::Target> wanted() const {
         std::vector<setup::Target> targets;
         if (request_.machine && request_.machine->port) {
-            const setup::Choice choice = choose(place_.system, {}, request_.machine);
+            setup::Choice choice;
+            setup::look_until_settled(
+                [&] { choice = choose(place_.system, {}, request_.machine); });
             if (choice.obstacle == setup::Obstacle::none)
                 targets.push_back({.code = choice.target.code, .source = choice.target.source});
             return targets;

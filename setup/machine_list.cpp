@@ -191,15 +191,19 @@ std::vector<Machine> list_machines(const AddressOf& address_of) {
     return list;
 }
 
-std::vector<Machine> list_settled_machines(const AddressOf& address_of) {
-    std::vector<Machine> machines;
+void look_until_settled(const std::function<void()>& look) {
     std::vector<MIDIEndpointRef> before;
     std::vector<MIDIEndpointRef> after = count_endpoints();
     do {
         before = std::move(after);
-        machines = list_machines(address_of);
+        look();
         after = count_endpoints();
     } while (before != after);
+}
+
+std::vector<Machine> list_settled_machines(const AddressOf& address_of) {
+    std::vector<Machine> machines;
+    look_until_settled([&] { machines = list_machines(address_of); });
     return machines;
 }
 

@@ -119,6 +119,16 @@ protected:
         ends_[0] = -1;
     }
 
+    /// At this question for an address a port comes, and its news is used up.
+    void let_come_when_asked(std::string name, unsigned question) {
+        system_.when_asked = [this, name = std::move(name), question]() mutable {
+            if (question == 0 || --question != 0)
+                return;
+            system_.attach({.name = name});
+            (void)system_.backend().update(ObjectList::devices);
+        };
+    }
+
     static std::string read_line(int descriptor) {
         std::string text;
         for (char letter = 0; read(descriptor, &letter, 1) == 1 && letter != '\n';)
@@ -170,15 +180,18 @@ TEST_F(WatchCommand, SaysWhoComesAndGoes) {
 }
 
 TEST_F(WatchCommand, FindsAMachineWhoseNewsItsOwnQuestionsUseUp) {
-    system_.attach({.name = "4AC0F4C4 MIDI 1"});
-    system_.when_asked = [this, has_come = false]() mutable {
-        if (std::exchange(has_come, true))
-            return;
-        system_.attach({.name = "4AC5F4C4 MIDI 1"});
-        (void)system_.backend().update(ObjectList::devices);
-    };
+    system_.attach({.name = "12345678 MIDI 1"}); // to which nobody listens
+    // The first list asks for both ends, too; the watch asks for the source after its last count.
+    let_come_when_asked("4AC5F4C4 MIDI 1", 4);
     start();
-    EXPECT_EQ(line(), "4AC0F4C4  is there, 24:0");
+    EXPECT_EQ(line(), "4AC5F4C4  is there, 25:0");
+    end();
+}
+
+TEST_F(WatchCommand, FindsANamedPortWhoseNewsItsOwnQuestionsUseUp) {
+    system_.attach({.name = "Other Box"}); // for which only the search for a port asks
+    let_come_when_asked("Merge Box", 1);
+    start({.machine = MachineChoice{.code = code, .port = setup::PortAddress{25, 0}}});
     EXPECT_EQ(line(), "4AC5F4C4  is there, 25:0");
     end();
 }
