@@ -12,7 +12,7 @@
 /// All machines that are there.
 [[nodiscard]] std::vector<setup::Machine> machines_of(const MidiSystem& system);
 
-/// The same for a program that then waits for changes: see list_settled_machines().
+/// The same for a program that then waits for changes: see look_until_settled().
 [[nodiscard]] std::vector<setup::Machine> settled_machines_of(const MidiSystem& system);
 
 /// The machine that a command is for; without `wanted` the only one of the family.

@@ -33,11 +33,10 @@ def outcome_of(case):
         return "passed", ""
     if case.get("status") == "fail":
         return "failed", ""
-    reason = re.search(rf"{LEFT_OUT}(.*)", said)
-    if reason:
-        return "left out", reason[1].removesuffix("'")  # unittest's, which quotes reasons
-    reason = re.search(r"(?i)skipped:? *(.*)", said)
-    return "skipped", reason[1] if reason else ""
+    left_out = re.search(rf"{LEFT_OUT}(.*)", said)
+    reason = left_out or re.search(r"(?i)skipped:? *(.*)", said)
+    # unittest prints a reason in quotes.
+    return "left out" if left_out else "skipped", reason[1].strip("'") if reason else ""
 
 
 def read_leg(number, name):

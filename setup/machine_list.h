@@ -78,13 +78,13 @@ struct Machine {
 /// lists; only ports of machines are asked for more than their names. A device alone is no machine.
 [[nodiscard]] std::vector<Machine> list_machines(const AddressOf& address_of);
 
-/// Calls `look`, again where the ports were not the same before it and behind it. For a program
-/// that goes on to wait for changes: whatever comes or goes later than the last look makes the
-/// service's changes() readable. Not so behind list_machines() or choose_port() alone, whose own
-/// questions may use up the news of a change that their counts do not show yet.
+/// Calls `look`, and again until the ports are the same before and after it. For a program that
+/// goes on to wait for changes: whatever comes or goes after the last look makes the service's
+/// changes() readable. Not so after list_machines() or choose_port() alone, whose own questions may
+/// use up the news of a change that their counts do not show yet.
 void look_until_settled(const std::function<void()>& look);
 
-/// The last list_machines() of look_until_settled().
+/// What list_machines() gives in the last look of look_until_settled().
 [[nodiscard]] std::vector<Machine> list_settled_machines(const AddressOf& address_of);
 
 /// The two ends of a machine's line.

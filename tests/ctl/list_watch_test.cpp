@@ -119,7 +119,7 @@ protected:
         ends_[0] = -1;
     }
 
-    /// At this question for an address a port comes, and its news is used up.
+    /// A port comes when an address is asked for the `question`th time, and its news is used up.
     void let_come_when_asked(std::string name, unsigned question) {
         system_.when_asked = [this, name = std::move(name), question]() mutable {
             if (question == 0 || --question != 0)
@@ -180,7 +180,7 @@ TEST_F(WatchCommand, SaysWhoComesAndGoes) {
 }
 
 TEST_F(WatchCommand, FindsAMachineWhoseNewsItsOwnQuestionsUseUp) {
-    system_.attach({.name = "12345678 MIDI 1"}); // to which nobody listens
+    system_.attach({.name = "12345678 MIDI 1"}); // not of the family: nobody listens to it
     // The first list asks for both ends, too; the watch asks for the source after its last count.
     let_come_when_asked("4AC5F4C4 MIDI 1", 4);
     start();
@@ -189,7 +189,7 @@ TEST_F(WatchCommand, FindsAMachineWhoseNewsItsOwnQuestionsUseUp) {
 }
 
 TEST_F(WatchCommand, FindsANamedPortWhoseNewsItsOwnQuestionsUseUp) {
-    system_.attach({.name = "Other Box"}); // for which only the search for a port asks
+    system_.attach({.name = "Other Box"}); // only the search for a port asks for its address
     let_come_when_asked("Merge Box", 1);
     start({.machine = MachineChoice{.code = code, .port = setup::PortAddress{25, 0}}});
     EXPECT_EQ(line(), "4AC5F4C4  is there, 25:0");
